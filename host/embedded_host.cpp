@@ -1,0 +1,404 @@
+#include "host/embedded_host.h"
+
+#include <cmath>
+#include <cstring>
+
+namespace {
+
+EmbeddedHost *activeHost = nullptr;
+
+Scene &TheScene() { return EmbeddedHost::Active().scene; }
+Item *Find(LWItemID id) { return ItemFromId(TheScene(), id); }
+double FrameAt(LWTime t) { return TheScene().FrameAt(t); }
+
+void Show(MessageKind kind, const char *line1, const char *line2) {
+    EmbeddedHost::Active().messages.push_back({kind, line1 ? line1 : "", line2 ? line2 : ""});
+}
+
+// ---- "Info Messages" ----
+void InfoMessage(const char *a, const char *b) { Show(MessageKind::Info, a, b); }
+void ErrorMessage(const char *a, const char *b) { Show(MessageKind::Error, a, b); }
+void WarningMessage(const char *a, const char *b) { Show(MessageKind::Warning, a, b); }
+const MessageFuncs messageFuncs = {InfoMessage, ErrorMessage, WarningMessage};
+
+// ---- "LW Item Info" ----
+const std::vector<std::unique_ptr<Item>> *ListOf(LWItemType type, LWItemID boneObject) {
+    Scene &s = TheScene();
+    switch (type) {
+    case LWI_OBJECT: return &s.objects;
+    case LWI_LIGHT: return &s.lights;
+    case LWI_CAMERA: return &s.cameras;
+    case LWI_BONE: {
+        Item *object = Find(boneObject);
+        return object && object->type == LWI_OBJECT ? &object->bones : nullptr;
+    }
+    }
+    return nullptr;
+}
+
+LWItemID ItemFirst(LWItemType type, LWItemID boneObject) {
+    auto *list = ListOf(type, boneObject);
+    return list && !list->empty() ? list->front().get() : LWITEM_NULL;
+}
+
+LWItemID ItemNext(LWItemID id) {
+    Item *item = Find(id);
+    if (!item) return LWITEM_NULL;
+    auto *list = ListOf(item->type, item->owner);
+    for (size_t i = 0; i + 1 < list->size(); ++i)
+        if ((*list)[i].get() == item) return (*list)[i + 1].get();
+    return LWITEM_NULL;
+}
+
+// Children of an item in the host's order: objects, lights, cameras, then the
+// item's own bones.
+std::vector<Item *> ChildrenOf(const Item *parent) {
+    std::vector<Item *> children;
+    Scene &s = TheScene();
+    for (const auto *list : {&s.objects, &s.lights, &s.cameras})
+        for (const auto &item : *list)
+            if (item->parent == parent) children.push_back(item.get());
+    return children;
+}
+
+LWItemID ItemFirstChild(LWItemID id) {
+    Item *parent = Find(id);
+    if (!parent) return LWITEM_NULL;
+    auto children = ChildrenOf(parent);
+    return children.empty() ? LWITEM_NULL : children.front();
+}
+
+LWItemID ItemNextChild(LWItemID parentId, LWItemID prev) {
+    Item *parent = Find(parentId);
+    if (!parent) return LWITEM_NULL;
+    auto children = ChildrenOf(parent);
+    for (size_t i = 0; i + 1 < children.size(); ++i)
+        if (children[i] == prev) return children[i + 1];
+    return LWITEM_NULL;
+}
+
+LWItemID ItemParent(LWItemID id) {
+    Item *item = Find(id);
+    return item ? item->parent : LWITEM_NULL;
+}
+LWItemID ItemTarget(LWItemID id) {
+    Item *item = Find(id);
+    return item ? item->target : LWITEM_NULL;
+}
+LWItemID ItemGoal(LWItemID id) {
+    Item *item = Find(id);
+    return item ? item->goal : LWITEM_NULL;
+}
+LWItemType ItemType(LWItemID id) {
+    Item *item = Find(id);
+    return item ? item->type : -1;
+}
+const char *ItemNameOf(LWItemID id) {
+    Item *item = Find(id);
+    if (!item) return nullptr;
+    item->shownName = TheScene().ShownName(*item);
+    return item->shownName.c_str();
+}
+void ItemParam(LWItemID id, LWItemParam param, LWTime time, double v[3]) {
+    Item *item = Find(id);
+    if (item)
+        TheScene().Param(*item, param, time, v);
+    else
+        v[0] = v[1] = v[2] = 0;
+}
+unsigned ItemLimits(LWItemID, LWItemParam, double min[3], double max[3]) {
+    for (int i = 0; i < 3; ++i) min[i] = max[i] = 0;
+    return 0;  // the embedded host keeps no user limits
+}
+const char *ItemGetTag(LWItemID id, int n) {
+    Item *item = Find(id);
+    if (!item || n < 1 || n > static_cast<int>(item->tags.size())) return nullptr;
+    return item->tags[n - 1].c_str();
+}
+void ItemSetTag(LWItemID id, int n, const char *text) {
+    Item *item = Find(id);
+    if (!item) return;
+    if (n >= 1 && n <= static_cast<int>(item->tags.size()))
+        item->tags[n - 1] = text ? text : "";
+    else if (n == 0)
+        item->tags.push_back(text ? text : "");
+}
+const LWItemInfo itemInfo2 = {ItemFirst, ItemNext,  ItemFirstChild,
+                              ItemNextChild, ItemParent, ItemTarget, ItemGoal, ItemType, ItemNameOf, ItemParam,
+                              ItemLimits, ItemGetTag, ItemSetTag};
+// The plain service is a prefix of the same record: what lies past param is
+// left empty so that a module calling it is caught.
+const LWItemInfo itemInfo1 = {ItemFirst,  ItemNext, ItemFirstChild, ItemNextChild, ItemParent, ItemTarget,
+                              ItemGoal,   ItemType, ItemNameOf,     ItemParam,     nullptr,    nullptr,
+                              nullptr};
+
+// ---- "LW Object Info" ----
+const char *ObjectFilename(LWItemID id) {
+    Item *item = Find(id);
+    return item ? item->filename.c_str() : nullptr;
+}
+int ObjectPoints(LWItemID id) {
+    Item *item = Find(id);
+    return item ? item->numPoints : 0;
+}
+int ObjectPolygons(LWItemID id) {
+    Item *item = Find(id);
+    return item ? item->numPolygons : 0;
+}
+unsigned ObjectShadows(LWItemID id) {
+    Item *item = Find(id);
+    return item ? item->shadowOptions : 0;
+}
+double ObjectDissolve(LWItemID id, LWTime t) {
+    Item *item = Find(id);
+    return item ? item->dissolve.ValueAt(FrameAt(t)) : 0;
+}
+const LWObjectInfo objectInfo = {ObjectFilename, ObjectPoints, ObjectPolygons, ObjectShadows, ObjectDissolve};
+
+// ---- "LW Bone Info" ----
+unsigned BoneFlags(LWItemID id) {
+    Item *item = Find(id);
+    return item ? item->boneFlags : 0;
+}
+void BoneRestParam(LWItemID id, LWItemParam param, double v[3]) {
+    Item *item = Find(id);
+    v[0] = v[1] = v[2] = 0;
+    if (!item) return;
+    if (param == LWIP_POSITION)
+        for (int i = 0; i < 3; ++i) v[i] = item->restPosition[i];
+    else if (param == LWIP_ROTATION)
+        for (int i = 0; i < 3; ++i) v[i] = item->restDirection[i] * 0.017453292519943295;
+}
+double BoneRestLength(LWItemID id) {
+    Item *item = Find(id);
+    return item ? item->restLength : 0;
+}
+void BoneLimits(LWItemID id, double *inner, double *outer) {
+    Item *item = Find(id);
+    *inner = item ? item->innerLimit : 0;
+    *outer = item ? item->outerLimit : 0;
+}
+const LWBoneInfo boneInfo = {BoneFlags, BoneRestParam, BoneRestLength, BoneLimits};
+
+// ---- "LW Light Info" ----
+void LightAmbient(LWTime t, double c[3]) {
+    Scene &s = TheScene();
+    double k = s.ambientIntensity.ValueAt(FrameAt(t));
+    for (int i = 0; i < 3; ++i) c[i] = s.ambientColor[i] * k;
+}
+int LightType(LWItemID id) {
+    Item *item = Find(id);
+    return item ? item->lightType : 0;
+}
+void LightColor(LWItemID id, LWTime t, double c[3]) {
+    Item *item = Find(id);
+    double k = item ? item->intensity.ValueAt(FrameAt(t)) : 0;
+    for (int i = 0; i < 3; ++i) c[i] = item ? item->lightColor[i] * k : 0;
+}
+int LightShadowType(LWItemID id) {
+    Item *item = Find(id);
+    return item ? item->shadowType : 0;
+}
+void LightCone(LWItemID id, double *radius, double *edge) {
+    Item *item = Find(id);
+    *radius = item ? item->coneRadius : 0;
+    *edge = item ? item->coneEdge : 0;
+}
+unsigned LightFlags(LWItemID id) {
+    Item *item = Find(id);
+    return item ? item->lightFlags : 0;
+}
+double LightRange(LWItemID id) {
+    Item *item = Find(id);
+    return item ? item->range : 0;
+}
+const LWLightInfo lightInfo2 = {LightAmbient, LightType, LightColor, LightShadowType, LightCone, LightFlags, LightRange};
+const LWLightInfo lightInfo1 = {LightAmbient, LightType, LightColor, LightShadowType, LightCone, nullptr, nullptr};
+
+// ---- "LW Camera Info" ----
+// Film aperture height behind the focal length: 35 mm motion picture film is
+// taken as 15 mm high (the host's exact figure per film size is not published).
+constexpr double kApertureHeightMm = 15.0;
+
+double CameraZoom(LWItemID id, LWTime t) {
+    Item *item = Find(id);
+    return item ? item->zoom.ValueAt(FrameAt(t)) : 0;
+}
+double CameraFocalLength(LWItemID id, LWTime t) { return CameraZoom(id, t) * kApertureHeightMm / 2; }
+double CameraFocalDistance(LWItemID id, LWTime t) {
+    Item *item = Find(id);
+    return item ? item->focalDistance.ValueAt(FrameAt(t)) : 0;
+}
+double CameraFStop(LWItemID id, LWTime t) {
+    Item *item = Find(id);
+    return item ? item->fStop.ValueAt(FrameAt(t)) : 0;
+}
+double CameraBlurLength(LWItemID id, LWTime t) {
+    Item *item = Find(id);
+    return item ? item->blurLength.ValueAt(FrameAt(t)) : 0;
+}
+// The zoom factor is the cotangent of half the vertical field of view; the
+// horizontal one follows from the frame's shape.
+void CameraFov(LWItemID id, LWTime t, double *horizontal, double *vertical) {
+    Scene &s = TheScene();
+    double zoom = CameraZoom(id, t);
+    double halfTan = zoom > 0 ? 1 / zoom : 0;
+    double aspect = s.frameHeight > 0 ? s.frameWidth * s.pixelAspect / s.frameHeight : 1;
+    *vertical = 2 * std::atan(halfTan);
+    *horizontal = 2 * std::atan(halfTan * aspect);
+}
+const LWCameraInfo cameraInfo = {CameraZoom,  CameraFocalLength, CameraFocalDistance,
+                                 CameraFStop, CameraBlurLength,  CameraFov};
+
+// ---- "LW Image List" ----
+HostImage *FindImage(LWImageID id) {
+    for (auto &image : TheScene().images)
+        if (image.get() == id) return image.get();
+    return nullptr;
+}
+LWImageID ImageFirst() { return TheScene().images.empty() ? nullptr : TheScene().images.front().get(); }
+LWImageID ImageNext(LWImageID id) {
+    auto &images = TheScene().images;
+    for (size_t i = 0; i + 1 < images.size(); ++i)
+        if (images[i].get() == id) return images[i + 1].get();
+    return nullptr;
+}
+LWImageID ImageLoad(const char *) { return nullptr; }  // the embedded host reads no image files here
+const char *ImageName(LWImageID id) {
+    HostImage *image = FindImage(id);
+    return image ? image->name.c_str() : nullptr;
+}
+const char *ImageFilename(LWImageID id, LWFrame) {
+    HostImage *image = FindImage(id);
+    return image ? image->filename.c_str() : nullptr;
+}
+int ImageIsColor(LWImageID id) {
+    HostImage *image = FindImage(id);
+    return image && image->color;
+}
+void ImageNeedAA(LWImageID) {}
+void ImageSize(LWImageID id, int *w, int *h) {
+    HostImage *image = FindImage(id);
+    *w = image ? image->width : 0;
+    *h = image ? image->height : 0;
+}
+const unsigned char *Pixel(HostImage *image, int x, int y) {
+    if (!image || image->width <= 0 || image->height <= 0) return nullptr;
+    x = x < 0 ? 0 : (x >= image->width ? image->width - 1 : x);
+    y = y < 0 ? 0 : (y >= image->height ? image->height - 1 : y);
+    return &image->rgb[(static_cast<size_t>(y) * image->width + x) * 3];
+}
+void ImageRGB(LWImageID id, int x, int y, BufferValue rgb[3]) {
+    const unsigned char *p = Pixel(FindImage(id), x, y);
+    for (int i = 0; i < 3; ++i) rgb[i] = p ? p[i] : 0;
+}
+BufferValue ImageLuma(LWImageID id, int x, int y) {
+    BufferValue rgb[3];
+    ImageRGB(id, x, y, rgb);
+    return static_cast<BufferValue>(std::lround(0.299 * rgb[0] + 0.587 * rgb[1] + 0.114 * rgb[2]));
+}
+// Spots are sampled at their centre pixel: the embedded host does no prefiltering.
+void ImageRGBSpot(LWImageID id, double x, double y, double, int, double rgb[3]) {
+    BufferValue c[3];
+    ImageRGB(id, static_cast<int>(std::floor(x)), static_cast<int>(std::floor(y)), c);
+    for (int i = 0; i < 3; ++i) rgb[i] = c[i] / 255.0;
+}
+double ImageLumaSpot(LWImageID id, double x, double y, double, int) {
+    return ImageLuma(id, static_cast<int>(std::floor(x)), static_cast<int>(std::floor(y))) / 255.0;
+}
+void ImageClear(LWImageID id) {
+    auto &images = TheScene().images;
+    for (auto it = images.begin(); it != images.end(); ++it)
+        if (it->get() == id) {
+            images.erase(it);
+            return;
+        }
+}
+const LWImageList imageList = {ImageFirst, ImageNext,  ImageLoad, ImageName,    ImageFilename,
+                               ImageIsColor, ImageNeedAA, ImageSize, ImageLuma, ImageRGB,
+                               ImageLumaSpot, ImageRGBSpot, ImageClear};
+
+// ---- "File Request" ----
+void CopyOut(char *dst, const std::string &src, int buflen) {
+    if (buflen <= 0) return;
+    std::strncpy(dst, src.c_str(), buflen - 1);
+    dst[buflen - 1] = 0;
+}
+
+int RequestFile(const char *hail, char *name, char *path, char *fullName, int buflen) {
+    EmbeddedHost &host = EmbeddedHost::Active();
+    host.fileRequests.push_back({hail ? hail : "", name ? name : "", path ? path : ""});
+    if (host.fileAnswers.empty()) return 0;
+    FileAnswer answer = host.fileAnswers.front();
+    host.fileAnswers.pop_front();
+    if (answer.result <= 0) return answer.result;
+    std::string full = answer.fullName;
+    size_t slash = full.find_last_of("/\\");
+    CopyOut(fullName, full, buflen);
+    CopyOut(name, slash == std::string::npos ? full : full.substr(slash + 1), buflen);
+    CopyOut(path, slash == std::string::npos ? std::string() : full.substr(0, slash), buflen);
+    return answer.result;
+}
+
+void *GlobalLookup(const char *service, int useCode) { return EmbeddedHost::Active().Service(service, useCode); }
+
+}  // namespace
+
+EmbeddedHost::EmbeddedHost() : previous_(activeHost) { activeHost = this; }
+EmbeddedHost::~EmbeddedHost() { activeHost = previous_; }
+
+EmbeddedHost &EmbeddedHost::Active() { return *activeHost; }
+GlobalFunc *EmbeddedHost::Lookup() { return GlobalLookup; }
+
+void *EmbeddedHost::Service(const char *name, int useCode) {
+    std::string service = name ? name : "";
+    lookups.push_back({service, useCode});
+    if (withheld_.count(service)) return nullptr;
+
+    if (service == LWSERVICE_MESSAGES) return const_cast<MessageFuncs *>(&messageFuncs);
+    if (service == LWSERVICE_ITEM_INFO_2) return const_cast<LWItemInfo *>(&itemInfo2);
+    if (service == LWSERVICE_ITEM_INFO) return const_cast<LWItemInfo *>(&itemInfo1);
+    if (service == LWSERVICE_OBJECT_INFO) return const_cast<LWObjectInfo *>(&objectInfo);
+    if (service == LWSERVICE_BONE_INFO) return const_cast<LWBoneInfo *>(&boneInfo);
+    if (service == LWSERVICE_LIGHT_INFO_2) return const_cast<LWLightInfo *>(&lightInfo2);
+    if (service == LWSERVICE_LIGHT_INFO) return const_cast<LWLightInfo *>(&lightInfo1);
+    if (service == LWSERVICE_CAMERA_INFO) return const_cast<LWCameraInfo *>(&cameraInfo);
+    if (service == LWSERVICE_IMAGE_LIST) return const_cast<LWImageList *>(&imageList);
+    if (service == LWSERVICE_FILE_REQUEST) return reinterpret_cast<void *>(&RequestFile);
+    if (service == LWSERVICE_HOST_DISPLAY) return &display;
+    if (service == LWSERVICE_SCENE_INFO) {
+        // A snapshot of the scene as it is now; a later lookup sees later values.
+        LWSceneInfo &info = sceneInfo_;
+        info = LWSceneInfo{};
+        info.name = scene.name.c_str();
+        info.filename = scene.filename.c_str();
+        for (const auto &object : scene.objects) {
+            info.numPoints += object->numPoints;
+            info.numPolygons += object->numPolygons;
+        }
+        info.renderType = scene.renderType;
+        info.renderOpts = scene.renderOptions;
+        info.frameStart = scene.firstFrame;
+        info.frameEnd = scene.lastFrame;
+        info.frameStep = scene.frameStep;
+        info.framesPerSecond = scene.framesPerSecond;
+        info.frameWidth = scene.frameWidth;
+        info.frameHeight = scene.frameHeight;
+        info.pixelAspect = scene.pixelAspect;
+        info.minSamplesPerPixel = scene.minSamplesPerPixel;
+        info.maxSamplesPerPixel = scene.maxSamplesPerPixel;
+        for (int i = 0; i < 4; ++i) info.limitedRegion[i] = scene.limitedRegion[i];
+        info.recursionDepth = scene.recursionDepth;
+        return &info;
+    }
+    return nullptr;
+}
+
+const char *MessageKindName(MessageKind kind) {
+    switch (kind) {
+    case MessageKind::Info: return "info";
+    case MessageKind::Error: return "error";
+    case MessageKind::Warning: return "warning";
+    }
+    return "";
+}

@@ -1,0 +1,70 @@
+// The embedded host: a stand-in for the host program. It owns a scene and
+// answers every global service the module looks up with the host's published
+// records, from that scene. Services can be withheld to see how the module
+// copes; messages the module shows are recorded; the file requester answers
+// from a script. One host is active at a time (the services' functions carry no
+// context of their own, as in the real host).
+#pragma once
+
+#include <deque>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "host/scene.h"
+#include "hostapi/lwhost.h"
+
+enum class MessageKind { Info, Error, Warning };
+
+struct ShownMessage {
+    MessageKind kind;
+    std::string line1, line2;
+};
+
+struct ServiceLookup {
+    std::string service;
+    int useCode;
+};
+
+// One scripted answer of the file requester.
+struct FileAnswer {
+    int result = 1;         // > 0 chosen, 0 cancelled, < 0 error
+    std::string fullName;   // the chosen file with its directory
+};
+
+struct FileRequest {
+    std::string hail, name, path;
+};
+
+class EmbeddedHost {
+public:
+    EmbeddedHost();
+    ~EmbeddedHost();
+    EmbeddedHost(const EmbeddedHost &) = delete;
+    EmbeddedHost &operator=(const EmbeddedHost &) = delete;
+
+    Scene scene;
+
+    std::vector<ShownMessage> messages;     // every message the module showed, in order
+    std::vector<ServiceLookup> lookups;     // every lookup, found or not, in order
+    std::deque<FileAnswer> fileAnswers;     // the requester's script; empty means cancel
+    std::vector<FileRequest> fileRequests;  // what the module asked the requester
+    HostDisplayInfo display{};              // the host's window, where there is one
+
+    // A withheld service is answered with null, as by a host that lacks it.
+    void Withhold(const std::string &service) { withheld_.insert(service); }
+    void Offer(const std::string &service) { withheld_.erase(service); }
+
+    // The host's global lookup, handed to every activation.
+    static GlobalFunc *Lookup();
+    static EmbeddedHost &Active();
+
+    void *Service(const char *name, int useCode);
+
+private:
+    std::set<std::string> withheld_;
+    LWSceneInfo sceneInfo_{};  // snapshot refreshed at each lookup
+    EmbeddedHost *previous_;
+};
+
+const char *MessageKindName(MessageKind kind);

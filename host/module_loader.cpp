@@ -1,0 +1,121 @@
+#include "host/module_loader.h"
+
+#include <cstring>
+
+#ifdef _WIN32
+#include <windows.h>
+#else
+#include <dlfcn.h>
+#endif
+
+bool AttachModule(const ModuleDescriptor *d, LoadedModule *out, std::string *error) {
+    if (!d) {
+        *error = "no module descriptor";
+        return false;
+    }
+    if (d->sysSync != MOD_SYSSYNC) {
+        *error = "module descriptor has the wrong sync value";
+        return false;
+    }
+    if (d->sysVersion != MOD_SYSVER) {
+        *error = "module format version " + std::to_string(d->sysVersion) + " is not 2";
+        return false;
+    }
+    if (d->sysMachine != MOD_MACHINE_X86) {
+        *error = "module is not built for this machine";
+        return false;
+    }
+    void *data = d->startup ? d->startup() : nullptr;
+    if (!data) {
+        *error = "module startup failed";
+        return false;
+    }
+    out->descriptor = d;
+    out->serverData = data;
+    return true;
+}
+
+bool LoadModuleFile(const std::string &path, LoadedModule *out, std::string *error) {
+#ifdef _WIN32
+    HMODULE library = LoadLibraryA(path.c_str());
+    if (!library) {
+        *error = "cannot load " + path;
+        return false;
+    }
+    auto *d = reinterpret_cast<const ModuleDescriptor *>(GetProcAddress(library, "_mod_descrip"));
+    if (!d || !AttachModule(d, out, error)) {
+        if (!d) *error = path + " has no _mod_descrip";
+        FreeLibrary(library);
+        return false;
+    }
+#else
+    void *library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (!library) {
+        *error = dlerror();
+        return false;
+    }
+    auto *d = static_cast<const ModuleDescriptor *>(dlsym(library, "_mod_descrip"));
+    if (!d || !AttachModule(d, out, error)) {
+        if (!d) *error = path + " has no _mod_descrip";
+        dlclose(library);
+        return false;
+    }
+#endif
+    out->library = library;
+    return true;
+}
+
+void UnloadModule(LoadedModule *module) {
+    if (module->descriptor && module->descriptor->shutdown) module->descriptor->shutdown(module->serverData);
+    if (module->library) {
+#ifdef _WIN32
+        FreeLibrary(static_cast<HMODULE>(module->library));
+#else
+        dlclose(module->library);
+#endif
+    }
+    *module = LoadedModule{};
+}
+
+std::vector<const ServerRecord *> ServerRows(const LoadedModule &module) {
+    std::vector<const ServerRecord *> rows;
+    for (const ServerRecord *r = module.descriptor->serverDefs; r && r->className; ++r) rows.push_back(r);
+    return rows;
+}
+
+const ServerRecord *FindServer(const LoadedModule &module, const char *className, const char *name) {
+    for (const ServerRecord *r : ServerRows(module))
+        if (std::strcmp(r->className, className) == 0 && std::strcmp(r->name, name) == 0) return r;
+    return nullptr;
+}
+
+size_t HandlerSlotCount(const char *className, long version) {
+    // Slots per version 1, 2, 3 (0: the class had no such version).
+    static const struct {
+        const char *name;
+        size_t slots[3];
+    } classes[] = {
+        {"ItemMotionHandler", {6, 7, 9}},    {"DisplacementHandler", {8, 9, 11}}, {"ShaderHandler", {10, 11, 13}},
+        {"PixelFilterHandler", {0, 11, 13}}, {"ImageFilterHandler", {0, 8, 10}},
+    };
+    if (version < 1) return 0;
+    for (const auto &c : classes)
+        if (std::strcmp(c.name, className) == 0) return c.slots[version > 3 ? 2 : version - 1];
+    return 0;
+}
+
+int ActivateServer(const LoadedModule &module, const ServerRecord &server, long version, GlobalFunc *global,
+                   void *local) {
+    return server.activate(version, global, local, module.serverData);
+}
+
+int NegotiateHandler(const LoadedModule &module, const ServerRecord &server, long highestVersion, GlobalFunc *global,
+                     std::vector<void *> *record, long *version) {
+    int code = AFUNC_BADVERSION;
+    for (long v = highestVersion; v >= 1 && code == AFUNC_BADVERSION; --v) {
+        record->assign(HandlerSlotCount(server.className, v), nullptr);
+        *version = v;
+        code = ActivateServer(module, server, v, global, record->data());
+    }
+    return code;
+}

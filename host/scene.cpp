@@ -1,0 +1,190 @@
+#include "host/scene.h"
+
+#include <cmath>
+
+namespace {
+
+constexpr double kRadiansPerDegree = 0.017453292519943295;
+
+using Vec3 = std::array<double, 3>;
+using Rows = std::array<Vec3, 3>;  // right, up, forward
+
+struct WorldFrame {
+    Vec3 position;  // where the item's pivot sits in the world
+    Rows rows;      // the item's axes in world coordinates, scaled
+};
+
+// Unit right, up and forward of a heading-pitch-bank turn, in the parent's frame
+// (rows of Rz(bank) * Rx(pitch) * Ry(heading), row vectors).
+Rows RotationRows(double h, double p, double b) {
+    double sh = std::sin(h), ch = std::cos(h), sp = std::sin(p), cp = std::cos(p), sb = std::sin(b), cb = std::cos(b);
+    return {{{ch * cb + sh * sp * sb, cp * sb, -sh * cb + ch * sp * sb},
+             {-ch * sb + sh * sp * cb, cp * cb, sh * sb + ch * sp * cb},
+             {sh * cp, -sp, ch * cp}}};
+}
+
+Vec3 Times(const Vec3 &v, const Rows &rows) {
+    Vec3 r{};
+    for (int j = 0; j < 3; ++j) r[j] = v[0] * rows[0][j] + v[1] * rows[1][j] + v[2] * rows[2][j];
+    return r;
+}
+
+Vec3 KeyedTriple(const Item &item, int firstChannel, double frame) {
+    return {item.motion[firstChannel].ValueAt(frame), item.motion[firstChannel + 1].ValueAt(frame),
+            item.motion[firstChannel + 2].ValueAt(frame)};
+}
+
+// The keyed motion relative to the parent: position, rotation in radians, scale.
+void KeyedParam(const Item &item, int param, double frame, double out[3]) {
+    Vec3 v{};
+    switch (param) {
+    case LWIP_POSITION: v = KeyedTriple(item, kPosX, frame); break;
+    case LWIP_ROTATION:
+        v = KeyedTriple(item, kHeading, frame);
+        for (double &a : v) a *= kRadiansPerDegree;
+        break;
+    case LWIP_SCALING: v = KeyedTriple(item, kScaleX, frame); break;
+    }
+    for (int i = 0; i < 3; ++i) out[i] = v[i];
+}
+
+// The chain of parents is walked from the root down. A child's keyed position is
+// a point in its parent's coordinates, so the parent's pivot is taken off it
+// before the parent's axes apply (how the host treats a parent's pivot is not
+// published; this is the reading that keeps a point's placement rule uniform).
+WorldFrame World(const Item &item, double frame) {
+    Vec3 position = KeyedTriple(item, kPosX, frame);
+    Vec3 hpb = KeyedTriple(item, kHeading, frame);
+    Vec3 scale = KeyedTriple(item, kScaleX, frame);
+    Rows rows = RotationRows(hpb[0] * kRadiansPerDegree, hpb[1] * kRadiansPerDegree, hpb[2] * kRadiansPerDegree);
+    for (int i = 0; i < 3; ++i)
+        for (double &c : rows[i]) c *= scale[i];
+    const Item *parent = item.parent ? item.parent : (item.type == LWI_BONE ? item.owner : nullptr);
+    if (!parent) return {position, rows};
+
+    WorldFrame up = World(*parent, frame);
+    Vec3 offset{position[0] - parent->pivot[0], position[1] - parent->pivot[1], position[2] - parent->pivot[2]};
+    Vec3 placed = Times(offset, up.rows);
+    WorldFrame w;
+    for (int j = 0; j < 3; ++j) w.position[j] = up.position[j] + placed[j];
+    for (int i = 0; i < 3; ++i) w.rows[i] = Times(rows[i], up.rows);
+    return w;
+}
+
+// Rows of the inverse of a 3x3 matrix given by rows; zero for a singular one.
+Rows Inverse(const Rows &m) {
+    Rows c{};
+    c[0] = {m[1][1] * m[2][2] - m[1][2] * m[2][1], m[0][2] * m[2][1] - m[0][1] * m[2][2],
+            m[0][1] * m[1][2] - m[0][2] * m[1][1]};
+    c[1] = {m[1][2] * m[2][0] - m[1][0] * m[2][2], m[0][0] * m[2][2] - m[0][2] * m[2][0],
+            m[0][2] * m[1][0] - m[0][0] * m[1][2]};
+    c[2] = {m[1][0] * m[2][1] - m[1][1] * m[2][0], m[0][1] * m[2][0] - m[0][0] * m[2][1],
+            m[0][0] * m[1][1] - m[0][1] * m[1][0]};
+    double det = m[0][0] * c[0][0] + m[0][1] * c[1][0] + m[0][2] * c[2][0];
+    if (det == 0) return {};
+    for (Vec3 &row : c)
+        for (double &x : row) x /= det;
+    return c;
+}
+
+Item &NewItem(std::vector<std::unique_ptr<Item>> &list, LWItemType type, const std::string &name) {
+    list.push_back(std::make_unique<Item>());
+    Item &item = *list.back();
+    item.type = type;
+    item.name = name;
+    item.SetRest({0, 0, 0});
+    return item;
+}
+
+}  // namespace
+
+void Item::SetEndBehavior(EndBehavior end) {
+    for (Channel &c : motion) c.end = end;
+}
+
+void Item::SetRest(std::array<double, 3> position, std::array<double, 3> hpbDegrees, std::array<double, 3> scale) {
+    for (Channel &c : motion) c.keys.clear();
+    AddKey(0, {position[0], position[1], position[2], hpbDegrees[0], hpbDegrees[1], hpbDegrees[2], scale[0], scale[1],
+               scale[2]});
+}
+
+void Item::AddKey(double frame, const std::array<double, 9> &values, bool linear) {
+    for (int i = 0; i < kMotionChannels; ++i) {
+        ChannelKey key;
+        key.frame = frame;
+        key.value = values[i];
+        key.linear = linear;
+        motion[i].keys.push_back(key);
+    }
+}
+
+Item &Scene::AddObject(const std::string &name, const std::string &file) {
+    Item &item = NewItem(objects, LWI_OBJECT, name);
+    item.filename = file;
+    return item;
+}
+
+Item &Scene::AddNullObject(const std::string &name) { return NewItem(objects, LWI_OBJECT, name); }
+Item &Scene::AddLight(const std::string &name) { return NewItem(lights, LWI_LIGHT, name); }
+Item &Scene::AddCamera(const std::string &name) { return NewItem(cameras, LWI_CAMERA, name); }
+
+Item &Scene::AddBone(Item &object, const std::string &name) {
+    Item &bone = NewItem(object.bones, LWI_BONE, name);
+    bone.owner = &object;
+    return bone;
+}
+
+// How the host numbers duplicate names is not published; we show every one of
+// the duplicates numbered, "Null (1)", "Null (2)", in the host's order.
+std::string Scene::ShownName(const Item &item) const {
+    const std::vector<std::unique_ptr<Item>> *list = nullptr;
+    switch (item.type) {
+    case LWI_OBJECT: list = &objects; break;
+    case LWI_LIGHT: list = &lights; break;
+    case LWI_CAMERA: list = &cameras; break;
+    case LWI_BONE: list = &item.owner->bones; break;
+    }
+    int index = 0, count = 0;
+    for (const auto &other : *list) {
+        if (other->name != item.name) continue;
+        ++count;
+        if (other.get() == &item) index = count;
+    }
+    return count > 1 ? item.name + " (" + std::to_string(index) + ")" : item.name;
+}
+
+void Scene::Param(const Item &item, int param, double time, double out[3]) const {
+    double frame = FrameAt(time);
+    switch (param) {
+    case LWIP_POSITION:
+    case LWIP_ROTATION:
+    case LWIP_SCALING: KeyedParam(item, param, frame, out); return;
+    case LWIP_PIVOT:
+        for (int i = 0; i < 3; ++i) out[i] = item.pivot[i];
+        return;
+    }
+    WorldFrame w = World(item, frame);
+    Vec3 v{};
+    switch (param) {
+    case LWIP_RIGHT: v = w.rows[0]; break;
+    case LWIP_UP: v = w.rows[1]; break;
+    case LWIP_FORWARD: v = w.rows[2]; break;
+    case LWIP_W_POSITION: v = w.position; break;
+    case LWIP_W_RIGHT: v = Inverse(w.rows)[0]; break;
+    case LWIP_W_UP: v = Inverse(w.rows)[1]; break;
+    case LWIP_W_FORWARD: v = Inverse(w.rows)[2]; break;
+    }
+    for (int i = 0; i < 3; ++i) out[i] = v[i];
+}
+
+Item *ItemFromId(const Scene &scene, LWItemID id) {
+    if (!id) return nullptr;
+    for (const auto *list : {&scene.objects, &scene.lights, &scene.cameras}) {
+        for (const auto &item : *list) {
+            if (item.get() == id) return item.get();
+            for (const auto &bone : item->bones)
+                if (bone.get() == id) return bone.get();
+        }
+    }
+    return nullptr;
+}

@@ -1,0 +1,108 @@
+// The embedded host's scene: objects (loaded and null), lights, cameras and the
+// bones each object holds, with their keyed motions, pivots, parents and the
+// values the host's item, object, light, camera and bone services report.
+#pragma once
+
+#include <array>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/channel.h"
+#include "hostapi/lwhost.h"
+
+// Channels of an item motion, in the order of the host's motion blocks.
+enum MotionChannel { kPosX, kPosY, kPosZ, kHeading, kPitch, kBank, kScaleX, kScaleY, kScaleZ, kMotionChannels };
+
+struct Item {
+    LWItemType type = LWI_OBJECT;
+    std::string name;  // as given; the host numbers duplicates when it shows them
+    Item *parent = nullptr;
+    Item *target = nullptr;
+    Item *goal = nullptr;
+    Item *owner = nullptr;  // bones: the object whose skeleton holds them
+
+    // Keyed motion relative to the parent: metres, degrees (as in scene files), factors.
+    std::array<Channel, kMotionChannels> motion;
+    std::array<double, 3> pivot{};
+    std::vector<std::string> tags;
+
+    // Objects.
+    std::string filename;
+    int numPoints = 0, numPolygons = 0;
+    unsigned shadowOptions = LWOSHAD_SELF | LWOSHAD_CAST | LWOSHAD_RECEIVE;
+    Channel dissolve;
+    std::vector<std::unique_ptr<Item>> bones;
+
+    // Lights.
+    int lightType = LWLIGHT_DISTANT;
+    std::array<double, 3> lightColor{1, 1, 1};
+    Channel intensity = ConstantChannel(1);
+    int shadowType = LWLSHAD_RAYTRACE;
+    double coneRadius = 0.5235987755982988, coneEdge = 0.08726646259971647;  // 30 and 5 degrees
+    unsigned lightFlags = 0;
+    double range = 10;
+
+    // Cameras.
+    Channel zoom = ConstantChannel(3.2);
+    Channel focalDistance = ConstantChannel(1);
+    Channel fStop = ConstantChannel(4);
+    Channel blurLength = ConstantChannel(0.5);
+
+    // Bones.
+    unsigned boneFlags = LWBONEF_ACTIVE;
+    std::array<double, 3> restPosition{}, restDirection{};  // metres, degrees
+    double restLength = 1;
+    double innerLimit = 0, outerLimit = 0;
+
+    std::string shownName;  // the text handed out by the item-info name function
+    void SetEndBehavior(EndBehavior end);
+    // One key at frame 0 on every channel: position, rotation in degrees, scale.
+    void SetRest(std::array<double, 3> position, std::array<double, 3> hpbDegrees = {},
+                 std::array<double, 3> scale = {1, 1, 1});
+    // Adds a key on all nine channels.
+    void AddKey(double frame, const std::array<double, 9> &values, bool linear = false);
+};
+
+struct HostImage {
+    std::string name, filename;
+    int width = 0, height = 0;
+    bool color = true;
+    std::vector<unsigned char> rgb;  // width * height * 3, rows top down
+};
+
+struct Scene {
+    std::string name = "Untitled", filename;
+    std::vector<std::unique_ptr<Item>> objects, lights, cameras;
+    std::vector<std::unique_ptr<HostImage>> images;
+
+    int firstFrame = 1, lastFrame = 60, frameStep = 1;
+    double framesPerSecond = 30;
+    int frameWidth = 640, frameHeight = 480;
+    double pixelAspect = 1;
+    int renderType = LWRTYPE_REALISTIC, renderOptions = 0;
+    int minSamplesPerPixel = 1, maxSamplesPerPixel = 1;
+    std::array<int, 4> limitedRegion{};
+    int recursionDepth = 16;
+    std::array<double, 3> ambientColor{1, 1, 1};
+    Channel ambientIntensity = ConstantChannel(0.25);
+
+    Item &AddObject(const std::string &name, const std::string &filename = "");
+    Item &AddNullObject(const std::string &name);
+    Item &AddLight(const std::string &name = "Light");
+    Item &AddCamera(const std::string &name = "Camera");
+    Item &AddBone(Item &object, const std::string &name = "Bone");
+
+    // The name as the host shows it: when several items of one kind (bones: of one
+    // object) share a name, each is shown with " (n)", counting from 1.
+    std::string ShownName(const Item &item) const;
+
+    // A parameter of the item at a time in seconds (LWIP_* codes), as the
+    // item-info service reports it.
+    void Param(const Item &item, int param, double time, double out[3]) const;
+    double FrameAt(double time) const { return time * framesPerSecond; }
+};
+
+// Resolve a handle the module passed back to the host (null when it is none of ours).
+Item *ItemFromId(const Scene &scene, LWItemID id);
+inline LWItemID IdOf(const Item *item) { return const_cast<Item *>(item); }
