@@ -45,6 +45,7 @@ LWItemID ItemNext(LWItemID id) {
     Item *item = Find(id);
     if (!item) return LWITEM_NULL;
     auto *list = ListOf(item->type, item->owner);
+    if (!list) return LWITEM_NULL;
     for (size_t i = 0; i + 1 < list->size(); ++i)
         if ((*list)[i].get() == item) return (*list)[i + 1].get();
     return LWITEM_NULL;

@@ -134,6 +134,8 @@ Item &Scene::AddBone(Item &object, const std::string &name) {
     return bone;
 }
 
+Item &Scene::AddStrayBone(const std::string &name) { return NewItem(strayBones, LWI_BONE, name); }
+
 // How the host numbers duplicate names is not published; we show every one of
 // the duplicates numbered, "Null (1)", "Null (2)", in the host's order.
 std::string Scene::ShownName(const Item &item) const {
@@ -142,7 +144,7 @@ std::string Scene::ShownName(const Item &item) const {
     case LWI_OBJECT: list = &objects; break;
     case LWI_LIGHT: list = &lights; break;
     case LWI_CAMERA: list = &cameras; break;
-    case LWI_BONE: list = &item.owner->bones; break;
+    case LWI_BONE: list = item.owner ? &item.owner->bones : &strayBones; break;
     }
     int index = 0, count = 0;
     for (const auto &other : *list) {
@@ -179,7 +181,7 @@ void Scene::Param(const Item &item, int param, double time, double out[3]) const
 
 Item *ItemFromId(const Scene &scene, LWItemID id) {
     if (!id) return nullptr;
-    for (const auto *list : {&scene.objects, &scene.lights, &scene.cameras}) {
+    for (const auto *list : {&scene.objects, &scene.lights, &scene.cameras, &scene.strayBones}) {
         for (const auto &item : *list) {
             if (item.get() == id) return item.get();
             for (const auto &bone : item->bones)

@@ -75,6 +75,9 @@ struct Scene {
     std::string name = "Untitled", filename;
     std::vector<std::unique_ptr<Item>> objects, lights, cameras;
     std::vector<std::unique_ptr<HostImage>> images;
+    // Bones the host still answers for though no object's skeleton lists them;
+    // the module has to name them without an owner.
+    std::vector<std::unique_ptr<Item>> strayBones;
 
     int firstFrame = 1, lastFrame = 60, frameStep = 1;
     double framesPerSecond = 30;
@@ -92,6 +95,7 @@ struct Scene {
     Item &AddLight(const std::string &name = "Light");
     Item &AddCamera(const std::string &name = "Camera");
     Item &AddBone(Item &object, const std::string &name = "Bone");
+    Item &AddStrayBone(const std::string &name);
 
     // The name as the host shows it: when several items of one kind (bones: of one
     // object) share a name, each is shown with " (n)", counting from 1.

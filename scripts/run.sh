@@ -1,0 +1,18 @@
+#!/usr/bin/env bash
+# The main job: build the product vesk.p (32-bit Windows), the 64-bit Windows
+# build and the native embedded host, then show what the built vesk.p offers
+# the host, read back out of the file by the embedded host.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+. scripts/ensure-tools.sh
+vesk_ensure_tools
+
+for preset in native win32 win64; do
+    echo "== building $preset"
+    vesk_build "$preset" | tail -n 1
+done
+
+echo "== build/win32/vesk.p"
+i686-w64-mingw32-objdump -p build/win32/vesk.p | grep -E 'file format|^Name|DLL Name|\] _mod_descrip' | sed 's/^[[:space:]]*/  /'
+echo "== its server table, read through the embedded host"
+build/native/vesk list --module build/win32/vesk.p

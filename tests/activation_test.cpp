@@ -1,0 +1,189 @@
+// The server table, handler activation by host version, and the one-time binding
+// of the host's services, driven through the table as the host drives it.
+#include <cstring>
+
+#include "module_fixture.h"
+
+namespace {
+
+using Activation = ModuleTest;
+
+void *const kUntouched = reinterpret_cast<void *>(0x5A5A5A5A);
+
+TEST_F(Activation, ServerTableListsTheCollectionInPairs) {
+    const char *names[] = {"Blink",      "PathAlign", "PhaseLink", "DistLink",  "Wheelie",   "Speedlimit", "Track",
+                           "Parent",     "Whip",      "Limiter",   "Objblur",   "VelAccel",  "Diffuser",   "SpeedLink",
+                           "AccelLink",  "ThrottleLink", "Poke",   "Dangle",    "Flexor",    "Diffuse",    "SuperQ",
+                           "Acid",       "HSVBoost",  "EdgeRGB",   "BladeBlur", "Unveil",    "PolyPop",    "Enviro",
+                           "VFog",       "Rayleigh",  "DropShadow", "Lens",     "Confusion"};
+    auto rows = ServerRows(module);
+    ASSERT_EQ(rows.size(), 66u);
+    EXPECT_EQ(module.descriptor->serverDefs[66].className, nullptr);
+    for (size_t i = 0; i < rows.size(); ++i) {
+        int plugin = static_cast<int>(i / 2);
+        const char *stem = plugin < 16 ? "ItemMotion" : plugin < 21 ? "Displacement" : plugin < 27 ? "Shader"
+                                                        : plugin < 30 ? "PixelFilter" : "ImageFilter";
+        EXPECT_EQ(std::string(rows[i]->className), std::string(stem) + (i % 2 ? "Interface" : "Handler")) << i;
+        EXPECT_STREQ(rows[i]->name, names[plugin]) << i;
+        if (i % 2) {
+            EXPECT_EQ(rows[i]->activate, rows[1]->activate) << "one interface activation for all";
+        } else if (i > 0) {
+            EXPECT_NE(rows[i]->activate, rows[i - 2]->activate) << "one activation per plug-in";
+        }
+    }
+    EXPECT_EQ(module.serverData, reinterpret_cast<void *>(4));
+}
+
+TEST_F(Activation, VersionDecidesCodeAndSlots) {
+    struct Case {
+        const char *cls, *name;
+        long version;
+        int code;
+        size_t filled;  // slots written, from the front
+    };
+    const Case cases[] = {
+        {"ItemMotionHandler", "Track", 4, 1, 0},       {"ItemMotionHandler", "Track", 3, 0, 9},
+        {"ItemMotionHandler", "Track", 2, 0, 7},       {"ItemMotionHandler", "Track", 1, 550, 0},
+        {"DisplacementHandler", "SuperQ", 2, 0, 9},    {"DisplacementHandler", "SuperQ", 3, 0, 11},
+        {"ShaderHandler", "Unveil", 2, 0, 11},         {"ShaderHandler", "Unveil", 3, 0, 13},
+        {"PixelFilterHandler", "Rayleigh", 2, 0, 11},  {"PixelFilterHandler", "Rayleigh", 3, 0, 13},
+        {"ImageFilterHandler", "DropShadow", 2, 0, 8}, {"ImageFilterHandler", "DropShadow", 3, 0, 10},
+        {"ImageFilterHandler", "DropShadow", 9, 1, 0},
+    };
+    for (const Case &c : cases) {
+        std::vector<void *> record;
+        host.messages.clear();
+        EXPECT_EQ(Activate(c.cls, c.name, c.version, &record, kUntouched), c.code) << c.name << " v" << c.version;
+        for (size_t s = 0; s < record.size(); ++s)
+            EXPECT_EQ(record[s] != kUntouched && record[s] != nullptr, s < c.filled)
+                << c.name << " v" << c.version << " slot " << s;
+        if (c.version == 1) {
+            ASSERT_EQ(host.messages.size(), 1u);
+            EXPECT_EQ(host.messages[0].kind, MessageKind::Error);
+            EXPECT_EQ(host.messages[0].line1, "This plugin requires LW version 5.0 or later");
+            EXPECT_EQ(host.messages[0].line2, "");
+        } else {
+            EXPECT_TRUE(host.messages.empty());
+        }
+    }
+}
+
+TEST_F(Activation, OldHostIsToldEachTimeAndNothingIsBound) {
+    std::vector<void *> record;
+    EXPECT_EQ(Activate("ShaderHandler", "Acid", 1, &record), 550);
+    EXPECT_EQ(Activate("ShaderHandler", "Acid", 1, &record), 550);
+    EXPECT_EQ(host.messages.size(), 2u);
+    EXPECT_EQ(hostServices.global, nullptr);
+    for (const ServiceLookup &l : host.lookups) EXPECT_EQ(l.service, LWSERVICE_MESSAGES);
+
+    host.Withhold(LWSERVICE_MESSAGES);
+    host.messages.clear();
+    EXPECT_EQ(Activate("ShaderHandler", "Acid", 1, &record), 550);
+    EXPECT_TRUE(host.messages.empty());
+}
+
+TEST_F(Activation, NegotiationSettlesOnVersionThree) {
+    const ServerRecord *row = FindServer(module, "PixelFilterHandler", "VFog");
+    std::vector<void *> record;
+    long version = 0;
+    EXPECT_EQ(NegotiateHandler(module, *row, 5, EmbeddedHost::Lookup(), &record, &version), 0);
+    EXPECT_EQ(version, 3);
+    EXPECT_EQ(record.size(), 13u);
+}
+
+TEST_F(Activation, BindingLooksUpInOrderOnce) {
+    Bind();
+    const char *order[] = {"Info Messages", "LW Light Info 2", "LW Camera Info", "LW Image List",
+                           "LW Bone Info",  "LW Item Info 2",  "LW Object Info", "File Request"};
+    ASSERT_EQ(host.lookups.size(), 8u);
+    for (size_t i = 0; i < 8; ++i) {
+        EXPECT_EQ(host.lookups[i].service, order[i]);
+        EXPECT_EQ(host.lookups[i].useCode, GFUSE_ACQUIRE);
+    }
+    std::vector<void *> record;
+    EXPECT_EQ(Activate("ImageFilterHandler", "Lens", 2, &record), 0);
+    EXPECT_EQ(host.lookups.size(), 8u) << "later activations reuse the binding";
+}
+
+TEST_F(Activation, MissingServicesNameThemselves) {
+    struct Case {
+        std::vector<const char *> withheld;
+        int code;
+    };
+    const Case cases[] = {
+        {{"LW Item Info 2", "LW Item Info"}, 10},
+        {{"LW Object Info"}, 11},
+        {{"LW Bone Info"}, 12},
+        {{"LW Light Info 2", "LW Light Info"}, 13},
+        {{"LW Camera Info"}, 14},
+        {{"LW Image List"}, 15},
+        {{"Info Messages"}, 17},
+        {{"Info Messages", "LW Image List", "LW Object Info"}, 11},  // the first in checking order
+        {{"LW Item Info 2"}, 0},                                    // the older service serves
+        {{"LW Light Info 2"}, 0},
+        {{"File Request"}, 0},  // only the file buttons need it
+    };
+    for (const Case &c : cases) {
+        ForgetHostServices();
+        for (const char *s : c.withheld) host.Withhold(s);
+        std::vector<void *> record;
+        EXPECT_EQ(Activate("DisplacementHandler", "Poke", 3, &record), c.code) << c.withheld[0];
+        EXPECT_EQ(hostServices.global != nullptr, c.code == 0);
+        for (const char *s : c.withheld) host.Offer(s);
+    }
+}
+
+TEST_F(Activation, FallbacksUseTheOlderRecords) {
+    host.Withhold(LWSERVICE_ITEM_INFO_2);
+    host.Withhold(LWSERVICE_LIGHT_INFO_2);
+    Bind();
+    EXPECT_FALSE(hostServices.itemInfoHasTags);
+    EXPECT_FALSE(hostServices.lightInfoHasRange);
+    EXPECT_EQ(hostServices.itemInfo, host.Service(LWSERVICE_ITEM_INFO, 0));
+    EXPECT_EQ(hostServices.lightInfo, host.Service(LWSERVICE_LIGHT_INFO, 0));
+}
+
+TEST_F(Activation, FailedBindingIsRetried) {
+    std::vector<void *> record;
+    host.Withhold(LWSERVICE_CAMERA_INFO);
+    EXPECT_EQ(Activate("ItemMotionHandler", "Whip", 3, &record), 14);
+    host.Offer(LWSERVICE_CAMERA_INFO);
+    host.lookups.clear();
+    EXPECT_EQ(Activate("ItemMotionHandler", "Whip", 3, &record), 0);
+    EXPECT_EQ(host.lookups.size(), 8u) << "the whole binding runs again";
+
+    const ServerRecord *row = FindServer(module, "ItemMotionHandler", "Whip");
+    EXPECT_EQ(ActivateServer(module, *row, 3, nullptr, record.data()), 2) << "no lookup, even when bound";
+}
+
+TEST_F(Activation, InterfaceNeedsBindingAndAnInstance) {
+    const ServerRecord *options = FindServer(module, "ShaderInterface", "HSVBoost");
+    int instance = 0;
+    EXPECT_EQ(ActivateServer(module, *options, 1, EmbeddedHost::Lookup(), &instance), 9237);
+    Bind();
+    EXPECT_EQ(ActivateServer(module, *options, 1, EmbeddedHost::Lookup(), nullptr), 3477);
+    ASSERT_EQ(host.messages.size(), 1u);
+    EXPECT_EQ(host.messages[0].kind, MessageKind::Info);
+    EXPECT_EQ(host.messages[0].line1, "No local data when starting up interface");
+    EXPECT_EQ(host.messages[0].line2, "ARRRGGH");
+}
+
+TEST_F(Activation, PluginsNotInThisBuildRefuseToCreate) {
+    const char *motion = "Error Initializing plugin.. restart LightWave or reboot?";
+    const char *gui = "Error Starting GUI.. restart LightWave or reboot?";
+    std::vector<void *> record;
+    LWError err = nullptr;
+
+    ASSERT_EQ(Activate("ItemMotionHandler", "Blink", 3, &record), 0);
+    EXPECT_EQ(reinterpret_cast<ItemMotionHandler *>(record.data())->create(&err, nullptr), nullptr);
+    EXPECT_STREQ(err, motion);
+    ASSERT_EQ(Activate("DisplacementHandler", "Flexor", 3, &record), 0);
+    EXPECT_EQ(reinterpret_cast<DisplacementHandler *>(record.data())->create(&err, nullptr), nullptr);
+    EXPECT_STREQ(err, gui);
+    ASSERT_EQ(Activate("PixelFilterHandler", "Enviro", 3, &record), 0);
+    err = nullptr;
+    EXPECT_EQ(reinterpret_cast<PixelFilterHandler *>(record.data())->create(&err), nullptr);
+    EXPECT_STREQ(err, gui);
+}
+
+}  // namespace

@@ -1,0 +1,46 @@
+// A freshly loaded module in front of an embedded host, for tests that drive it
+// through its server table and handler records as the host does.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "host/embedded_host.h"
+#include "host/module_loader.h"
+#include "module/host_services.h"
+
+extern "C" ModuleDescriptor _mod_descrip;
+
+class ModuleTest : public ::testing::Test {
+protected:
+    EmbeddedHost host;
+    LoadedModule module;
+
+    void SetUp() override {
+        ForgetHostServices();  // as just loaded
+        std::string error;
+        ASSERT_TRUE(AttachModule(&_mod_descrip, &module, &error)) << error;
+    }
+    void TearDown() override {
+        UnloadModule(&module);
+        ForgetHostServices();
+    }
+
+    // Activates a handler row at one version with a record of the version-3 size
+    // whose slots start as `fill`; returns the code.
+    int Activate(const char *className, const char *name, long version, std::vector<void *> *record,
+                 void *fill = nullptr) {
+        const ServerRecord *row = FindServer(module, className, name);
+        EXPECT_NE(row, nullptr) << className << " " << name;
+        if (!row) return -1;
+        record->assign(HandlerSlotCount(className, 3), fill);
+        return ActivateServer(module, *row, version, EmbeddedHost::Lookup(), record->data());
+    }
+
+    // Binds the module through an ordinary activation.
+    void Bind() {
+        std::vector<void *> record;
+        ASSERT_EQ(Activate("ItemMotionHandler", "Track", 3, &record), 0);
+    }
+};

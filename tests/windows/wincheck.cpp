@@ -1,0 +1,145 @@
+// Windows check: loads vesk.p from its file as the host does (LoadLibrary,
+// "_mod_descrip"), checks the descriptor and the 66 server rows, and activates
+// every handler with host versions 1 to 4 against the embedded host's services,
+// comparing each code, the message shown and the slots filled with what the
+// host expects. Prints one line per failure and a closing count.
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "host/embedded_host.h"
+#include "host/module_loader.h"
+
+namespace {
+
+int passed = 0, failed = 0;
+
+void Check(bool ok, const std::string &what) {
+    if (ok) {
+        ++passed;
+    } else {
+        ++failed;
+        std::printf("FAIL: %s\n", what.c_str());
+    }
+}
+
+// The collection as the host lists it; the class changes at fixed rows.
+const char *const kNames[33] = {"Blink",    "PathAlign", "PhaseLink", "DistLink",     "Wheelie",  "Speedlimit",
+                                "Track",    "Parent",    "Whip",      "Limiter",      "Objblur",  "VelAccel",
+                                "Diffuser", "SpeedLink", "AccelLink", "ThrottleLink", "Poke",     "Dangle",
+                                "Flexor",   "Diffuse",   "SuperQ",    "Acid",         "HSVBoost", "EdgeRGB",
+                                "BladeBlur", "Unveil",   "PolyPop",   "Enviro",       "VFog",     "Rayleigh",
+                                "DropShadow", "Lens",    "Confusion"};
+
+const char *ClassStem(int plugin) {
+    if (plugin < 16) return "ItemMotion";
+    if (plugin < 21) return "Displacement";
+    if (plugin < 27) return "Shader";
+    if (plugin < 30) return "PixelFilter";
+    return "ImageFilter";
+}
+
+void *const kUntouched = reinterpret_cast<void *>(static_cast<uintptr_t>(0x5A5A5A5A));
+
+bool Load(LoadedModule *module, const char *path) {
+    std::string error;
+    bool ok = LoadModuleFile(path, module, &error);
+    Check(ok, std::string("load ") + path + ": " + error);
+    return ok;
+}
+
+void CheckActivations(const LoadedModule &module, EmbeddedHost &host) {
+    auto rows = ServerRows(module);
+    Check(rows.size() == 66, "66 server rows, found " + std::to_string(rows.size()));
+    ActivateFunc *interfaceActivation = nullptr;
+    for (size_t i = 0; i < rows.size() && i < 66; ++i) {
+        const ServerRecord &row = *rows[i];
+        int plugin = static_cast<int>(i / 2);
+        std::string cls = std::string(ClassStem(plugin)) + (i % 2 ? "Interface" : "Handler");
+        std::string where = "row " + std::to_string(i + 1) + " " + row.className + " " + row.name;
+        Check(cls == row.className && std::strcmp(row.name, kNames[plugin]) == 0,
+              where + ": expected " + cls + " " + kNames[plugin]);
+        if (i % 2) {
+            if (!interfaceActivation) interfaceActivation = row.activate;
+            Check(row.activate == interfaceActivation, where + ": interface rows share one activation");
+            continue;
+        }
+        size_t v2 = HandlerSlotCount(row.className, 2), v3 = HandlerSlotCount(row.className, 3);
+        for (long version = 1; version <= 4; ++version) {
+            std::vector<void *> record(v3, kUntouched);
+            host.messages.clear();
+            int code = ActivateServer(module, row, version, EmbeddedHost::Lookup(), record.data());
+            std::string at = where + " version " + std::to_string(version);
+            size_t filled = version == 2 ? v2 : version == 3 ? v3 : 0;
+            int expected = version > 3 ? 1 : version < 2 ? 550 : 0;
+            Check(code == expected, at + ": code " + std::to_string(code) + ", expected " + std::to_string(expected));
+            for (size_t s = 0; s < v3; ++s)
+                Check((record[s] != kUntouched && record[s] != nullptr) == (s < filled),
+                      at + ": slot " + std::to_string(s) + (s < filled ? " not filled" : " written"));
+            bool toldTooOld = host.messages.size() == 1 && host.messages[0].kind == MessageKind::Error &&
+                              host.messages[0].line1 == "This plugin requires LW version 5.0 or later" &&
+                              host.messages[0].line2.empty();
+            Check(version == 1 ? toldTooOld : host.messages.empty(), at + ": message shown");
+        }
+    }
+    if (interfaceActivation) {
+        host.messages.clear();
+        int code = interfaceActivation(3, EmbeddedHost::Lookup(), nullptr, nullptr);
+        Check(code == 3477 && host.messages.size() == 1 && host.messages[0].line2 == "ARRRGGH",
+              "interface without an instance: 3477 and the message");
+    }
+}
+
+// A fresh load binds nothing until a handler activation of version 2 or 3 finds
+// every service; a missing one names itself by its code and the next activation
+// binds once it is back.
+void CheckBinding(const char *path, EmbeddedHost &host) {
+    LoadedModule module;
+    if (!Load(&module, path)) return;
+    const ServerRecord *track = FindServer(module, "ItemMotionHandler", "Track");
+    const ServerRecord *options = FindServer(module, "ItemMotionInterface", "Track");
+    Check(track && options, "Track rows found");
+    if (track && options) {
+        std::vector<void *> record(HandlerSlotCount(track->className, 3));
+        ActivateServer(module, *track, 1, EmbeddedHost::Lookup(), record.data());
+        int code = ActivateServer(module, *options, 3, EmbeddedHost::Lookup(), &host);
+        Check(code == 9237, "interface before binding: 9237, got " + std::to_string(code));
+        host.Withhold(LWSERVICE_BONE_INFO);
+        code = ActivateServer(module, *track, 3, EmbeddedHost::Lookup(), record.data());
+        Check(code == 12, "without bone info: 12, got " + std::to_string(code));
+        host.Offer(LWSERVICE_BONE_INFO);
+        code = ActivateServer(module, *track, 3, EmbeddedHost::Lookup(), record.data());
+        Check(code == 0, "bone info back: 0, got " + std::to_string(code));
+        LWError err = nullptr;
+        auto create = reinterpret_cast<ItemMotionHandler *>(record.data())->create;
+        Check(create(&err, nullptr) == nullptr && err &&
+                  std::strcmp(err, "Error Initializing plugin.. restart LightWave or reboot?") == 0,
+              "a plug-in not in this build refuses to create");
+    }
+    UnloadModule(&module);
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+    if (argc != 2) {
+        std::fprintf(stderr, "usage: wincheck PATH\\vesk.p\n");
+        return 2;
+    }
+    EmbeddedHost host;
+    LoadedModule module;
+    if (Load(&module, argv[1])) {
+        const ModuleDescriptor &d = *module.descriptor;
+        Check(d.sysSync == 0x04121994 && d.sysVersion == 2 && d.sysMachine == 0x300, "descriptor numbers");
+        Check(module.serverData == reinterpret_cast<void *>(4), "startup returns 4");
+        int row = 0;
+        for (const ServerRecord *server : ServerRows(module))
+            std::printf("%2d  %-22s %s\n", ++row, server->className, server->name);
+        CheckActivations(module, host);
+        UnloadModule(&module);
+    }
+    CheckBinding(argv[1], host);
+    std::printf("%d passed, %d failed\n", passed, failed);
+    return failed ? 1 : 0;
+}
