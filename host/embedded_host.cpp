@@ -11,6 +11,19 @@ Scene &TheScene() { return EmbeddedHost::Active().scene; }
 Item *Find(LWItemID id) { return ItemFromId(TheScene(), id); }
 double FrameAt(LWTime t) { return TheScene().FrameAt(t); }
 
+// A value of an item the host knows, or zero for any other id.
+template <typename T>
+T Of(LWItemID id, T Item::*field) {
+    Item *item = Find(id);
+    return item ? item->*field : T{};
+}
+
+// An animated value of an item at a time.
+double At(LWItemID id, Channel Item::*channel, LWTime t) {
+    Item *item = Find(id);
+    return item ? (item->*channel).ValueAt(FrameAt(t)) : 0;
+}
+
 void Show(MessageKind kind, const char *line1, const char *line2) {
     EmbeddedHost::Active().messages.push_back({kind, line1 ? line1 : "", line2 ? line2 : ""});
 }
@@ -78,21 +91,12 @@ LWItemID ItemNextChild(LWItemID parentId, LWItemID prev) {
     return LWITEM_NULL;
 }
 
-LWItemID ItemParent(LWItemID id) {
-    Item *item = Find(id);
-    return item ? item->parent : LWITEM_NULL;
-}
-LWItemID ItemTarget(LWItemID id) {
-    Item *item = Find(id);
-    return item ? item->target : LWITEM_NULL;
-}
-LWItemID ItemGoal(LWItemID id) {
-    Item *item = Find(id);
-    return item ? item->goal : LWITEM_NULL;
-}
+LWItemID ItemParent(LWItemID id) { return Of(id, &Item::parent); }
+LWItemID ItemTarget(LWItemID id) { return Of(id, &Item::target); }
+LWItemID ItemGoal(LWItemID id) { return Of(id, &Item::goal); }
 LWItemType ItemType(LWItemID id) {
     Item *item = Find(id);
-    return item ? item->type : -1;
+    return item ? item->type : -1;  // no kind at all for an id the host does not know
 }
 const char *ItemNameOf(LWItemID id) {
     Item *item = Find(id);
@@ -138,29 +142,14 @@ const char *ObjectFilename(LWItemID id) {
     Item *item = Find(id);
     return item ? item->filename.c_str() : nullptr;
 }
-int ObjectPoints(LWItemID id) {
-    Item *item = Find(id);
-    return item ? item->numPoints : 0;
-}
-int ObjectPolygons(LWItemID id) {
-    Item *item = Find(id);
-    return item ? item->numPolygons : 0;
-}
-unsigned ObjectShadows(LWItemID id) {
-    Item *item = Find(id);
-    return item ? item->shadowOptions : 0;
-}
-double ObjectDissolve(LWItemID id, LWTime t) {
-    Item *item = Find(id);
-    return item ? item->dissolve.ValueAt(FrameAt(t)) : 0;
-}
+int ObjectPoints(LWItemID id) { return Of(id, &Item::numPoints); }
+int ObjectPolygons(LWItemID id) { return Of(id, &Item::numPolygons); }
+unsigned ObjectShadows(LWItemID id) { return Of(id, &Item::shadowOptions); }
+double ObjectDissolve(LWItemID id, LWTime t) { return At(id, &Item::dissolve, t); }
 const LWObjectInfo objectInfo = {ObjectFilename, ObjectPoints, ObjectPolygons, ObjectShadows, ObjectDissolve};
 
 // ---- "LW Bone Info" ----
-unsigned BoneFlags(LWItemID id) {
-    Item *item = Find(id);
-    return item ? item->boneFlags : 0;
-}
+unsigned BoneFlags(LWItemID id) { return Of(id, &Item::boneFlags); }
 void BoneRestParam(LWItemID id, LWItemParam param, double v[3]) {
     Item *item = Find(id);
     v[0] = v[1] = v[2] = 0;
@@ -170,14 +159,10 @@ void BoneRestParam(LWItemID id, LWItemParam param, double v[3]) {
     else if (param == LWIP_ROTATION)
         for (int i = 0; i < 3; ++i) v[i] = item->restDirection[i] * 0.017453292519943295;
 }
-double BoneRestLength(LWItemID id) {
-    Item *item = Find(id);
-    return item ? item->restLength : 0;
-}
+double BoneRestLength(LWItemID id) { return Of(id, &Item::restLength); }
 void BoneLimits(LWItemID id, double *inner, double *outer) {
-    Item *item = Find(id);
-    *inner = item ? item->innerLimit : 0;
-    *outer = item ? item->outerLimit : 0;
+    *inner = Of(id, &Item::innerLimit);
+    *outer = Of(id, &Item::outerLimit);
 }
 const LWBoneInfo boneInfo = {BoneFlags, BoneRestParam, BoneRestLength, BoneLimits};
 
@@ -187,32 +172,19 @@ void LightAmbient(LWTime t, double c[3]) {
     double k = s.ambientIntensity.ValueAt(FrameAt(t));
     for (int i = 0; i < 3; ++i) c[i] = s.ambientColor[i] * k;
 }
-int LightType(LWItemID id) {
-    Item *item = Find(id);
-    return item ? item->lightType : 0;
-}
+int LightType(LWItemID id) { return Of(id, &Item::lightType); }
 void LightColor(LWItemID id, LWTime t, double c[3]) {
-    Item *item = Find(id);
-    double k = item ? item->intensity.ValueAt(FrameAt(t)) : 0;
-    for (int i = 0; i < 3; ++i) c[i] = item ? item->lightColor[i] * k : 0;
+    double k = At(id, &Item::intensity, t);
+    auto color = Of(id, &Item::lightColor);
+    for (int i = 0; i < 3; ++i) c[i] = color[i] * k;
 }
-int LightShadowType(LWItemID id) {
-    Item *item = Find(id);
-    return item ? item->shadowType : 0;
-}
+int LightShadowType(LWItemID id) { return Of(id, &Item::shadowType); }
 void LightCone(LWItemID id, double *radius, double *edge) {
-    Item *item = Find(id);
-    *radius = item ? item->coneRadius : 0;
-    *edge = item ? item->coneEdge : 0;
+    *radius = Of(id, &Item::coneRadius);
+    *edge = Of(id, &Item::coneEdge);
 }
-unsigned LightFlags(LWItemID id) {
-    Item *item = Find(id);
-    return item ? item->lightFlags : 0;
-}
-double LightRange(LWItemID id) {
-    Item *item = Find(id);
-    return item ? item->range : 0;
-}
+unsigned LightFlags(LWItemID id) { return Of(id, &Item::lightFlags); }
+double LightRange(LWItemID id) { return Of(id, &Item::range); }
 const LWLightInfo lightInfo2 = {LightAmbient, LightType, LightColor, LightShadowType, LightCone, LightFlags, LightRange};
 const LWLightInfo lightInfo1 = {LightAmbient, LightType, LightColor, LightShadowType, LightCone, nullptr, nullptr};
 
@@ -221,23 +193,11 @@ const LWLightInfo lightInfo1 = {LightAmbient, LightType, LightColor, LightShadow
 // taken as 15 mm high (the host's exact figure per film size is not published).
 constexpr double kApertureHeightMm = 15.0;
 
-double CameraZoom(LWItemID id, LWTime t) {
-    Item *item = Find(id);
-    return item ? item->zoom.ValueAt(FrameAt(t)) : 0;
-}
+double CameraZoom(LWItemID id, LWTime t) { return At(id, &Item::zoom, t); }
 double CameraFocalLength(LWItemID id, LWTime t) { return CameraZoom(id, t) * kApertureHeightMm / 2; }
-double CameraFocalDistance(LWItemID id, LWTime t) {
-    Item *item = Find(id);
-    return item ? item->focalDistance.ValueAt(FrameAt(t)) : 0;
-}
-double CameraFStop(LWItemID id, LWTime t) {
-    Item *item = Find(id);
-    return item ? item->fStop.ValueAt(FrameAt(t)) : 0;
-}
-double CameraBlurLength(LWItemID id, LWTime t) {
-    Item *item = Find(id);
-    return item ? item->blurLength.ValueAt(FrameAt(t)) : 0;
-}
+double CameraFocalDistance(LWItemID id, LWTime t) { return At(id, &Item::focalDistance, t); }
+double CameraFStop(LWItemID id, LWTime t) { return At(id, &Item::fStop, t); }
+double CameraBlurLength(LWItemID id, LWTime t) { return At(id, &Item::blurLength, t); }
 // The zoom factor is the cotangent of half the vertical field of view; the
 // horizontal one follows from the frame's shape.
 void CameraFov(LWItemID id, LWTime t, double *horizontal, double *vertical) {

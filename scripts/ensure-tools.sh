@@ -19,7 +19,11 @@ vesk_ensure_tools() {
     DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq "${missing[@]}" >/dev/null
 }
 
-# Configures and builds one preset.
+# Configures and builds the named presets, in order.
 vesk_build() {
-    cmake --preset "$1" >/dev/null && cmake --build --preset "$1"
+    for preset in "$@"; do
+        echo "== building $preset"
+        cmake --preset "$preset" >/dev/null
+        cmake --build --preset "$preset" | tail -n 1
+    done
 }

@@ -7,10 +7,7 @@ cd "$(dirname "$0")/.."
 . scripts/ensure-tools.sh
 vesk_ensure_tools
 
-for preset in native win32 win64; do
-    echo "== building $preset"
-    vesk_build "$preset" | tail -n 1
-done
+vesk_build native win32 win64
 
 echo "== build/win32/vesk.p"
 i686-w64-mingw32-objdump -p build/win32/vesk.p | grep -E 'file format|^Name|DLL Name|\] _mod_descrip' | sed 's/^[[:space:]]*/  /'

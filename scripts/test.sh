@@ -6,10 +6,7 @@ cd "$(dirname "$0")/.."
 . scripts/ensure-tools.sh
 vesk_ensure_tools
 
-for preset in win32 win64 native; do
-    echo "== building $preset"
-    vesk_build "$preset" | tail -n 1
-done
+vesk_build win32 win64 native
 
 echo "== native tests"
 ctest --preset native -j 2

@@ -7,6 +7,9 @@ constexpr const char *kGuiCreateFailure = "Error Starting GUI.. restart LightWav
 
 // Version-2 slot counts: the five common slots plus the class's own, up to and
 // including the description line; version 3 appends items used and id change.
+// Where the version-2 record ends is known for displacement and shader records;
+// for item motion, pixel and image filters it is inferred to end the same way,
+// after the description line. Change it here if a host shows otherwise.
 constexpr PluginClassInfo kClasses[] = {
     {"ItemMotionHandler", "ItemMotionInterface", 7, kMotionCreateFailure},
     {"DisplacementHandler", "DisplacementInterface", 9, kGuiCreateFailure},
