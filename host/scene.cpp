@@ -136,8 +136,9 @@ Item &Scene::AddBone(Item &object, const std::string &name) {
 
 Item &Scene::AddStrayBone(const std::string &name) { return NewItem(strayBones, LWI_BONE, name); }
 
-// How the host numbers duplicate names is not published; we show every one of
-// the duplicates numbered, "Null (1)", "Null (2)", in the host's order.
+// How the host numbers duplicate names is not published; we keep the first of
+// a shared name as it is and number the later ones "Null (2)", "Null (3)", in
+// the host's order, the form animators' scenes show ("Ball", "Ball (2)").
 std::string Scene::ShownName(const Item &item) const {
     const std::vector<std::unique_ptr<Item>> *list = nullptr;
     switch (item.type) {
@@ -146,13 +147,12 @@ std::string Scene::ShownName(const Item &item) const {
     case LWI_CAMERA: list = &cameras; break;
     case LWI_BONE: list = item.owner ? &item.owner->bones : &strayBones; break;
     }
-    int index = 0, count = 0;
+    int index = 0;
     for (const auto &other : *list) {
-        if (other->name != item.name) continue;
-        ++count;
-        if (other.get() == &item) index = count;
+        if (other->name == item.name) ++index;
+        if (other.get() == &item) break;
     }
-    return count > 1 ? item.name + " (" + std::to_string(index) + ")" : item.name;
+    return index > 1 ? item.name + " (" + std::to_string(index) + ")" : item.name;
 }
 
 void Scene::Param(const Item &item, int param, double time, double out[3]) const {

@@ -98,7 +98,7 @@ struct Scene {
     Item &AddStrayBone(const std::string &name);
 
     // The name as the host shows it: when several items of one kind (bones: of one
-    // object) share a name, each is shown with " (n)", counting from 1.
+    // object) share a name, the second and later are shown with " (n)".
     std::string ShownName(const Item &item) const;
 
     // A parameter of the item at a time in seconds (LWIP_* codes), as the
