@@ -104,3 +104,14 @@ const char *ItemName(LWItemID item) {
     }
     return itemNameBuffer;
 }
+
+int AppendWithAncestors(LWItemID item, LWItemID *out, int room) {
+    const LWItemInfo *info = hostServices.itemInfo;
+    int n = 0;
+    LWItemID root = LWITEM_NULL;
+    for (LWItemID id = item; id && n < room; id = info->parent(id)) out[n++] = root = id;
+    if (root && n < room && info->type(root) == LWI_BONE) {
+        for (LWItemID id = BoneOwnerObject(root); id && n < room; id = info->parent(id)) out[n++] = id;
+    }
+    return n;
+}

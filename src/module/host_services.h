@@ -40,3 +40,8 @@ const char *ItemName(LWItemID item);
 
 // The object whose skeleton holds a bone, or null (also for non-bones).
 LWItemID BoneOwnerObject(LWItemID bone);
+
+// The item, then its parent, the parent's parent and so on to the root; when
+// the root is a bone, then also the object holding it and that object's chain.
+// Writes at most `room` entries and returns how many.
+int AppendWithAncestors(LWItemID item, LWItemID *out, int room);

@@ -1,0 +1,117 @@
+// The panel and control model: every setting of a plug-in instance lives in a
+// control, and every control, the panel included, begins with one record header
+// whose callback table lets the frame copy, save, load, synchronise and redraw it
+// without knowing its kind. Controls are chained behind the panel in creation
+// order; that order is the order of the settings blocks.
+#pragma once
+
+#include <cstddef>
+
+#include "hostapi/lwhost.h"
+
+struct ControlRecord;
+struct Panel;
+struct PluginInstance;
+
+// Kind codes of the header.
+enum ControlKind {
+    kKindPanel = 0,
+    kKindText = 1,  // read-only caption or report; writes no block
+    kKindButton = 3,
+    kKindColor = 4,
+    kKindNumeric = 6,
+    kKindRadio = 10,
+    kKindGraph = 14,
+    kKindItem = 15,
+    kKindExportMotion = 16,
+    kKindListbox = 17,
+    kKindUnset = 99,
+};
+
+constexpr int kDrawAll = 31;
+constexpr size_t kKeySize = 65;  // up to 64 characters and the terminator
+
+struct ControlRecord {
+    int placement[4];  // set when a window lays the control out; -1 before
+    ControlRecord *next;
+    void (*press)(ControlRecord *);
+    void (*draw)(ControlRecord *, int partMask);
+    void (*message)(ControlRecord *, unsigned msg, void *wParam, void *lParam);  // kind's own: window messages
+    void (*show)(ControlRecord *, int visible);                               // kind's own: window update
+    void (*close)(ControlRecord *);
+    int (*save)(ControlRecord *, const LWSaveState *, int level);  // bytes written
+    LWError (*load)(ControlRecord *, const LWLoadState *);
+    void (*focus)(ControlRecord *);
+    void (*copy)(ControlRecord *from, ControlRecord *to);
+    void (*reset)(ControlRecord *);
+    void (*destroy)(ControlRecord *);
+    void (*resolve)(ControlRecord *);  // kind's own: find saved items again
+    void (*update)(ControlRecord *);
+    int (*collectItems)(ControlRecord *, LWItemID *out, int room);
+    void (*changeIds)(ControlRecord *, const LWItemID *pairs);
+    Panel *panel;
+    char key[kKeySize];
+    int kind;
+    int copyFlag;
+    int savedFlag;
+    int ghosted;
+    int group;
+    int x, y;
+    char label[128];                       // the visible text beside the control
+    void (*changed)(ControlRecord *);      // the plug-in's change callback
+    int changedMark;                       // set by a user change, read by the window
+};
+
+struct Panel {
+    ControlRecord record;
+    char title[128];
+    char shortName[64];
+    double version;
+    PluginInstance *instance;
+    int width, height;
+    const void *titleBitmaps[2];
+    // The plug-in's own handler functions, so a window can make a twin instance.
+    LWInstance (*create)(LWError *err, LWItemID item);
+    void (*destroy)(LWInstance);
+    LWError (*copy)(LWInstance from, LWInstance to, LWItemID item);
+    void (*afterLoad)(PluginInstance *);
+    LWItemID ownerItem;
+    int pendingUpdate;
+    double currentTime;
+    int memoryIndicator;  // the settings-memory button shows lit
+};
+
+// Header defaults of a new record: placement -1, key "BAD_ID!", kind 99, copy
+// and saved flags on, position (200, 50).
+void InitControlRecord(ControlRecord *record);
+
+// The panel, or null when memory runs out.
+Panel *NewPanel(const char *name, PluginInstance *instance, int width, int height);
+
+// Fills a freshly allocated control's header, copies the key (cut to 64
+// characters), links it at the end of the panel's list and places it.
+void AttachControl(ControlRecord *record, int kind, const char *key, int x, int y, Panel *panel);
+
+// Destroys every record with the copy flag set, last first, then the panel.
+void DestroyPanel(Panel *panel);
+
+// Runs every record's update in list order when an update is pending.
+void SynchronisePanel(Panel *panel);
+
+void RedrawControl(ControlRecord *record, int mask);
+// Sets or clears ghosting; redraws only when the state changes.
+void GhostControl(ControlRecord *record, bool on);
+
+// Tab navigation within a focus group: direction 1 forward, anything else back.
+ControlRecord *FindFocusNeighbour(ControlRecord *record, int direction);
+void GiveFocus(ControlRecord *record, int direction);
+
+// The first record after the panel whose key is exactly `key`.
+ControlRecord *FindControl(Panel *panel, const char *key);
+
+// A user change: marks the control, calls its change callback and tells the
+// panel window that settings changed.
+void ReportChange(ControlRecord *record);
+
+// Copies text into a fixed field, cutting it to fit.
+void CopyText(char *to, size_t size, const char *from);

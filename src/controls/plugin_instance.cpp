@@ -1,0 +1,106 @@
+#include "controls/plugin_instance.h"
+
+#include <cstring>
+#include <new>
+
+#include "controls/choice.h"
+#include "controls/item.h"
+#include "controls/numeric.h"
+#include "controls/static_controls.h"
+
+namespace {
+
+ControlRecord *RecordOf(void *control) { return static_cast<ControlRecord *>(control); }
+
+void *Build(const ControlSpec &spec, Panel *panel) {
+    const char *key = spec.key;
+    int x = spec.x, y = spec.y;
+    switch (spec.kind) {
+    case ControlSpecKind::Numeric:
+    case ControlSpecKind::Percent:
+    case ControlSpecKind::Factor:
+    case ControlSpecKind::Integer: {
+        NumericControl *c = spec.kind == ControlSpecKind::Numeric   ? NewNumericControl(key, x, y, panel)
+                            : spec.kind == ControlSpecKind::Percent ? NewPercentControl(key, x, y, panel)
+                            : spec.kind == ControlSpecKind::Factor  ? NewFactorControl(key, x, y, panel)
+                                                                    : NewIntegerControl(key, x, y, panel);
+        if (!c) return nullptr;
+        c->value = c->current = spec.value;
+        if (spec.flags & kClipLow) c->lowClip = 1, c->lowLimit = spec.low;
+        if (spec.flags & kClipHigh) c->highClip = 1, c->highLimit = spec.high;
+        if (spec.flags & kNotAnimatable) c->animatable = 0;
+        return c;
+    }
+    case ControlSpecKind::Button: return NewButtonControl(key, x, y, panel);
+    case ControlSpecKind::Toggle: {
+        ButtonControl *b = NewToggleControl(key, x, y, panel);
+        if (b) SetToggle(b, spec.value != 0);
+        return b;
+    }
+    case ControlSpecKind::Listbox: {
+        ListboxControl *l = NewListboxControl(key, x, y, panel);
+        if (l && spec.choices) SetListboxEntries(l, spec.choices);
+        return l;
+    }
+    case ControlSpecKind::Radio: {
+        RadioControl *r = NewRadioControl(key, x, y, panel);
+        if (!r) return nullptr;
+        SetRadioChoices(r, spec.choices);
+        r->selection = static_cast<int>(spec.value);
+        return r;
+    }
+    case ControlSpecKind::Color: return NewColorControl(key, x, y, panel);
+    case ControlSpecKind::Item: return NewItemControl(key, x, y, panel);
+    case ControlSpecKind::ItemPrefix:
+        return NewPrefixItemControl(key, x, y, panel, spec.high > 0 ? static_cast<int>(spec.high) : kPrefixMatches);
+    case ControlSpecKind::ExportMotion: return NewExportMotionControl(key, x, y, panel);
+    case ControlSpecKind::Text: {
+        TextControl *t = NewTextControl(key, x, y, panel);
+        if (t && spec.label) SetText(t, spec.label);
+        return t;
+    }
+    case ControlSpecKind::Graph: return NewGraphControl(key, x, y, panel);
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+PluginInstance *BuildInstance(const PanelSpec &spec, const ControlSpec *table, int count, LWItemID owner, LWError *err,
+                              const char *failure) {
+    PluginInstance *instance = new (std::nothrow) PluginInstance;
+    Panel *panel = instance ? NewPanel(spec.title, instance, spec.width, spec.height) : nullptr;
+    if (!panel || count > kMaxControls) {
+        if (panel) DestroyPanel(panel);
+        delete instance;
+        if (err) *err = failure;
+        return nullptr;
+    }
+    std::memset(instance, 0, sizeof *instance);
+    instance->panel = panel;
+    CopyText(panel->shortName, sizeof panel->shortName, spec.shortName);
+    panel->version = spec.version;
+    panel->create = spec.create;
+    panel->destroy = spec.destroy;
+    panel->copy = spec.copy;
+    panel->afterLoad = spec.afterLoad;
+    panel->ownerItem = owner;
+    for (int i = 0; i < count; ++i) {
+        void *control = Build(table[i], panel);
+        if (!control) {
+            DestroyPanel(panel);
+            delete instance;
+            if (err) *err = failure;
+            return nullptr;
+        }
+        ControlRecord *r = RecordOf(control);
+        if (table[i].label) CopyText(r->label, sizeof r->label, table[i].label);
+        if (table[i].flags & kHidden) r->savedFlag = 0;
+        r->changed = table[i].changed;
+        if (table[i].setup) table[i].setup(control);
+        instance->controls[i] = control;
+    }
+    instance->controlCount = count;
+    if (err) *err = nullptr;
+    return instance;
+}

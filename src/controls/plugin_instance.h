@@ -1,0 +1,86 @@
+// A plug-in instance: its panel first, then its controls in the plug-in's own
+// order. All settings live in the controls; a plug-in declares its controls as
+// one table, and BuildInstance turns the table into the panel and the instance.
+#pragma once
+
+#include "controls/control.h"
+
+struct ButtonControl;
+struct ColorControl;
+struct ItemControl;
+struct ListboxControl;
+struct NumericControl;
+struct RadioControl;
+struct TextControl;
+
+constexpr int kMaxControls = 64;
+
+// What the pixel-filter frame keeps per instance around a plug-in's hooks.
+struct PixelFilterFrame {
+    int failed;                   // bit 0: the last init failed
+    int renderWidth, renderHeight;
+    int workingResolution;        // the plug-in's own, in pixels
+    double scale;                 // sampling scale, at least 1
+    int reducedWidth, reducedHeight;
+    int (*initHook)(PluginInstance *);                    // non-zero: failed
+    int (*newTimeHook)(PluginInstance *, LWFrame, LWTime);  // non-zero: failed
+    void (*clearWork)(PluginInstance *);
+};
+
+struct PluginInstance {
+    Panel *panel;
+    void *controls[kMaxControls];  // each control's kind part, in table order
+    int controlCount;
+    PixelFilterFrame pixel;
+    void *own;  // a plug-in's own working state, if it keeps any
+    char description[256];
+};
+
+// What the table can say of a control; anything else goes in `setup`.
+enum class ControlSpecKind {
+    Numeric, Percent, Factor, Integer,
+    Button, Toggle, Listbox, Radio, Color,
+    Item, ItemPrefix, ExportMotion, Text, Graph,
+};
+
+enum ControlSpecFlags : unsigned {
+    kClipLow = 1,     // numeric: clip at `low`
+    kClipHigh = 2,    // numeric: clip at `high`
+    kNotAnimatable = 4,
+    kHidden = 8,      // not saved (window-only records)
+};
+
+struct ControlSpec {
+    const char *key;
+    ControlSpecKind kind;
+    int x, y;
+    const char *label = nullptr;
+    double value = 0;                        // numeric value; toggle on; radio selection
+    double low = 0, high = 0;                // numeric clip limits, with the flags
+    unsigned flags = 0;
+    const char *const *choices = nullptr;    // radio options or list entries, null-terminated
+    void (*changed)(ControlRecord *) = nullptr;
+    void (*setup)(void *control) = nullptr;  // any further field the plug-in sets
+};
+
+struct PanelSpec {
+    const char *title;      // window title
+    const char *shortName;  // name in the settings envelope
+    int width, height;
+    LWInstance (*create)(LWError *err, LWItemID item) = nullptr;
+    void (*destroy)(LWInstance) = nullptr;
+    LWError (*copy)(LWInstance from, LWInstance to, LWItemID item) = nullptr;
+    void (*afterLoad)(PluginInstance *) = nullptr;
+    double version = 1.0;
+};
+
+// Builds the panel and every control in table order. Any failure unwinds what
+// was built and returns null with `failure` stored in *err.
+PluginInstance *BuildInstance(const PanelSpec &panel, const ControlSpec *table, int count, LWItemID owner,
+                              LWError *err, const char *failure);
+
+// The instance's controls by table position.
+template <typename T>
+T *Control(PluginInstance *instance, int index) {
+    return static_cast<T *>(instance->controls[index]);
+}

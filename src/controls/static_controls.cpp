@@ -1,0 +1,52 @@
+#include "controls/static_controls.h"
+
+#include <cstring>
+#include <new>
+
+namespace {
+
+template <typename T>
+T *Allocate(int kind, const char *key, int x, int y, Panel *panel) {
+    T *c = new (std::nothrow) T;
+    if (!c) return nullptr;
+    std::memset(static_cast<void *>(c), 0, sizeof *c);
+    InitControlRecord(&c->record);
+    c->record.savedFlag = 0;
+    c->record.destroy = [](ControlRecord *r) { delete reinterpret_cast<T *>(r); };
+    AttachControl(&c->record, kind, key, x, y, panel);
+    return c;
+}
+
+}  // namespace
+
+TextControl *NewTextControl(const char *key, int x, int y, Panel *panel) {
+    return Allocate<TextControl>(kKindText, key, x, y, panel);
+}
+
+GraphControl *NewGraphControl(const char *key, int x, int y, Panel *panel) {
+    GraphControl *g = Allocate<GraphControl>(kKindGraph, key, x, y, panel);
+    if (g) {
+        g->width = 400;
+        g->height = 120;
+    }
+    return g;
+}
+
+ExportMotionControl *NewExportMotionControl(const char *key, int x, int y, Panel *panel) {
+    return Allocate<ExportMotionControl>(kKindExportMotion, key, x, y, panel);
+}
+
+void SetText(TextControl *c, const char *text) {
+    CopyText(c->text, sizeof c->text, text);
+    RedrawControl(&c->record, kDrawAll);
+}
+
+void SetGraphPoints(GraphControl *g, const double *x, const double *y, int count, double xLow, double xHigh) {
+    count = count < 0 ? 0 : (count > kGraphPoints ? kGraphPoints : count);
+    std::memcpy(g->x, x, sizeof(double) * count);
+    std::memcpy(g->y, y, sizeof(double) * count);
+    g->count = count;
+    g->xLow = xLow;
+    g->xHigh = xHigh;
+    RedrawControl(&g->record, kDrawAll);
+}
