@@ -127,16 +127,16 @@ int RadioSave(ControlRecord *r, const LWSaveState *s, int level) {
     return bytes + WriteSettingsLine(s, "%sEND RADIO %s", in, r->key);
 }
 
-// Exactly two lines, in order; nothing is skipped.
+// Exactly two lines, in order; nothing is skipped, not even a comment.
 LWError RadioLoad(ControlRecord *r, const LWLoadState *s) {
     char word[256];
-    const char *line = ReadSettingsLine(s);
+    const char *line = ReadSettingsLineAsIs(s);
     if (!line) return "Error on load! Couldn't load a line of data!";
     if (SettingsToken(line, word, 1)) return kBadToken;
     if (std::strcmp(word, "SELECTION") != 0) return "Cannot find SELECTION data";
     if (SettingsToken(line, word, 2)) return kBadToken;
     AsRadio(r)->selection = std::atoi(word);
-    line = ReadSettingsLine(s);
+    line = ReadSettingsLineAsIs(s);
     if (!line) return "Error on load! Couldn't load a line of data!";
     if (SettingsToken(line, word, 1)) return kBadToken;
     if (std::strcmp(word, "END") != 0) return "No END token on load!";

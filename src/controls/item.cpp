@@ -37,8 +37,9 @@ ItemLine LineOf(const ItemControl *c, const SavedItemRef &ref, int type) {
     return line;
 }
 
-// In prefix mode the block carries the prefix, as "PREFIX <length> @<prefix>",
-// instead of item lines: the matches are found again from it.
+// In prefix mode the block carries the prefix as one item line,
+// "PREFIX 1 1 <length> @<prefix>", instead of the matches: they are found again
+// from it.
 int ItemSave(ControlRecord *r, const LWSaveState *s, int level) {
     ItemControl *c = Of(r);
     char in[32];
@@ -47,7 +48,8 @@ int ItemSave(ControlRecord *r, const LWSaveState *s, int level) {
     in[level] = 0;
     int bytes = WriteSettingsLine(s, "%sBEGIN ITEM %s", in, r->key);
     if (c->prefixMode) {
-        bytes += WriteSettingsLine(s, "%sPREFIX %ld @%s", in, static_cast<long>(std::strlen(c->prefix)), c->prefix);
+        bytes += WriteSettingsLine(s, "%sPREFIX 1 1 %ld @%s", in, static_cast<long>(std::strlen(c->prefix)),
+                                   c->prefix);
     } else {
         for (int i = 0; i < c->count; ++i)
             if (c->items[i]) bytes += WriteItemLines(c->items[i], s, in);

@@ -82,6 +82,13 @@ const char *ReadSettingsLine(const LWLoadState *state) {
     }
 }
 
+const char *ReadSettingsLineAsIs(const LWLoadState *state) {
+    ++lineCount;
+    if (!ReadPhysicalLine(state)) return nullptr;
+    Trim(lastLine);
+    return lastLine;
+}
+
 int SettingsToken(const char *line, char *word, int n) {
     const char *p = line;
     for (int i = 1;; ++i) {

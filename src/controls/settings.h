@@ -22,6 +22,10 @@ int WriteSettingsLine(const LWSaveState *state, const char *format, ...)
 // end. Every physical line read counts, comments included.
 const char *ReadSettingsLine(const LWLoadState *state);
 
+// The next physical line, trimmed, comments and empty lines included; null at
+// the end. For readers that take their lines exactly as they come.
+const char *ReadSettingsLineAsIs(const LWLoadState *state);
+
 // The n-th blank-separated word of a line (from 1) into a buffer of 256:
 // 0 when found, 1 when the line has no such word.
 int SettingsToken(const char *line, char *word, int n);

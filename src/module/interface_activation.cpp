@@ -2,6 +2,8 @@
 // leads here with the instance to edit as local.
 #include "module/activation.h"
 #include "module/host_services.h"
+#include "controls/plugin_instance.h"
+#include "panelui/panel_window.h"
 
 namespace {
 
@@ -16,6 +18,7 @@ extern "C" int ActivateInterface(long /*version*/, GlobalFunc * /*global*/, void
         hostServices.messages->info("No local data when starting up interface", "ARRRGGH");
         return kNoInstance;
     }
-    // No plug-in can create an instance yet, so no panel can be opened for one.
-    return AFUNC_OK;
+    Panel *panel = static_cast<PluginInstance *>(local)->panel;
+    SynchronisePanel(panel);
+    return RunPanelModal(panel) < 1 ? AFUNC_OK : 999;
 }

@@ -1,0 +1,36 @@
+// The handler slots every plug-in shares (destroy, copy, load, save, items
+// used, item identifier change), the pixel-filter wrappers around a plug-in's
+// own init and new-time hooks, and the panel's load and save buttons.
+#pragma once
+
+#include "controls/plugin_instance.h"
+
+void SharedDestroy(LWInstance instance);
+// Copies every value from one instance's controls into its twin's; "Copy
+// Failed" when the two control lists do not end together.
+LWError SharedCopy(LWInstance from, LWInstance to, LWItemID item);
+LWError SharedCopyNoItem(LWInstance from, LWInstance to);
+// Load errors are shown, not returned; the panel is marked for update anyway.
+LWError SharedLoad(LWInstance instance, const LWLoadState *state);
+LWError SharedSave(LWInstance instance, const LWSaveState *state);
+void SharedChangeID(LWInstance instance, const LWItemID *pairs);
+
+// The items the panel's controls refer to, in the module-wide buffer, zero
+// terminated; returns the count. AppendOwnerAncestry then adds the owner item
+// and its ancestors (and a bone root's object with its ancestors).
+int CollectUsedItems(PluginInstance *instance);
+const LWItemID *AppendOwnerAncestry(PluginInstance *instance, int count);
+const LWItemID *UsedItemsBuffer();
+
+// Shows a load error as the host's error box with the line it stopped at.
+void ShowLoadError(LWError error);
+
+LWError PixelFilterInit(LWInstance instance);
+LWError PixelFilterNewTime(LWInstance instance, LWFrame frame, LWTime time);
+
+// The panel's two file buttons; `modifier` is the click with the modifier held,
+// which uses the module-wide settings memory instead of a file.
+void PanelSaveButton(Panel *panel, bool modifier);
+void PanelLoadButton(Panel *panel, bool modifier);
+// Empties the settings memory (a fresh module has none).
+void ForgetSettingsMemory();
