@@ -48,13 +48,17 @@ void WriteToBuffer(void *data, char *line, int length) {
         if (b->length < b->capacity) b->data[b->length++] = c;
 }
 
-// One line per read, ending after a zero, carriage return or line feed.
+// One line per read, ending after a zero, carriage return or line feed. A
+// carriage return and the line feed after it end one line, not two: the save
+// button writes CR LF, and readers that take blank lines as they come (RADIO)
+// must read back what it wrote.
 int ReadFromBuffer(void *data, char *out, int room) {
     TextBuffer *b = static_cast<TextBuffer *>(data);
     if (b->position >= b->length || b->data[b->position] == 0) return -1;
     int n = 0;
     while (b->position < b->length) {
         char c = b->data[b->position++];
+        if (c == '\r' && b->position < b->length && b->data[b->position] == '\n') ++b->position;
         if (c == 0 || c == '\r' || c == '\n') break;
         if (n < room) out[n++] = c;
     }
