@@ -200,6 +200,10 @@ TEST_F(Numeric, AdvancedDefinitionReportAndFallBack) {
     EXPECT_EQ(ComputeRangeReport(delay, 0, 1000, 30, 5, 2, nullptr, nullptr).samples, 1000);
     EXPECT_EQ(ComputeRangeReport(delay, 0, 1000, 30, 5, 2, nullptr, nullptr).end, 6);
 
+    EXPECT_FALSE(NumericAdvancedClick(delay, true)) << "modified click on an animated control: back to FIXED";
+    EXPECT_EQ(delay->mode, kFixed);
+    EXPECT_TRUE(NumericAdvancedClick(delay, true)) << "already FIXED: the dialog opens";
+
     FinishAdvancedDefinition(delay, kYPos);
     EXPECT_EQ(delay->mode, kFixed) << "no reference object";
     delay->ref[0].item = IdOf(&host.scene.AddNullObject("Ref"));

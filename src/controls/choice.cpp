@@ -135,7 +135,7 @@ LWError RadioLoad(ControlRecord *r, const LWLoadState *s) {
     if (SettingsToken(line, word, 1)) return kBadToken;
     if (std::strcmp(word, "SELECTION") != 0) return "Cannot find SELECTION data";
     if (SettingsToken(line, word, 2)) return kBadToken;
-    AsRadio(r)->selection = std::atoi(word);
+    AsRadio(r)->selection = ParseInt(word);
     line = ReadSettingsLineAsIs(s);
     if (!line) return "Error on load! Couldn't load a line of data!";
     if (SettingsToken(line, word, 1)) return kBadToken;
@@ -176,7 +176,7 @@ LWError ColorLoad(ControlRecord *r, const LWLoadState *s) {
         }
         char word[256];
         if (SettingsToken(line, word, 2)) return kBadToken;
-        *channel = std::atoi(word);
+        *channel = ParseInt(word);
         return nullptr;
     });
 }

@@ -1,5 +1,8 @@
 #include "controls/control.h"
 
+#include <climits>
+#include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <new>
 
@@ -11,6 +14,17 @@ void CopyText(char *to, size_t size, const char *from) {
     if (n >= size) n = size - 1;
     if (n) std::memcpy(to, from, n);
     to[n] = 0;
+}
+
+int ParseInt(const char *text) {
+    long long v = std::strtoll(text, nullptr, 10);
+    return v < INT_MIN ? INT_MIN : (v > INT_MAX ? INT_MAX : static_cast<int>(v));
+}
+
+int RoundToInt(double v) {
+    double r = std::floor(v + 0.5);
+    if (!(r >= INT_MIN)) return INT_MIN;  // also NaN
+    return r > INT_MAX ? INT_MAX : static_cast<int>(r);
 }
 
 void InitControlRecord(ControlRecord *r) {

@@ -113,5 +113,11 @@ ControlRecord *FindControl(Panel *panel, const char *key);
 // panel window that settings changed.
 void ReportChange(ControlRecord *record);
 
+// A whole number from settings text, held to the range of int (the text may
+// come from anywhere).
+int ParseInt(const char *text);
+// floor(v + 0.5) as an int, held to the range of int.
+int RoundToInt(double v);
+
 // Copies text into a fixed field, cutting it to fit.
 void CopyText(char *to, size_t size, const char *from);

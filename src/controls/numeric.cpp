@@ -335,7 +335,7 @@ void FormatNumeric(const NumericControl *c, double value, char out[31]) {
     char text[128];
     int digits = c->digits < 0 ? 0 : (c->digits > 20 ? 20 : c->digits);
     switch (c->displayKind) {
-    case kInteger: std::snprintf(text, sizeof text, "  %d", static_cast<int>(std::floor(value + 0.5))); break;
+    case kInteger: std::snprintf(text, sizeof text, "  %d", RoundToInt(value)); break;
     case kOneDecimal: std::snprintf(text, sizeof text, "  %.1f", value); break;
     case kPercent: std::snprintf(text, sizeof text, "  %0.*f%%", digits - 2 < 1 ? 1 : digits - 2, value * 100); break;
     default: std::snprintf(text, sizeof text, "  %0.*f", digits, value); break;
@@ -427,6 +427,14 @@ RangeReport ComputeRangeReport(NumericControl *copy, int sceneFirst, int sceneLa
 void FormatRangeReport(const RangeReport &r, char *out, int size) {
     std::snprintf(out, size, "From Frame %d to %d the value ranges from %.3f to %.3f, average: %.3f.", r.start, r.end,
                   r.minimum, r.maximum, r.average);
+}
+
+bool NumericAdvancedClick(NumericControl *c, bool modifier) {
+    if (!modifier || c->mode == kFixed) return true;
+    c->mode = kFixed;
+    RedrawControl(&c->record, kDrawAll);
+    c->record.changedMark = 1;
+    return false;
 }
 
 void FinishAdvancedDefinition(NumericControl *c, int chosenMode) {

@@ -105,5 +105,8 @@ constexpr int kMaxGraphSamples = 1000;
 RangeReport ComputeRangeReport(NumericControl *workingCopy, int sceneFirst, int sceneLast, double fps,
                                double lowGraph, double highGraph, double *xs, double *ys);
 void FormatRangeReport(const RangeReport &report, char *out, int size);
+// The advanced button: with the modifier held on an animated control it puts
+// the control back to FIXED at once; returns whether the dialog is to open.
+bool NumericAdvancedClick(NumericControl *control, bool modifier);
 // Stores the chosen mode, falling back to FIXED when its reference is missing.
 void FinishAdvancedDefinition(NumericControl *control, int chosenMode);

@@ -53,7 +53,7 @@ enum ControlSpecFlags : unsigned {
 struct ControlSpec {
     const char *key;
     ControlSpecKind kind;
-    int x, y;
+    int x = 0, y = 0;
     const char *label = nullptr;
     double value = 0;                        // numeric value; toggle on; radio selection
     double low = 0, high = 0;                // numeric clip limits, with the flags

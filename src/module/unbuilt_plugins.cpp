@@ -3,6 +3,7 @@
 // class's creation-failure text, so the host never holds an instance of one and
 // their other slots are never called with an instance. A plug-in leaves this
 // list when its own source file defines its PluginDef.
+#include "module/lifecycle.h"
 #include "module/server_table.h"
 
 namespace {
@@ -18,14 +19,8 @@ LWInstance RefuseCreateForItem(LWError *err, LWItemID) {
     return RefuseCreate<Cls>(err);
 }
 
-void Destroy(LWInstance) {}
-LWError CopyWithItem(LWInstance, LWInstance, LWItemID) { return nullptr; }
-LWError Copy(LWInstance, LWInstance) { return nullptr; }
-LWError Load(LWInstance, const LWLoadState *) { return nullptr; }
-LWError Save(LWInstance, const LWSaveState *) { return nullptr; }
 const char *Describe(LWInstance) { return ""; }
 const LWItemID *UseItems(LWInstance) { return nullptr; }
-void ChangeID(LWInstance, const LWItemID *) {}
 LWError Init(LWInstance) { return nullptr; }
 void Cleanup(LWInstance) {}
 unsigned Flags(LWInstance) { return 0; }
@@ -38,16 +33,16 @@ void EvaluateShader(LWInstance, ShaderAccess *) {}
 void EvaluatePixel(LWInstance, const PixelAccess *) {}
 void Process(LWInstance, const FilterAccess *) {}
 
-const ItemMotionHandler motionSlots = {RefuseCreateForItem<PluginClass::ItemMotion>, Destroy, CopyWithItem, Load, Save,
-                                       EvaluateMotion, Describe, UseItems, ChangeID};
-const DisplacementHandler displacementSlots = {RefuseCreateForItem<PluginClass::Displacement>, Destroy, CopyWithItem, Load, Save, NewTimeDisplacement,
-                                               EvaluateDisplacement, Flags, Describe, UseItems, ChangeID};
-const ShaderHandler shaderSlots = {RefuseCreate<PluginClass::Shader>, Destroy, Copy, Load, Save, Init, Cleanup,
-                                   NewTime, EvaluateShader, Flags, Describe, UseItems, ChangeID};
-const PixelFilterHandler pixelFilterSlots = {RefuseCreate<PluginClass::PixelFilter>, Destroy, Copy, Load, Save, Init,
-                                             Cleanup, NewTime, EvaluatePixel, Flags, Describe, UseItems, ChangeID};
-const ImageFilterHandler imageFilterSlots = {RefuseCreate<PluginClass::ImageFilter>, Destroy, Copy, Load, Save,
-                                             Process, Flags, Describe, UseItems, ChangeID};
+const ItemMotionHandler motionSlots = {RefuseCreateForItem<PluginClass::ItemMotion>, SharedDestroy, SharedCopy, SharedLoad, SharedSave,
+                                       EvaluateMotion, Describe, UseItems, SharedChangeID};
+const DisplacementHandler displacementSlots = {RefuseCreateForItem<PluginClass::Displacement>, SharedDestroy, SharedCopy, SharedLoad, SharedSave, NewTimeDisplacement,
+                                               EvaluateDisplacement, Flags, Describe, UseItems, SharedChangeID};
+const ShaderHandler shaderSlots = {RefuseCreate<PluginClass::Shader>, SharedDestroy, SharedCopyNoItem, SharedLoad, SharedSave, Init, Cleanup,
+                                   NewTime, EvaluateShader, Flags, Describe, UseItems, SharedChangeID};
+const PixelFilterHandler pixelFilterSlots = {RefuseCreate<PluginClass::PixelFilter>, SharedDestroy, SharedCopyNoItem, SharedLoad, SharedSave, Init,
+                                             Cleanup, NewTime, EvaluatePixel, Flags, Describe, UseItems, SharedChangeID};
+const ImageFilterHandler imageFilterSlots = {RefuseCreate<PluginClass::ImageFilter>, SharedDestroy, SharedCopyNoItem, SharedLoad, SharedSave,
+                                             Process, Flags, Describe, UseItems, SharedChangeID};
 
 constexpr const void *SlotsOf(PluginClass cls) {
     switch (cls) {
