@@ -2,6 +2,7 @@
 // of the host's services, driven through the table as the host drives it.
 #include <cstring>
 
+#include "collection.h"
 #include "module_fixture.h"
 
 namespace {
@@ -11,20 +12,15 @@ using Activation = ModuleTest;
 void *const kUntouched = reinterpret_cast<void *>(0x5A5A5A5A);
 
 TEST_F(Activation, ServerTableListsTheCollectionInPairs) {
-    const char *names[] = {"Blink",      "PathAlign", "PhaseLink", "DistLink",  "Wheelie",   "Speedlimit", "Track",
-                           "Parent",     "Whip",      "Limiter",   "Objblur",   "VelAccel",  "Diffuser",   "SpeedLink",
-                           "AccelLink",  "ThrottleLink", "Poke",   "Dangle",    "Flexor",    "Diffuse",    "SuperQ",
-                           "Acid",       "HSVBoost",  "EdgeRGB",   "BladeBlur", "Unveil",    "PolyPop",    "Enviro",
-                           "VFog",       "Rayleigh",  "DropShadow", "Lens",     "Confusion"};
     auto rows = ServerRows(module);
     ASSERT_EQ(rows.size(), 66u);
     EXPECT_EQ(module.descriptor->serverDefs[66].className, nullptr);
     for (size_t i = 0; i < rows.size(); ++i) {
         int plugin = static_cast<int>(i / 2);
-        const char *stem = plugin < 16 ? "ItemMotion" : plugin < 21 ? "Displacement" : plugin < 27 ? "Shader"
-                                                        : plugin < 30 ? "PixelFilter" : "ImageFilter";
-        EXPECT_EQ(std::string(rows[i]->className), std::string(stem) + (i % 2 ? "Interface" : "Handler")) << i;
-        EXPECT_STREQ(rows[i]->name, names[plugin]) << i;
+        EXPECT_EQ(std::string(rows[i]->className),
+                  std::string(CollectionClassStem(plugin)) + (i % 2 ? "Interface" : "Handler"))
+            << i;
+        EXPECT_STREQ(rows[i]->name, kCollection[plugin]) << i;
         if (i % 2) {
             EXPECT_EQ(rows[i]->activate, rows[1]->activate) << "one interface activation for all";
         } else if (i > 0) {

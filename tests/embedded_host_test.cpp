@@ -142,18 +142,4 @@ TEST(EmbeddedHost, CameraFieldOfViewFollowsZoom) {
     EXPECT_NEAR(h * 180 / M_PI, 45.2, 0.05);
 }
 
-TEST(EmbeddedHost, FileRequesterAnswersFromItsScript) {
-    EmbeddedHost host;
-    host.fileAnswers.push_back({1, "C:\\scenes\\track.set"});
-    auto *request = reinterpret_cast<FileReqFunc *>(host.Service(LWSERVICE_FILE_REQUEST, 0));
-    char name[64] = "*.*", path[64] = "", full[64] = "";
-    EXPECT_EQ(request("Load plugin data from file", name, path, full, 64), 1);
-    EXPECT_STREQ(full, "C:\\scenes\\track.set");
-    EXPECT_STREQ(name, "track.set");
-    EXPECT_STREQ(path, "C:\\scenes");
-    EXPECT_EQ(request("Again", name, path, full, 64), 0) << "an empty script cancels";
-    ASSERT_EQ(host.fileRequests.size(), 2u);
-    EXPECT_EQ(host.fileRequests[0].name, "*.*");
-}
-
 }  // namespace

@@ -1,12 +1,11 @@
 // Finding items again: name matching with the host's numbering, index and count
 // in changed scenes, bones through their owners, names with blanks, the
 // name-prefix mode, and the display text.
-#include <cstring>
-
 #include "controls/settings.h"
 #include "module/lifecycle.h"
 #include "module_fixture.h"
 #include "sample_panel.h"
+#include "text_store.h"
 
 namespace {
 
@@ -80,11 +79,10 @@ TEST_F(Items, BonesAndBlankNamesSurviveSaveAndLoad) {
     PluginInstance *a = NewSampleInstance(), *b = NewSampleInstance();
     LWItemID items[] = {IdOf(&wheel), IdOf(&elbow), IdOf(&key), IdOf(&arm1)};
     SetItems(Sample<ItemControl>(a, kTarget), items, 4);
-    std::vector<std::string> lines;
-    LWSaveState save = {LWIO_SCENE, &lines, [](void *d, char *buf, int) {
-                            static_cast<std::vector<std::string> *>(d)->push_back(buf);
-                        }};
+    TextStore text;
+    LWSaveState save = text.SaveState();
     ASSERT_EQ(SaveSettings(a, &save), nullptr);
+    const std::vector<std::string> &lines = text.lines;
     auto begin = std::find(lines.begin(), lines.end(), " BEGIN ITEM TARGET");
     ASSERT_NE(begin, lines.end());
     const std::vector<std::string> want = {" BEGIN ITEM TARGET",  " OBJECT 1 1 10 @Left Wheel", " PARENT 2 2 3 @Arm",
@@ -92,19 +90,7 @@ TEST_F(Items, BonesAndBlankNamesSurviveSaveAndLoad) {
                                            " END ITEM TARGET"};
     EXPECT_EQ(std::vector<std::string>(begin, begin + want.size()), want);
 
-    size_t next = 0;
-    struct Reader {
-        std::vector<std::string> *lines;
-        size_t *next;
-    } reader{&lines, &next};
-    LWLoadState load = {LWIO_SCENE, &reader, [](void *d, char *buf, int len) {
-                            Reader *r = static_cast<Reader *>(d);
-                            if (*r->next >= r->lines->size()) return -1;
-                            std::string &l = (*r->lines)[(*r->next)++];
-                            int n = static_cast<int>(std::min<size_t>(len, l.size()));
-                            std::memcpy(buf, l.data(), n);
-                            return n;
-                        }};
+    LWLoadState load = text.LoadState();
     // The next run's scene: a new Arm before the others.
     s.objects.insert(s.objects.begin(), std::make_unique<Item>());
     s.objects.front()->name = "Arm";

@@ -9,6 +9,7 @@
 #include "module_fixture.h"
 #include "panelui/panel_window.h"
 #include "sample_panel.h"
+#include "text_store.h"
 
 namespace {
 
@@ -227,20 +228,12 @@ TEST_F(Numeric, ReferenceModesKeepTheirItemNotTheValue) {
     PluginInstance *copy = NewSampleInstance();
     Sample<NumericControl>(copy, kDelay)->value = 3;
 
-    struct Text {
-        std::string data;
-        size_t pos = 0;
-    } text;
-    LWSaveState save = {LWIO_OBJECT, &text,
-                        [](void *d, char *buf, int len) { static_cast<Text *>(d)->data.append(buf, len); }};
+    TextStore text;
+    text.mode = LWIO_OBJECT;
+    LWSaveState save = text.SaveState();
     ASSERT_EQ(SaveSettings(inst, &save), nullptr);
-    EXPECT_EQ(text.data.find("VALUE 8"), std::string::npos);
-    LWLoadState load = {LWIO_OBJECT, &text, [](void *d, char *buf, int len) {
-                            Text *t = static_cast<Text *>(d);
-                            int n = 0;
-                            while (n < len && t->pos < t->data.size()) buf[n++] = t->data[t->pos++];
-                            return n;
-                        }};
+    EXPECT_EQ(text.bytes.find("VALUE 8"), std::string::npos);
+    LWLoadState load = text.LoadState();
     ASSERT_EQ(LoadSettings(copy, &load, true), nullptr);
     copy->panel->pendingUpdate = 1;
     SynchronisePanel(copy->panel);

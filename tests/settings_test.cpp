@@ -8,52 +8,9 @@
 #include "module_fixture.h"
 #include "controls/settings.h"
 #include "sample_panel.h"
+#include "text_store.h"
 
 namespace {
-
-// The host's side of a save or load: a text in memory, in one of the two modes.
-struct Store {
-    int mode = LWIO_SCENE;
-    std::vector<std::string> lines;  // line mode: what each write handed over
-    std::string bytes;               // byte stream: the raw bytes
-    int written = 0;                 // every length handed to write
-    size_t next = 0, pos = 0;
-
-    static void Write(void *data, char *buf, int len) {
-        Store *s = static_cast<Store *>(data);
-        s->written += len;
-        if (s->mode == LWIO_SCENE)
-            s->lines.push_back(std::string(buf, strnlen(buf, len)));
-        else
-            s->bytes.append(buf, len);
-    }
-    // Line mode reads the rest of the current line, up to len; -1 at the end.
-    static int Read(void *data, char *buf, int len) {
-        Store *s = static_cast<Store *>(data);
-        if (s->mode == LWIO_OBJECT) {
-            int n = 0;
-            while (n < len && s->pos < s->bytes.size()) buf[n++] = s->bytes[s->pos++];
-            return n;
-        }
-        if (s->next >= s->lines.size()) return -1;
-        std::string &line = s->lines[s->next];
-        int n = static_cast<int>(std::min<size_t>(len, line.size() - s->pos));
-        std::memcpy(buf, line.data() + s->pos, n);
-        s->pos += n;
-        if (s->pos >= line.size()) s->next++, s->pos = 0;
-        return n;
-    }
-    LWSaveState SaveState() { return {mode, this, Write}; }
-    LWLoadState LoadState() { return {mode, this, Read}; }
-    static Store Text(const std::string &text) {
-        Store s;
-        size_t start = 0;
-        for (size_t end; (end = text.find('\n', start)) != std::string::npos; start = end + 1)
-            s.lines.push_back(text.substr(start, end - start));
-        if (start < text.size()) s.lines.push_back(text.substr(start));
-        return s;
-    }
-};
 
 class Settings : public ModuleTest {
 protected:
@@ -70,7 +27,7 @@ protected:
         ModuleTest::TearDown();
     }
     LWError Load(PluginInstance *into, const std::string &text, bool checkName = true) {
-        Store s = Store::Text(text);
+        TextStore s = TextStore::Text(text);
         LWLoadState state = s.LoadState();
         return LoadSettings(into, &state, checkName);
     }
@@ -106,7 +63,7 @@ TEST_F(Settings, EveryKindSurvivesARoundTripInBothModes) {
         SetItems(Sample<ItemControl>(from, kTarget), targets, 2);
         CopyText(Sample<ItemControl>(from, kEffectors)->prefix, kItemNameSize, "Left B");
 
-        Store store;
+        TextStore store;
         store.mode = mode;
         LWSaveState save = store.SaveState();
         ASSERT_EQ(SaveSettings(from, &save), nullptr);
@@ -144,7 +101,7 @@ TEST_F(Settings, WritesTheEnvelopeAndBlocksAsDocumented) {
     Sample<NumericControl>(a, kDelay)->mode = kLinear;
     Sample<NumericControl>(a, kDelay)->value = 2;
     Sample<NumericControl>(a, kDelay)->changePerFrame = 0.5;
-    Store store;
+    TextStore store;
     LWSaveState save = store.SaveState();
     ASSERT_EQ(SaveSettings(a, &save), nullptr);
     const std::vector<std::string> head = {"BEGIN MARVEN_LABS_PLUGIN Sample"};
@@ -236,7 +193,7 @@ TEST_F(Settings, ErrorsNameTheirLineAndKeepWhatCameBefore) {
     };
     for (const Case &c : cases) {
         Sample<NumericControl>(a, kDelay)->value = 0;
-        Store s = Store::Text(c.text);
+        TextStore s = TextStore::Text(c.text);
         LWLoadState state = s.LoadState();
         host.messages.clear();
         SharedLoad(a, &state);  // the host's slot: shown, not returned
@@ -284,7 +241,7 @@ TEST_F(Settings, ReaderRules) {
 }
 
 TEST_F(Settings, SaveRefusesWhatIsNotAnInstance) {
-    Store s;
+    TextStore s;
     LWSaveState state = s.SaveState();
     EXPECT_STREQ(SaveSettings(nullptr, &state), "No instance data at save!");
     a->panel->version = 0;

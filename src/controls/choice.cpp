@@ -10,23 +10,6 @@
 
 namespace {
 
-void Indent(char *out, int level) {
-    level = level < 0 ? 0 : (level > 30 ? 30 : level);
-    std::memset(out, ' ', level);
-    out[level] = 0;
-}
-
-template <typename T>
-T *Allocate(int kind, const char *key, int x, int y, Panel *panel) {
-    T *c = new (std::nothrow) T;
-    if (!c) return nullptr;
-    std::memset(static_cast<void *>(c), 0, sizeof *c);
-    InitControlRecord(&c->record);
-    c->record.destroy = [](ControlRecord *r) { delete reinterpret_cast<T *>(r); };
-    AttachControl(&c->record, kind, key, x, y, panel);
-    return c;
-}
-
 // Reads lines until END, handing every other line's words to `line`, which
 // returns an error or null. A line without a first word is a bad token.
 template <typename OnLine>
@@ -46,8 +29,8 @@ LWError ReadBlock(const LWLoadState *state, OnLine line) {
 ButtonControl *AsButton(ControlRecord *r) { return reinterpret_cast<ButtonControl *>(r); }
 
 int ButtonSave(ControlRecord *r, const LWSaveState *s, int level) {
-    char in[32];
-    Indent(in, level);
+    BlockIndent indent(level);
+    const char *in = indent.text;
     int state = AsButton(r)->state;
     int bytes = WriteSettingsLine(s, "%sBEGIN BUTTON %s", in, r->key);
     bytes += WriteSettingsLine(s, " %sCHECKED %s", in, state & kChecked ? "YES" : "NO");
@@ -79,8 +62,8 @@ ListboxControl *AsList(ControlRecord *r) { return reinterpret_cast<ListboxContro
 
 int ListboxSave(ControlRecord *r, const LWSaveState *s, int level) {
     ListboxControl *l = AsList(r);
-    char in[32];
-    Indent(in, level);
+    BlockIndent indent(level);
+    const char *in = indent.text;
     int bytes = WriteSettingsLine(s, "%sBEGIN LISTBOX %s", in, r->key);
     for (int i = 0; i < l->count; ++i)
         if (l->selected[i]) bytes += WriteSettingsLine(s, " %sSEL %ld", in, static_cast<long>(i));
@@ -120,8 +103,8 @@ void ListboxDestroy(ControlRecord *r) {
 RadioControl *AsRadio(ControlRecord *r) { return reinterpret_cast<RadioControl *>(r); }
 
 int RadioSave(ControlRecord *r, const LWSaveState *s, int level) {
-    char in[32];
-    Indent(in, level);
+    BlockIndent indent(level);
+    const char *in = indent.text;
     int bytes = WriteSettingsLine(s, "%sBEGIN RADIO %s", in, r->key);
     bytes += WriteSettingsLine(s, " %sSELECTION %d", in, AsRadio(r)->selection);
     return bytes + WriteSettingsLine(s, "%sEND RADIO %s", in, r->key);
@@ -152,8 +135,8 @@ ColorControl *AsColor(ControlRecord *r) { return reinterpret_cast<ColorControl *
 
 int ColorSave(ControlRecord *r, const LWSaveState *s, int level) {
     ColorControl *c = AsColor(r);
-    char in[32];
-    Indent(in, level);
+    BlockIndent indent(level);
+    const char *in = indent.text;
     int bytes = WriteSettingsLine(s, "%sBEGIN COLOR %s", in, r->key);
     bytes += WriteSettingsLine(s, " %sRED %d", in, c->red);
     bytes += WriteSettingsLine(s, " %sGREEN %d", in, c->green);
@@ -195,7 +178,7 @@ void SleepFor(unsigned milliseconds) { std::this_thread::sleep_for(std::chrono::
 void (*colorReaderPause)(unsigned milliseconds) = SleepFor;
 
 ButtonControl *NewButtonControl(const char *key, int x, int y, Panel *panel) {
-    ButtonControl *b = Allocate<ButtonControl>(kKindButton, key, x, y, panel);
+    ButtonControl *b = AllocateControl<ButtonControl>(kKindButton, key, x, y, panel);
     if (!b) return nullptr;
     CopyText(b->text, sizeof b->text, key);
     CopyText(b->name, sizeof b->name, key);
@@ -221,7 +204,7 @@ void SetToggle(ButtonControl *b, bool on) { b->state = on ? kChecked | kHighligh
 ListboxControl *NewListboxControl(const char *key, int x, int y, Panel *panel) {
     auto *entries = new (std::nothrow) char[kListboxEntries][kListboxEntrySize];
     auto *selected = new (std::nothrow) unsigned char[kListboxEntries];
-    ListboxControl *l = entries && selected ? Allocate<ListboxControl>(kKindListbox, key, x, y, panel) : nullptr;
+    ListboxControl *l = entries && selected ? AllocateControl<ListboxControl>(kKindListbox, key, x, y, panel) : nullptr;
     if (!l) {
         delete[] entries;
         delete[] selected;
@@ -248,7 +231,7 @@ void SetListboxEntries(ListboxControl *l, const char *const *entries) {
 }
 
 RadioControl *NewRadioControl(const char *key, int x, int y, Panel *panel) {
-    RadioControl *r = Allocate<RadioControl>(kKindRadio, key, x, y, panel);
+    RadioControl *r = AllocateControl<RadioControl>(kKindRadio, key, x, y, panel);
     if (!r) return nullptr;
     r->rowSpacing = 18;
     r->record.save = RadioSave;
@@ -271,7 +254,7 @@ int ShownRadioSelection(const RadioControl *r) {
 }
 
 ColorControl *NewColorControl(const char *key, int x, int y, Panel *panel) {
-    ColorControl *c = Allocate<ColorControl>(kKindColor, key, x, y, panel);
+    ColorControl *c = AllocateControl<ColorControl>(kKindColor, key, x, y, panel);
     if (!c) return nullptr;
     c->red = 200;
     c->green = 100;

@@ -6,6 +6,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
+#include <new>
 
 #include "hostapi/lwhost.h"
 
@@ -91,6 +93,19 @@ Panel *NewPanel(const char *name, PluginInstance *instance, int width, int heigh
 // Fills a freshly allocated control's header, copies the key (cut to 64
 // characters), links it at the end of the panel's list and places it.
 void AttachControl(ControlRecord *record, int kind, const char *key, int x, int y, Panel *panel);
+
+// A control of kind part T, zeroed, with the header defaults, freed by its
+// destroy callback and linked into the panel; null when memory runs out.
+template <typename T>
+T *AllocateControl(int kind, const char *key, int x, int y, Panel *panel) {
+    T *c = new (std::nothrow) T;
+    if (!c) return nullptr;
+    std::memset(static_cast<void *>(c), 0, sizeof *c);
+    InitControlRecord(&c->record);
+    c->record.destroy = [](ControlRecord *r) { delete reinterpret_cast<T *>(r); };
+    AttachControl(&c->record, kind, key, x, y, panel);
+    return c;
+}
 
 // Destroys every record with the copy flag set, last first, then the panel.
 void DestroyPanel(Panel *panel);

@@ -42,10 +42,8 @@ ItemLine LineOf(const ItemControl *c, const SavedItemRef &ref, int type) {
 // from it.
 int ItemSave(ControlRecord *r, const LWSaveState *s, int level) {
     ItemControl *c = Of(r);
-    char in[32];
-    level = level < 0 ? 0 : (level > 30 ? 30 : level);
-    std::memset(in, ' ', level);
-    in[level] = 0;
+    BlockIndent indent(level);
+    const char *in = indent.text;
     int bytes = WriteSettingsLine(s, "%sBEGIN ITEM %s", in, r->key);
     if (c->prefixMode) {
         bytes += WriteSettingsLine(s, "%sPREFIX 1 1 %ld @%s", in, static_cast<long>(std::strlen(c->prefix)),

@@ -116,10 +116,8 @@ int SaveReference(const NumericReference &ref, const char *tag, const LWSaveStat
 
 int NumericSave(ControlRecord *r, const LWSaveState *state, int level) {
     NumericControl *c = Of(r);
-    char indent[32];
-    level = level < 0 ? 0 : (level > 30 ? 30 : level);
-    std::memset(indent, ' ', level);
-    indent[level] = 0;
+    BlockIndent indentation(level);
+    const char *indent = indentation.text;
     int bytes = WriteSettingsLine(state, "%sBEGIN NUM %s", indent, r->key);
     bool animated = c->mode >= kXPos && c->mode <= kLinear;
     if (animated) bytes += WriteSettingsLine(state, "%s ANIMATE %s", indent, kKeywords[c->mode]);

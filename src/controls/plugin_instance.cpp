@@ -12,51 +12,51 @@ namespace {
 
 ControlRecord *RecordOf(void *control) { return static_cast<ControlRecord *>(control); }
 
-void *Build(const ControlSpec &spec, Panel *panel) {
-    const char *key = spec.key;
-    int x = spec.x, y = spec.y;
-    switch (spec.kind) {
+void *Build(const ControlSpec &row, Panel *panel) {
+    const char *key = row.key;
+    int x = row.x, y = row.y;
+    switch (row.kind) {
     case ControlSpecKind::Numeric:
     case ControlSpecKind::Percent:
     case ControlSpecKind::Factor:
     case ControlSpecKind::Integer: {
-        NumericControl *c = spec.kind == ControlSpecKind::Numeric   ? NewNumericControl(key, x, y, panel)
-                            : spec.kind == ControlSpecKind::Percent ? NewPercentControl(key, x, y, panel)
-                            : spec.kind == ControlSpecKind::Factor  ? NewFactorControl(key, x, y, panel)
+        NumericControl *c = row.kind == ControlSpecKind::Numeric   ? NewNumericControl(key, x, y, panel)
+                            : row.kind == ControlSpecKind::Percent ? NewPercentControl(key, x, y, panel)
+                            : row.kind == ControlSpecKind::Factor  ? NewFactorControl(key, x, y, panel)
                                                                     : NewIntegerControl(key, x, y, panel);
         if (!c) return nullptr;
-        c->value = c->current = spec.value;
-        if (spec.flags & kClipLow) c->lowClip = 1, c->lowLimit = spec.low;
-        if (spec.flags & kClipHigh) c->highClip = 1, c->highLimit = spec.high;
-        if (spec.flags & kNotAnimatable) c->animatable = 0;
+        c->value = c->current = row.value;
+        if (row.flags & kClipLow) c->lowClip = 1, c->lowLimit = row.low;
+        if (row.flags & kClipHigh) c->highClip = 1, c->highLimit = row.high;
+        if (row.flags & kNotAnimatable) c->animatable = 0;
         return c;
     }
     case ControlSpecKind::Button: return NewButtonControl(key, x, y, panel);
     case ControlSpecKind::Toggle: {
         ButtonControl *b = NewToggleControl(key, x, y, panel);
-        if (b) SetToggle(b, spec.value != 0);
+        if (b) SetToggle(b, row.value != 0);
         return b;
     }
     case ControlSpecKind::Listbox: {
         ListboxControl *l = NewListboxControl(key, x, y, panel);
-        if (l && spec.choices) SetListboxEntries(l, spec.choices);
+        if (l && row.choices) SetListboxEntries(l, row.choices);
         return l;
     }
     case ControlSpecKind::Radio: {
         RadioControl *r = NewRadioControl(key, x, y, panel);
         if (!r) return nullptr;
-        SetRadioChoices(r, spec.choices);
-        r->selection = static_cast<int>(spec.value);
+        SetRadioChoices(r, row.choices);
+        r->selection = static_cast<int>(row.value);
         return r;
     }
     case ControlSpecKind::Color: return NewColorControl(key, x, y, panel);
     case ControlSpecKind::Item: return NewItemControl(key, x, y, panel);
     case ControlSpecKind::ItemPrefix:
-        return NewPrefixItemControl(key, x, y, panel, spec.high > 0 ? static_cast<int>(spec.high) : kPrefixMatches);
+        return NewPrefixItemControl(key, x, y, panel, row.high > 0 ? static_cast<int>(row.high) : kPrefixMatches);
     case ControlSpecKind::ExportMotion: return NewExportMotionControl(key, x, y, panel);
     case ControlSpecKind::Text: {
         TextControl *t = NewTextControl(key, x, y, panel);
-        if (t && spec.label) SetText(t, spec.label);
+        if (t && row.label) SetText(t, row.label);
         return t;
     }
     case ControlSpecKind::Graph: return NewGraphControl(key, x, y, panel);
@@ -66,10 +66,10 @@ void *Build(const ControlSpec &spec, Panel *panel) {
 
 }  // namespace
 
-PluginInstance *BuildInstance(const PanelSpec &spec, const ControlSpec *table, int count, LWItemID owner, LWError *err,
+PluginInstance *BuildInstance(const PanelSpec &layout, const ControlSpec *table, int count, LWItemID owner, LWError *err,
                               const char *failure) {
     PluginInstance *instance = new (std::nothrow) PluginInstance;
-    Panel *panel = instance ? NewPanel(spec.title, instance, spec.width, spec.height) : nullptr;
+    Panel *panel = instance ? NewPanel(layout.title, instance, layout.width, layout.height) : nullptr;
     if (!panel || count > kMaxControls) {
         if (panel) DestroyPanel(panel);
         delete instance;
@@ -78,12 +78,12 @@ PluginInstance *BuildInstance(const PanelSpec &spec, const ControlSpec *table, i
     }
     std::memset(instance, 0, sizeof *instance);
     instance->panel = panel;
-    CopyText(panel->shortName, sizeof panel->shortName, spec.shortName);
-    panel->version = spec.version;
-    panel->create = spec.create;
-    panel->destroy = spec.destroy;
-    panel->copy = spec.copy;
-    panel->afterLoad = spec.afterLoad;
+    CopyText(panel->shortName, sizeof panel->shortName, layout.shortName);
+    panel->version = layout.version;
+    panel->create = layout.create;
+    panel->destroy = layout.destroy;
+    panel->copy = layout.copy;
+    panel->afterLoad = layout.afterLoad;
     panel->ownerItem = owner;
     for (int i = 0; i < count; ++i) {
         void *control = Build(table[i], panel);

@@ -60,6 +60,12 @@ void Trim(char *s) {
 
 }  // namespace
 
+BlockIndent::BlockIndent(int level) {
+    level = level < 0 ? 0 : (level > 30 ? 30 : level);
+    std::memset(text, ' ', level);
+    text[level] = 0;
+}
+
 int WriteSettingsLine(const LWSaveState *state, const char *format, ...) {
     char line[1024];
     va_list args;

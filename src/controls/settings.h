@@ -10,6 +10,12 @@
 
 struct PluginInstance;
 
+// The indentation of a block at a nesting level: one blank per level.
+struct BlockIndent {
+    char text[32];
+    explicit BlockIndent(int level);
+};
+
 // Hands one line to the host; the length given counts the terminating zero, so
 // a byte stream carries the zero as the line's end. Returns that length.
 int WriteSettingsLine(const LWSaveState *state, const char *format, ...)

@@ -5,26 +5,22 @@
 
 namespace {
 
+// These records show; they save nothing.
 template <typename T>
-T *Allocate(int kind, const char *key, int x, int y, Panel *panel) {
-    T *c = new (std::nothrow) T;
-    if (!c) return nullptr;
-    std::memset(static_cast<void *>(c), 0, sizeof *c);
-    InitControlRecord(&c->record);
-    c->record.savedFlag = 0;
-    c->record.destroy = [](ControlRecord *r) { delete reinterpret_cast<T *>(r); };
-    AttachControl(&c->record, kind, key, x, y, panel);
+T *AllocateShown(int kind, const char *key, int x, int y, Panel *panel) {
+    T *c = AllocateControl<T>(kind, key, x, y, panel);
+    if (c) c->record.savedFlag = 0;
     return c;
 }
 
 }  // namespace
 
 TextControl *NewTextControl(const char *key, int x, int y, Panel *panel) {
-    return Allocate<TextControl>(kKindText, key, x, y, panel);
+    return AllocateShown<TextControl>(kKindText, key, x, y, panel);
 }
 
 GraphControl *NewGraphControl(const char *key, int x, int y, Panel *panel) {
-    GraphControl *g = Allocate<GraphControl>(kKindGraph, key, x, y, panel);
+    GraphControl *g = AllocateShown<GraphControl>(kKindGraph, key, x, y, panel);
     if (g) {
         g->width = 400;
         g->height = 120;
@@ -33,7 +29,7 @@ GraphControl *NewGraphControl(const char *key, int x, int y, Panel *panel) {
 }
 
 ExportMotionControl *NewExportMotionControl(const char *key, int x, int y, Panel *panel) {
-    return Allocate<ExportMotionControl>(kKindExportMotion, key, x, y, panel);
+    return AllocateShown<ExportMotionControl>(kKindExportMotion, key, x, y, panel);
 }
 
 void SetText(TextControl *c, const char *text) {

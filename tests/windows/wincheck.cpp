@@ -3,6 +3,7 @@
 // every handler with host versions 1 to 4 against the embedded host's services,
 // comparing each code, the message shown and the slots filled with what the
 // host expects. Prints one line per failure and a closing count.
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -10,6 +11,7 @@
 
 #include "host/embedded_host.h"
 #include "host/module_loader.h"
+#include "../collection.h"
 
 namespace {
 
@@ -22,22 +24,6 @@ void Check(bool ok, const std::string &what) {
         ++failed;
         std::printf("FAIL: %s\n", what.c_str());
     }
-}
-
-// The collection as the host lists it; the class changes at fixed rows.
-const char *const kNames[33] = {"Blink",    "PathAlign", "PhaseLink", "DistLink",     "Wheelie",  "Speedlimit",
-                                "Track",    "Parent",    "Whip",      "Limiter",      "Objblur",  "VelAccel",
-                                "Diffuser", "SpeedLink", "AccelLink", "ThrottleLink", "Poke",     "Dangle",
-                                "Flexor",   "Diffuse",   "SuperQ",    "Acid",         "HSVBoost", "EdgeRGB",
-                                "BladeBlur", "Unveil",   "PolyPop",   "Enviro",       "VFog",     "Rayleigh",
-                                "DropShadow", "Lens",    "Confusion"};
-
-const char *ClassStem(int plugin) {
-    if (plugin < 16) return "ItemMotion";
-    if (plugin < 21) return "Displacement";
-    if (plugin < 27) return "Shader";
-    if (plugin < 30) return "PixelFilter";
-    return "ImageFilter";
 }
 
 void *const kUntouched = reinterpret_cast<void *>(static_cast<uintptr_t>(0x5A5A5A5A));
@@ -56,10 +42,10 @@ void CheckActivations(const LoadedModule &module, EmbeddedHost &host) {
     for (size_t i = 0; i < rows.size() && i < 66; ++i) {
         const ServerRecord &row = *rows[i];
         int plugin = static_cast<int>(i / 2);
-        std::string cls = std::string(ClassStem(plugin)) + (i % 2 ? "Interface" : "Handler");
+        std::string cls = std::string(CollectionClassStem(plugin)) + (i % 2 ? "Interface" : "Handler");
         std::string where = "row " + std::to_string(i + 1) + " " + row.className + " " + row.name;
-        Check(cls == row.className && std::strcmp(row.name, kNames[plugin]) == 0,
-              where + ": expected " + cls + " " + kNames[plugin]);
+        Check(cls == row.className && std::strcmp(row.name, kCollection[plugin]) == 0,
+              where + ": expected " + cls + " " + kCollection[plugin]);
         if (i % 2) {
             if (!interfaceActivation) interfaceActivation = row.activate;
             Check(row.activate == interfaceActivation, where + ": interface rows share one activation");
