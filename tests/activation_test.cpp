@@ -78,15 +78,6 @@ TEST_F(Activation, OldHostIsToldEachTimeAndNothingIsBound) {
     EXPECT_TRUE(host.messages.empty());
 }
 
-TEST_F(Activation, NegotiationSettlesOnVersionThree) {
-    const ServerRecord *row = FindServer(module, "PixelFilterHandler", "VFog");
-    std::vector<void *> record;
-    long version = 0;
-    EXPECT_EQ(NegotiateHandler(module, *row, 5, EmbeddedHost::Lookup(), &record, &version), 0);
-    EXPECT_EQ(version, 3);
-    EXPECT_EQ(record.size(), 13u);
-}
-
 TEST_F(Activation, BindingLooksUpInOrderOnce) {
     Bind();
     const char *order[] = {"Info Messages", "LW Light Info 2", "LW Camera Info", "LW Image List",

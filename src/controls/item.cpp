@@ -168,33 +168,26 @@ bool Allowed(const ItemControl *c, LWItemType type) {
 }  // namespace
 
 ItemControl *NewItemControl(const char *key, int x, int y, Panel *panel) {
-    auto *items = new (std::nothrow) LWItemID[kItemSlots]();
-    auto *saved = new (std::nothrow) SavedItemRef[kItemSlots]();
-    ItemControl *c = items && saved ? new (std::nothrow) ItemControl : nullptr;
-    if (!c) {
-        delete[] items;
-        delete[] saved;
-        return nullptr;
-    }
-    std::memset(c, 0, sizeof *c);
-    InitControlRecord(&c->record);
-    c->items = items;
-    c->saved = saved;
+    ItemControl *c = AllocateControl<ItemControl>(kKindItem, key, x, y, panel);
+    if (!c) return nullptr;
+    ControlRecord *r = &c->record;
+    r->destroy = ItemDestroy;
+    c->items = new (std::nothrow) LWItemID[kItemSlots]();
+    c->saved = new (std::nothrow) SavedItemRef[kItemSlots]();
+    // Left linked when its stores fail: the panel's destruction frees it.
+    if (!c->items || !c->saved) return nullptr;
     CopyText(c->display, sizeof c->display, "(none)");
     for (int &f : c->filters) f = 1;
     c->width = 230;
     c->height = 21;
     c->maxMatches = kPrefixMatches;
-    ControlRecord *r = &c->record;
     r->save = ItemSave;
     r->load = ItemLoad;
     r->copy = ItemCopy;
-    r->destroy = ItemDestroy;
     r->resolve = ItemResolve;
     r->update = ItemResolve;
     r->collectItems = ItemCollect;
     r->changeIds = ItemChangeIds;
-    AttachControl(r, kKindItem, key, x, y, panel);
     return c;
 }
 

@@ -207,23 +207,18 @@ void NumericReset(ControlRecord *r) {
     c->window.lastX = kDragCentre;
 }
 
-void NumericDestroy(ControlRecord *r) { delete Of(r); }
-
 void NumericUpdate(ControlRecord *r) { NumericResolve(r); }
 
 }  // namespace
 
 NumericControl *NewNumericControl(const char *key, int x, int y, Panel *panel) {
-    NumericControl *c = new (std::nothrow) NumericControl;
+    NumericControl *c = AllocateControl<NumericControl>(kKindNumeric, key, x, y, panel);
     if (!c) return nullptr;
-    std::memset(c, 0, sizeof *c);
     ControlRecord *r = &c->record;
-    InitControlRecord(r);
     r->save = NumericSave;
     r->load = NumericLoad;
     r->copy = NumericCopy;
     r->reset = NumericReset;
-    r->destroy = NumericDestroy;
     r->resolve = NumericResolve;
     r->update = NumericUpdate;
     r->collectItems = NumericCollect;
@@ -243,7 +238,6 @@ NumericControl *NewNumericControl(const char *key, int x, int y, Panel *panel) {
     c->liveUpdate = 1;
     c->usesItems = c->parentChain = 1;
     c->window.windowless = 1;
-    AttachControl(r, kKindNumeric, key, x, y, panel);
     NumericReset(r);
     return c;
 }
