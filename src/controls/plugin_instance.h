@@ -32,8 +32,6 @@ struct PluginInstance {
     void *controls[kMaxControls];  // each control's kind part, in table order
     int controlCount;
     PixelFilterFrame pixel;
-    void *own;  // a plug-in's own working state, if it keeps any
-    char description[256];
 };
 
 // What the table can say of a control; anything else goes in `setup`.
