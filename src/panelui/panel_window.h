@@ -20,7 +20,7 @@ void EnablePanelWindow(Panel *panel, bool enabled);
 
 // The headless stand-in's script and record, for native tests.
 struct HeadlessPanels {
-    int modalResult = 1;           // what the next modal runs report
+    int modalResult = 0;           // what the next modal runs report: closed unchanged
     int modalRuns = 0;
     int settingsChangedPosts = 0;
     void (*duringModal)(Panel *) = nullptr;  // what the "user" does while it is open
