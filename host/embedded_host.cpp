@@ -3,6 +3,8 @@
 #include <cmath>
 #include <cstring>
 
+#include "host/module_loader.h"
+
 namespace {
 
 EmbeddedHost *activeHost = nullptr;
@@ -303,10 +305,135 @@ int RequestFile(const char *hail, char *name, char *path, char *fullName, int bu
 
 void *GlobalLookup(const char *service, int useCode) { return EmbeddedHost::Active().Service(service, useCode); }
 
+// ---- item-motion plug-ins ----
+//
+// How the host runs an item's motion plug-ins is not published; this is our rule.
+// An item's motion at a time is its keyed motion passed through its plug-ins in
+// their order. Each plug-in's access record reads the motion as it stands before
+// that plug-in (at any time) and sets the result for the current time. While one
+// of an item's plug-ins is being evaluated, every query about that same item
+// (through the access record or the item-info service, for any time) answers with
+// the motion as it stands before that plug-in, so nothing recurses. Queries about
+// other items get their final motion; when such an item is itself in the middle
+// of being evaluated further up (items that read each other), it answers the same
+// way, with its motion before the plug-in that is running for it, which cuts the
+// cycle.
+
+struct Evaluation {
+    const Item *item;
+    size_t plugin;         // index of the plug-in being evaluated
+    double time;
+    double before[9];      // the motion before it, at `time`
+    double values[9];      // what it has set so far
+};
+
+std::vector<Evaluation *> evaluating;
+
+constexpr double kDegreesPerRadian = 57.29577951308232;
+
+void MotionBefore(const Item &item, double time, size_t upTo, double out[9]) {
+    Scene &scene = TheScene();
+    scene.KeyedMotion(item, time, out);
+    for (size_t i = 0; i < upTo && i < item.motionPlugins.size(); ++i) {
+        const MotionPluginUse &use = item.motionPlugins[i];
+        if (!use.handler || !use.instance) continue;
+        Evaluation e{&item, i, time, {}, {}};
+        std::memcpy(e.before, out, sizeof e.before);
+        std::memcpy(e.values, out, sizeof e.values);
+        evaluating.push_back(&e);
+        auto getParam = [](LWItemParam param, LWTime t, double v[3]) {
+            Evaluation &top = *evaluating.back();
+            double m[9];
+            if (t == top.time)
+                std::memcpy(m, top.before, sizeof m);
+            else
+                MotionBefore(*top.item, t, top.plugin, m);
+            int first = param == LWIP_ROTATION ? kHeading : param == LWIP_SCALING ? kScaleX : kPosX;
+            double k = param == LWIP_ROTATION ? 1 / kDegreesPerRadian : 1;
+            for (int c = 0; c < 3; ++c) v[c] = m[first + c] * k;
+        };
+        auto setParam = [](LWItemParam param, const double v[3]) {
+            Evaluation &top = *evaluating.back();
+            if (param != LWIP_POSITION && param != LWIP_ROTATION && param != LWIP_SCALING) return;
+            int first = param == LWIP_ROTATION ? kHeading : param == LWIP_SCALING ? kScaleX : kPosX;
+            double k = param == LWIP_ROTATION ? kDegreesPerRadian : 1;
+            for (int c = 0; c < 3; ++c) top.values[first + c] = v[c] * k;
+        };
+        ItemMotionAccess access{IdOf(&item), static_cast<LWFrame>(std::floor(scene.FrameAt(time) + 0.5)), time,
+                                getParam, setParam};
+        use.handler->evaluate(use.instance, &access);
+        evaluating.pop_back();
+        std::memcpy(out, e.values, sizeof e.values);
+    }
+}
+
 }  // namespace
 
-EmbeddedHost::EmbeddedHost() : previous_(activeHost) { activeHost = this; }
-EmbeddedHost::~EmbeddedHost() { activeHost = previous_; }
+EmbeddedHost::EmbeddedHost() : previous_(activeHost) {
+    activeHost = this;
+    scene.motion = [this](const Item &item, double time, double out[9]) { FinalMotion(item, time, out); };
+}
+
+EmbeddedHost::~EmbeddedHost() {
+    auto release = [](std::vector<std::unique_ptr<Item>> &items) {
+        for (auto &item : items) {
+            for (MotionPluginUse &use : item->motionPlugins)
+                if (use.handler && use.instance) use.handler->destroy(use.instance);
+            item->motionPlugins.clear();
+        }
+    };
+    release(scene.objects);
+    release(scene.lights);
+    release(scene.cameras);
+    for (auto &object : scene.objects) release(object->bones);
+    activeHost = previous_;
+}
+
+void EmbeddedHost::FinalMotion(const Item &item, double time, double out[9]) {
+    for (auto it = evaluating.rbegin(); it != evaluating.rend(); ++it) {
+        if ((*it)->item == &item) {
+            MotionBefore(item, time, (*it)->plugin, out);
+            return;
+        }
+    }
+    MotionBefore(item, time, item.motionPlugins.size(), out);
+}
+
+const void *EmbeddedHost::Handler(const char *className, const std::string &server, std::string *error) {
+    std::string key = std::string(className) + "/" + server;
+    auto found = handlers_.find(key);
+    if (found != handlers_.end()) return found->second.data();
+    if (!module_) {
+        *error = "no module is loaded";
+        return nullptr;
+    }
+    const ServerRecord *row = FindServer(*module_, className, server.c_str());
+    if (!row) {
+        *error = "the module has no " + std::string(className) + " named " + server;
+        return nullptr;
+    }
+    std::vector<void *> record;
+    long version = 0;
+    int code = NegotiateHandler(*module_, *row, 3, Lookup(), &record, &version);
+    if (code != AFUNC_OK) {
+        *error = server + " refused activation with code " + std::to_string(code);
+        return nullptr;
+    }
+    return handlers_.emplace(key, std::move(record)).first->second.data();
+}
+
+LWInstance EmbeddedHost::AddMotionPlugin(Item &item, const std::string &server, std::string *error) {
+    auto *handler = static_cast<const ItemMotionHandler *>(Handler("ItemMotionHandler", server, error));
+    if (!handler) return nullptr;
+    LWError failure = nullptr;
+    LWInstance instance = handler->create(&failure, IdOf(&item));
+    if (!instance) {
+        *error = failure ? failure : server + " could not be created";
+        return nullptr;
+    }
+    item.motionPlugins.push_back({server, handler, instance});
+    return instance;
+}
 
 EmbeddedHost &EmbeddedHost::Active() { return *activeHost; }
 GlobalFunc *EmbeddedHost::Lookup() { return GlobalLookup; }

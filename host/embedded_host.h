@@ -7,12 +7,15 @@
 #pragma once
 
 #include <deque>
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "host/scene.h"
 #include "hostapi/lwhost.h"
+
+struct LoadedModule;
 
 enum class MessageKind { Info, Error, Warning };
 
@@ -61,7 +64,19 @@ public:
 
     void *Service(const char *name, int useCode);
 
+    // The module whose plug-ins the scene applies.
+    void UseModule(const LoadedModule *module) { module_ = module; }
+    // The handler record of a server, activated once (version 3, then lower);
+    // null, with the reason, when the module has no such server or refuses it.
+    const void *Handler(const char *className, const std::string &server, std::string *error);
+    // Applies an item-motion plug-in to the item after the ones it has.
+    LWInstance AddMotionPlugin(Item &item, const std::string &server, std::string *error);
+    // The item's motion with its plug-ins applied, at a time in seconds.
+    void FinalMotion(const Item &item, double time, double out[9]);
+
 private:
+    const LoadedModule *module_ = nullptr;
+    std::map<std::string, std::vector<void *>> handlers_;  // by class and server
     std::set<std::string> withheld_;
     LWSceneInfo sceneInfo_{};  // snapshot refreshed at each lookup
     EmbeddedHost *previous_;

@@ -29,40 +29,21 @@ Vec3 Times(const Vec3 &v, const Rows &rows) {
     return r;
 }
 
-Vec3 KeyedTriple(const Item &item, int firstChannel, double frame) {
-    return {item.motion[firstChannel].ValueAt(frame), item.motion[firstChannel + 1].ValueAt(frame),
-            item.motion[firstChannel + 2].ValueAt(frame)};
-}
-
-// The keyed motion relative to the parent: position, rotation in radians, scale.
-void KeyedParam(const Item &item, int param, double frame, double out[3]) {
-    Vec3 v{};
-    switch (param) {
-    case LWIP_POSITION: v = KeyedTriple(item, kPosX, frame); break;
-    case LWIP_ROTATION:
-        v = KeyedTriple(item, kHeading, frame);
-        for (double &a : v) a *= kRadiansPerDegree;
-        break;
-    case LWIP_SCALING: v = KeyedTriple(item, kScaleX, frame); break;
-    }
-    for (int i = 0; i < 3; ++i) out[i] = v[i];
-}
-
-// The chain of parents is walked from the root down. A child's keyed position is
-// a point in its parent's coordinates, so the parent's pivot is taken off it
+// The chain of parents is walked from the root down. A child's position is a
+// point in its parent's coordinates, so the parent's pivot is taken off it
 // before the parent's axes apply (how the host treats a parent's pivot is not
 // published; this is the reading that keeps a point's placement rule uniform).
-WorldFrame World(const Item &item, double frame) {
-    Vec3 position = KeyedTriple(item, kPosX, frame);
-    Vec3 hpb = KeyedTriple(item, kHeading, frame);
-    Vec3 scale = KeyedTriple(item, kScaleX, frame);
-    Rows rows = RotationRows(hpb[0] * kRadiansPerDegree, hpb[1] * kRadiansPerDegree, hpb[2] * kRadiansPerDegree);
+WorldFrame World(const Scene &scene, const Item &item, double time) {
+    double m[9];
+    scene.motion ? scene.motion(item, time, m) : scene.KeyedMotion(item, time, m);
+    Vec3 position{m[kPosX], m[kPosY], m[kPosZ]};
+    Rows rows = RotationRows(m[kHeading] * kRadiansPerDegree, m[kPitch] * kRadiansPerDegree, m[kBank] * kRadiansPerDegree);
     for (int i = 0; i < 3; ++i)
-        for (double &c : rows[i]) c *= scale[i];
+        for (double &c : rows[i]) c *= m[kScaleX + i];
     const Item *parent = item.parent ? item.parent : (item.type == LWI_BONE ? item.owner : nullptr);
     if (!parent) return {position, rows};
 
-    WorldFrame up = World(*parent, frame);
+    WorldFrame up = World(scene, *parent, time);
     Vec3 offset{position[0] - parent->pivot[0], position[1] - parent->pivot[1], position[2] - parent->pivot[2]};
     Vec3 placed = Times(offset, up.rows);
     WorldFrame w;
@@ -155,17 +136,28 @@ std::string Scene::ShownName(const Item &item) const {
     return index > 1 ? item.name + " (" + std::to_string(index) + ")" : item.name;
 }
 
-void Scene::Param(const Item &item, int param, double time, double out[3]) const {
+void Scene::KeyedMotion(const Item &item, double time, double out[9]) const {
     double frame = FrameAt(time);
+    for (int i = 0; i < kMotionChannels; ++i) out[i] = item.motion[i].ValueAt(frame);
+}
+
+void Scene::Param(const Item &item, int param, double time, double out[3]) const {
+    double m[9];
     switch (param) {
     case LWIP_POSITION:
     case LWIP_ROTATION:
-    case LWIP_SCALING: KeyedParam(item, param, frame, out); return;
+    case LWIP_SCALING: {
+        motion ? motion(item, time, m) : KeyedMotion(item, time, m);
+        int first = param == LWIP_POSITION ? kPosX : param == LWIP_ROTATION ? kHeading : kScaleX;
+        double k = param == LWIP_ROTATION ? kRadiansPerDegree : 1;
+        for (int i = 0; i < 3; ++i) out[i] = m[first + i] * k;
+        return;
+    }
     case LWIP_PIVOT:
         for (int i = 0; i < 3; ++i) out[i] = item.pivot[i];
         return;
     }
-    WorldFrame w = World(item, frame);
+    WorldFrame w = World(*this, item, time);
     Vec3 v{};
     switch (param) {
     case LWIP_RIGHT: v = w.rows[0]; break;

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <array>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -13,6 +14,14 @@
 
 // Channels of an item motion, in the order of the host's motion blocks.
 enum MotionChannel { kPosX, kPosY, kPosZ, kHeading, kPitch, kBank, kScaleX, kScaleY, kScaleZ, kMotionChannels };
+
+// An item-motion plug-in applied to an item: the server and the instance its
+// create returned, with the handler record the host activated for it.
+struct MotionPluginUse {
+    std::string server;
+    const ItemMotionHandler *handler = nullptr;
+    LWInstance instance = nullptr;
+};
 
 struct Item {
     LWItemType type = LWI_OBJECT;
@@ -26,6 +35,7 @@ struct Item {
     std::array<Channel, kMotionChannels> motion;
     std::array<double, 3> pivot{};
     std::vector<std::string> tags;
+    std::vector<MotionPluginUse> motionPlugins;  // applied in this order
 
     // Objects.
     std::string filename;
@@ -101,8 +111,14 @@ struct Scene {
     // object) share a name, the second and later are shown with " (n)".
     std::string ShownName(const Item &item) const;
 
+    // The motion of an item at a time in seconds: nine values in the channels'
+    // units (metres, degrees, factors). The keyed motion unless the host puts
+    // its plug-in evaluation here.
+    std::function<void(const Item &, double time, double out[9])> motion;
+    void KeyedMotion(const Item &item, double time, double out[9]) const;
+
     // A parameter of the item at a time in seconds (LWIP_* codes), as the
-    // item-info service reports it.
+    // item-info service reports it, from `motion` through the parents.
     void Param(const Item &item, int param, double time, double out[3]) const;
     double FrameAt(double time) const { return time * framesPerSecond; }
 };

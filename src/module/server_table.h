@@ -4,43 +4,44 @@
 
 #include "module/plugin_class.h"
 
-// X(identifier, server name, class): the collection in the order the host lists it.
+// X(identifier, server name, class, state): the collection in the order the
+// host lists it; state is Built for plug-ins whose own source file defines them.
 #define VESK_PLUGINS(X)                          \
-    X(blink, "Blink", ItemMotion)                \
-    X(pathAlign, "PathAlign", ItemMotion)        \
-    X(phaseLink, "PhaseLink", ItemMotion)        \
-    X(distLink, "DistLink", ItemMotion)          \
-    X(wheelie, "Wheelie", ItemMotion)            \
-    X(speedlimit, "Speedlimit", ItemMotion)      \
-    X(track, "Track", ItemMotion)                \
-    X(parent, "Parent", ItemMotion)              \
-    X(whip, "Whip", ItemMotion)                  \
-    X(limiter, "Limiter", ItemMotion)            \
-    X(objblur, "Objblur", ItemMotion)            \
-    X(velAccel, "VelAccel", ItemMotion)          \
-    X(diffuser, "Diffuser", ItemMotion)          \
-    X(speedLink, "SpeedLink", ItemMotion)        \
-    X(accelLink, "AccelLink", ItemMotion)        \
-    X(throttleLink, "ThrottleLink", ItemMotion)  \
-    X(poke, "Poke", Displacement)                \
-    X(dangle, "Dangle", Displacement)            \
-    X(flexor, "Flexor", Displacement)            \
-    X(diffuse, "Diffuse", Displacement)          \
-    X(superQ, "SuperQ", Displacement)            \
-    X(acid, "Acid", Shader)                      \
-    X(hsvBoost, "HSVBoost", Shader)              \
-    X(edgeRGB, "EdgeRGB", Shader)                \
-    X(bladeBlur, "BladeBlur", Shader)            \
-    X(unveil, "Unveil", Shader)                  \
-    X(polyPop, "PolyPop", Shader)                \
-    X(enviro, "Enviro", PixelFilter)             \
-    X(vFog, "VFog", PixelFilter)                 \
-    X(rayleigh, "Rayleigh", PixelFilter)         \
-    X(dropShadow, "DropShadow", ImageFilter)     \
-    X(lens, "Lens", ImageFilter)                 \
-    X(confusion, "Confusion", ImageFilter)
+    X(blink, "Blink", ItemMotion, Unbuilt)                \
+    X(pathAlign, "PathAlign", ItemMotion, Unbuilt)        \
+    X(phaseLink, "PhaseLink", ItemMotion, Unbuilt)        \
+    X(distLink, "DistLink", ItemMotion, Unbuilt)          \
+    X(wheelie, "Wheelie", ItemMotion, Unbuilt)            \
+    X(speedlimit, "Speedlimit", ItemMotion, Unbuilt)      \
+    X(track, "Track", ItemMotion, Built)                \
+    X(parent, "Parent", ItemMotion, Unbuilt)              \
+    X(whip, "Whip", ItemMotion, Unbuilt)                  \
+    X(limiter, "Limiter", ItemMotion, Unbuilt)            \
+    X(objblur, "Objblur", ItemMotion, Unbuilt)            \
+    X(velAccel, "VelAccel", ItemMotion, Unbuilt)          \
+    X(diffuser, "Diffuser", ItemMotion, Unbuilt)          \
+    X(speedLink, "SpeedLink", ItemMotion, Unbuilt)        \
+    X(accelLink, "AccelLink", ItemMotion, Unbuilt)        \
+    X(throttleLink, "ThrottleLink", ItemMotion, Unbuilt)  \
+    X(poke, "Poke", Displacement, Unbuilt)                \
+    X(dangle, "Dangle", Displacement, Unbuilt)            \
+    X(flexor, "Flexor", Displacement, Unbuilt)            \
+    X(diffuse, "Diffuse", Displacement, Unbuilt)          \
+    X(superQ, "SuperQ", Displacement, Unbuilt)            \
+    X(acid, "Acid", Shader, Unbuilt)                      \
+    X(hsvBoost, "HSVBoost", Shader, Unbuilt)              \
+    X(edgeRGB, "EdgeRGB", Shader, Unbuilt)                \
+    X(bladeBlur, "BladeBlur", Shader, Unbuilt)            \
+    X(unveil, "Unveil", Shader, Unbuilt)                  \
+    X(polyPop, "PolyPop", Shader, Unbuilt)                \
+    X(enviro, "Enviro", PixelFilter, Unbuilt)             \
+    X(vFog, "VFog", PixelFilter, Unbuilt)                 \
+    X(rayleigh, "Rayleigh", PixelFilter, Unbuilt)         \
+    X(dropShadow, "DropShadow", ImageFilter, Unbuilt)     \
+    X(lens, "Lens", ImageFilter, Unbuilt)                 \
+    X(confusion, "Confusion", ImageFilter, Unbuilt)
 
 // Each plug-in's description, defined in its own source file as <identifier>Plugin.
-#define VESK_DECLARE_PLUGIN(id, name, cls) extern const PluginDef id##Plugin;
+#define VESK_DECLARE_PLUGIN(id, name, cls, state) extern const PluginDef id##Plugin;
 VESK_PLUGINS(VESK_DECLARE_PLUGIN)
 #undef VESK_DECLARE_PLUGIN

@@ -57,6 +57,8 @@ constexpr const void *SlotsOf(PluginClass cls) {
 
 }  // namespace
 
-#define VESK_UNBUILT(id, name, cls) \
+#define VESK_UNBUILT_Unbuilt(id, name, cls) \
     extern const PluginDef id##Plugin = {name, PluginClass::cls, SlotsOf(PluginClass::cls)};
+#define VESK_UNBUILT_Built(id, name, cls)
+#define VESK_UNBUILT(id, name, cls, state) VESK_UNBUILT_##state(id, name, cls)
 VESK_PLUGINS(VESK_UNBUILT)

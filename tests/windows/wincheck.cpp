@@ -83,9 +83,9 @@ void CheckActivations(const LoadedModule &module, EmbeddedHost &host) {
 void CheckBinding(const char *path, EmbeddedHost &host) {
     LoadedModule module;
     if (!Load(&module, path)) return;
-    const ServerRecord *track = FindServer(module, "ItemMotionHandler", "Track");
-    const ServerRecord *options = FindServer(module, "ItemMotionInterface", "Track");
-    Check(track && options, "Track rows found");
+    const ServerRecord *track = FindServer(module, "ItemMotionHandler", "Blink");
+    const ServerRecord *options = FindServer(module, "ItemMotionInterface", "Blink");
+    Check(track && options, "Blink rows found");
     if (track && options) {
         std::vector<void *> record(HandlerSlotCount(track->className, 3));
         ActivateServer(module, *track, 1, EmbeddedHost::Lookup(), record.data());

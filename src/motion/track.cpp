@@ -1,0 +1,163 @@
+// Track: turns the item so that one of its axes points at a target item,
+// optionally with a time delay, a partial strength, and heading and pitch
+// limits for the Z-axis choices.
+#include <cmath>
+#include <cstdio>
+
+#include "controls/choice.h"
+#include "controls/item.h"
+#include "controls/numeric.h"
+#include "controls/plugin_instance.h"
+#include "controls/static_controls.h"
+#include "module/host_services.h"
+#include "module/lifecycle.h"
+#include "module/server_table.h"
+#include "motion/transform.h"
+
+namespace {
+
+constexpr double kRadiansPerDegree = 0.017453292519943295;
+
+// Table positions, which are also the creation (and save) order.
+enum { kAxis, kTrackItem, kDelay, kStrength, kMinH, kMaxH, kMinP, kMaxP, kInteractive, kDisable, kExportMotion, kControls };
+enum { kPlusX, kMinusX, kPlusY, kMinusY, kPlusZ, kMinusZ };
+
+const char *const kAxisChoices[] = {"Track with +X", "Track with -X", "Track with +Y",
+                                    "Track with -Y", "Track with +Z", "Track with -Z", nullptr};
+
+void Reghost(PluginInstance *instance);
+void ReghostFrom(ControlRecord *r) { Reghost(r->panel->instance); }
+
+// Delays and angles: typed freely, dragged three times faster, one decimal.
+void FreeAngle(void *control) {
+    NumericControl *c = static_cast<NumericControl *>(control);
+    c->dragLowOn = c->dragHighOn = 0;
+    c->digits -= 2;
+    c->dragStep *= 3;
+}
+
+LWInstance Create(LWError *err, LWItemID item);
+
+const ControlSpec kTable[kControls] = {
+    {.key = "AXIS", .kind = ControlSpecKind::Radio, .x = 95, .y = 65, .value = kPlusZ, .choices = kAxisChoices,
+     .changed = ReghostFrom},
+    {.key = "TRACKITEM", .kind = ControlSpecKind::Item, .x = 205, .y = 70, .label = "Target"},
+    {.key = "DELAY", .kind = ControlSpecKind::Numeric, .x = 300, .y = 107, .label = "Time Delay (frames)", .value = 0,
+     .setup = FreeAngle},
+    {.key = "STRENGTH", .kind = ControlSpecKind::Percent, .x = 300, .y = 132, .label = "Tracking Strength", .value = 1,
+     .low = 0, .high = 1, .flags = kClipLow | kClipHigh},
+    {.key = "MINH", .kind = ControlSpecKind::Numeric, .x = 300, .y = 165, .label = "Minimum Heading", .value = -180,
+     .setup = FreeAngle},
+    {.key = "MAXH", .kind = ControlSpecKind::Numeric, .x = 300, .y = 190, .label = "Maximum Heading", .value = 180,
+     .setup = FreeAngle},
+    {.key = "MINP", .kind = ControlSpecKind::Numeric, .x = 300, .y = 215, .label = "Minimum Pitch", .value = -90,
+     .setup = FreeAngle},
+    {.key = "MAXP", .kind = ControlSpecKind::Numeric, .x = 300, .y = 240, .label = "Maximum Pitch", .value = 90,
+     .setup = FreeAngle},
+    {.key = "INTERACTIVE", .kind = ControlSpecKind::Toggle, .x = 95, .y = 195, .label = "Interactive", .value = 1},
+    {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 95, .y = 220, .label = "Disable", .value = 0,
+     .changed = ReghostFrom},
+    {.key = "MB", .kind = ControlSpecKind::ExportMotion, .x = 30, .y = 250},
+};
+
+const PanelSpec kPanel = {.title = "Tracking Control", .shortName = "Track", .width = 448, .height = 310,
+                          .create = Create, .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = Reghost};
+
+NumericControl *Number(PluginInstance *p, int i) { return Control<NumericControl>(p, i); }
+bool On(PluginInstance *p, int i) { return ToggleIsOn(Control<ButtonControl>(p, i)); }
+ControlRecord *Record(PluginInstance *p, int i) { return static_cast<ControlRecord *>(p->controls[i]); }
+LWItemID Target(PluginInstance *p) {
+    ItemControl *c = Control<ItemControl>(p, kTrackItem);
+    return c->count > 0 ? c->items[0] : LWITEM_NULL;
+}
+
+LWInstance Create(LWError *err, LWItemID item) {
+    return BuildInstance(kPanel, kTable, kControls, item, err, ClassInfo(PluginClass::ItemMotion).createFailure);
+}
+
+void Reghost(PluginInstance *p) {
+    const int limits[] = {kMinH, kMaxH, kMinP, kMaxP};
+    const int others[] = {kStrength, kDelay, kInteractive, kAxis, kTrackItem};
+    bool disabled = On(p, kDisable);
+    int axis = Control<RadioControl>(p, kAxis)->selection;
+    bool zAxis = axis == kPlusZ || axis == kMinusZ;
+    for (int i : limits) GhostControl(Record(p, i), disabled || !zAxis);
+    for (int i : others) GhostControl(Record(p, i), disabled);
+}
+
+// Clamps to [low, high]; when low exceeds high, high wins.
+double Limit(double v, double lowDegrees, double highDegrees) {
+    if (v <= lowDegrees * kRadiansPerDegree) v = lowDegrees * kRadiansPerDegree;
+    if (v >= highDegrees * kRadiansPerDegree) v = highDegrees * kRadiansPerDegree;
+    return v;
+}
+
+void Evaluate(LWInstance instance, const ItemMotionAccess *access) {
+    if (!instance) return;
+    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    Panel *panel = p->panel;
+    SynchronisePanel(panel);
+    panel->ownerItem = access->item;
+    EvaluatePanelNumerics(panel, access->time);
+    auto *scene = static_cast<const LWSceneInfo *>(hostServices.global(LWSERVICE_SCENE_INFO, GFUSE_TRANSIENT));
+    LWItemID target = Target(p);
+    if (!target || On(p, kDisable) || !scene) return;
+
+    double delay = Number(p, kDelay)->current / scene->framesPerSecond;
+    Transform toParent = Inverse(ItemWorldTransform(hostServices.itemInfo->parent(access->item), access->time));
+    Vec3 worldTarget, worldSelf;
+    hostServices.itemInfo->param(target, LWIP_W_POSITION, access->time - delay, worldTarget.data());
+    hostServices.itemInfo->param(access->item, LWIP_W_POSITION, access->time, worldSelf.data());
+    Vec3 t = Apply(toParent, worldTarget), s = Apply(toParent, worldSelf);
+    Vec3 d = Normalised({t[0] - s[0], t[1] - s[1], t[2] - s[2]});
+
+    Vec3 own;
+    access->getParam(LWIP_ROTATION, access->time, own.data());
+    int axis = Control<RadioControl>(p, kAxis)->selection;
+    double strength = Number(p, kStrength)->current;
+    if (strength < 1.0) {
+        Vec3 row = RotationRows(own)[axis < 0 || axis > 5 ? 2 : axis / 2];
+        double sign = axis % 2 ? -1 : 1;
+        for (int i = 0; i < 3; ++i) d[i] = d[i] * strength + (1 - strength) * sign * row[i];
+        d = Normalised(d);
+    }
+
+    Vec3 hpb;
+    if (axis >= kPlusX && axis <= kMinusY) {
+        static const Vec3 axes[] = {{1, 0, 0}, {-1, 0, 0}, {0, 1, 0}, {0, -1, 0}};
+        hpb = AxisToDirection(axes[axis], d, 0);
+    } else {
+        double sign = axis == kMinusZ ? -1 : 1;
+        double heading = std::atan2(sign * d[0], sign * d[2]);
+        double pitch = -std::asin(sign * d[1] > 1 ? 1 : (sign * d[1] < -1 ? -1 : sign * d[1]));
+        heading = Limit(heading, Number(p, kMinH)->current, Number(p, kMaxH)->current);
+        pitch = Limit(pitch, Number(p, kMinP)->current, Number(p, kMaxP)->current);
+        hpb = {heading, pitch, own[2]};
+    }
+    access->setParam(LWIP_ROTATION, hpb.data());
+}
+
+const char *Describe(LWInstance instance) {
+    static char line[300];
+    if (!instance) return "Error!";
+    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    SynchronisePanel(p->panel);
+    if (On(p, kDisable)) return "Track: Disabled";
+    LWItemID target = Target(p);
+    if (!target) return "Track (no target!)";
+    std::snprintf(line, sizeof line, "Tracking %s", ItemName(target));
+    return line;
+}
+
+const LWItemID *ItemsUsed(LWInstance instance) {
+    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    if (!p || On(p, kDisable) || !On(p, kInteractive)) return nullptr;
+    return AppendOwnerAncestry(p, CollectUsedItems(p));
+}
+
+const ItemMotionHandler kHandler = {Create,   SharedDestroy, SharedCopy, SharedLoad,   SharedSave,
+                                    Evaluate, Describe,      ItemsUsed, SharedChangeID};
+
+}  // namespace
+
+extern const PluginDef trackPlugin = {"Track", PluginClass::ItemMotion, &kHandler};
