@@ -124,6 +124,24 @@ TEST_F(TrackTest, ZeroDistanceTurnsToNothing) {
     ExpectNear(Rotation(), {0, 0, 0}, "Y: all zero");
 }
 
+TEST_F(TrackTest, ItemsTrackingEachOtherAreCut) {
+    // The target tracks the tracker back: each, asked inside the other's
+    // evaluation, answers with its motion before its own Track.
+    std::string error;
+    LWInstance back = host.AddMotionPlugin(*target, "Track", &error);
+    ASSERT_NE(back, nullptr) << error;
+    TextStore text = TextStore::Text(
+        "BEGIN MARVEN_LABS_PLUGIN Track\nVERSION 1\n BEGIN ITEM TRACKITEM\n OBJECT 1 1 7 @Tracker\n END ITEM TRACKITEM\n"
+        "END MARVEN_LABS_PLUGIN Track\n");
+    LWLoadState state = text.LoadState();
+    handler->load(back, &state);
+    Settings("");
+    self->SetRest({0, 0, 0});
+    target->SetRest({0, 10, 0});
+    ExpectNear(Normalised(World(*self, LWIP_FORWARD)), {0, 1, 0}, "the tracker looks up");
+    ExpectNear(Normalised(World(*target, LWIP_FORWARD)), {0, -1, 0}, "the target looks down");
+}
+
 TEST_F(TrackTest, GhostsDescribesAndListsItsItems) {
     auto *p = static_cast<PluginInstance *>(instance);
     // The window re-ghosts through the after-load hook when it opens; so does the load button.

@@ -1,0 +1,464 @@
+#include "host/scene_file.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+#include <vector>
+
+#include "host/embedded_host.h"
+
+namespace {
+
+// Frame sizes of the Resolution levels (-1 super low to 3 print); the host's
+// own figures are not published.
+int ResolutionWidth(int level) {
+    switch (level) {
+    case -1: return 160;
+    case 0: return 320;
+    case 2: return 1280;
+    case 3: return 2560;
+    default: return 640;
+    }
+}
+
+// When a scene does not say, the host's usual NTSC rate.
+constexpr double kDefaultFramesPerSecond = 30;
+
+std::vector<std::string> Words(const std::string &line) {
+    std::vector<std::string> words;
+    std::istringstream in(line);
+    for (std::string w; in >> w;) words.push_back(w);
+    return words;
+}
+
+// The text after the keyword: names may hold blanks.
+std::string Rest(const std::string &line, const std::string &keyword) {
+    size_t at = line.find(keyword) + keyword.size();
+    while (at < line.size() && (line[at] == ' ' || line[at] == '\t')) ++at;
+    size_t end = line.size();
+    while (end > at && (line[end - 1] == ' ' || line[end - 1] == '\t' || line[end - 1] == '\r')) --end;
+    return line.substr(at, end - at);
+}
+
+// The object's name as the host shows it: its file name without the folders.
+std::string BaseName(const std::string &path) {
+    size_t cut = path.find_last_of("/\\:");
+    return cut == std::string::npos ? path : path.substr(cut + 1);
+}
+
+class Reader {
+public:
+    Reader(EmbeddedHost &host, const std::string &text, const std::string &name) : host_(host), name_(name) {
+        std::string line;
+        std::istringstream in(text);
+        while (std::getline(in, line)) {
+            if (!line.empty() && line.back() == '\r') line.pop_back();
+            lines_.push_back(line);
+        }
+    }
+
+    bool Read(std::string *error) {
+        if (!Run()) {
+            *error = name_ + ":" + std::to_string(at_) + ": " + problem_;
+            return false;
+        }
+        return true;
+    }
+
+private:
+    EmbeddedHost &host_;
+    std::string name_;
+    std::vector<std::string> lines_;
+    size_t next_ = 0;
+    int at_ = 0;  // line number of the last line taken
+    std::string problem_;
+    Item *item_ = nullptr;    // the item whose lines these are
+    Item *object_ = nullptr;  // the object that bones belong to
+    std::vector<Channel *> lastCurve_;
+    struct PendingLink {
+        Item *item;
+        int kind;  // 0 parent, 1 target, 2 goal, 3 parent bone
+        int index;
+        int line;
+    };
+    std::vector<PendingLink> links_;
+
+    bool Fail(const std::string &why) {
+        problem_ = why;
+        return false;
+    }
+
+    // The next line that is not empty; false at the end.
+    bool Next(std::string *line) {
+        while (next_ < lines_.size()) {
+            *line = lines_[next_++];
+            at_ = static_cast<int>(next_);
+            if (line->find_first_not_of(" \t") != std::string::npos) return true;
+        }
+        return false;
+    }
+
+    bool Numbers(size_t want, std::vector<double> *out) {
+        std::string line;
+        if (!Next(&line)) return Fail("the scene ends inside a motion");
+        out->clear();
+        for (const std::string &w : Words(line)) {
+            char *end = nullptr;
+            double v = std::strtod(w.c_str(), &end);
+            if (end == w.c_str() || *end) return Fail("'" + w + "' is not a number");
+            out->push_back(v);
+        }
+        if (out->size() < want) return Fail("expected " + std::to_string(want) + " numbers, found " +
+                                            std::to_string(out->size()));
+        return true;
+    }
+
+    // A keyed block: channel count, key count, then per key a values line and a
+    // control line (frame, linear, tension, continuity, bias).
+    bool Curve(std::vector<Channel *> channels) {
+        std::vector<double> v;
+        if (!Numbers(1, &v)) return false;
+        if (static_cast<size_t>(v[0]) != channels.size())
+            return Fail("expected " + std::to_string(channels.size()) + " channels, found " + std::to_string(int(v[0])));
+        if (!Numbers(1, &v)) return false;
+        long keys = static_cast<long>(v[0]);
+        if (keys < 1 || keys > 1000000) return Fail("a motion needs at least one key");
+        for (Channel *c : channels) c->keys.clear();
+        for (long k = 0; k < keys; ++k) {
+            std::vector<double> values, control;
+            if (!Numbers(channels.size(), &values) || !Numbers(5, &control)) return false;
+            for (size_t i = 0; i < channels.size(); ++i) {
+                ChannelKey key;
+                key.frame = control[0];
+                key.value = values[i];
+                key.linear = control[1] != 0;
+                key.tension = control[2];
+                key.continuity = control[3];
+                key.bias = control[4];
+                channels[i]->keys.push_back(key);
+            }
+        }
+        lastCurve_ = channels;
+        return true;
+    }
+
+    bool Motion() {
+        if (!item_) return Fail("a motion with no item before it");
+        std::vector<Channel *> channels;
+        for (Channel &c : item_->motion) channels.push_back(&c);
+        return Curve(channels);
+    }
+
+    // "Keyword value" or "Keyword (envelope)" and its block.
+    bool Envelope(const std::vector<std::string> &words, Channel *channel) {
+        if (words.size() < 2) return Fail(words[0] + " needs a value");
+        if (words[1] == "(envelope)") return Curve({channel});
+        *channel = ConstantChannel(std::atof(words[1].c_str()));
+        lastCurve_ = {channel};
+        return true;
+    }
+
+    Item &Camera() {
+        Scene &s = host_.scene;
+        if (s.cameras.empty()) s.AddCamera("Camera");
+        return *s.cameras.front();
+    }
+
+    bool Plugin(const std::vector<std::string> &words) {
+        if (words.size() < 4) return Fail("a Plugin line names its class, slot and server");
+        int begin = at_;
+        std::vector<std::string> body;
+        std::string line;
+        for (;;) {
+            if (next_ >= lines_.size()) {
+                at_ = begin;
+                return Fail("Plugin " + words[3] + " has no EndPlugin");
+            }
+            line = lines_[next_++];
+            at_ = static_cast<int>(next_);
+            if (Words(line) == std::vector<std::string>{"EndPlugin"}) break;
+            body.push_back(line);
+        }
+        if (words[1] != "ItemMotionHandler") return true;  // the embedded host runs item motion only
+        if (!item_) return Fail("an item-motion plug-in outside an item");
+        std::string why;
+        LWInstance instance = host_.AddMotionPlugin(*item_, words[3], &why);
+        if (!instance) {
+            at_ = begin;
+            return Fail(why);
+        }
+        // The instance reads its own lines, one line per read, -1 after the last.
+        struct Lines {
+            std::vector<std::string> *lines;
+            size_t next;
+        } source{&body, 0};
+        LWLoadState state = {LWIO_SCENE, &source, [](void *d, char *buf, int len) {
+                                 Lines *s = static_cast<Lines *>(d);
+                                 if (s->next >= s->lines->size()) return -1;
+                                 const std::string &l = (*s->lines)[s->next++];
+                                 int n = static_cast<int>(l.size() < static_cast<size_t>(len) ? l.size() : len);
+                                 std::memcpy(buf, l.data(), n);
+                                 return n;
+                             }};
+        item_->motionPlugins.back().handler->load(instance, &state);
+        return true;
+    }
+
+    bool AddLink(int kind, const std::vector<std::string> &words) {
+        if (words.size() < 2 || !item_) return Fail(words[0] + " needs an item and a number");
+        links_.push_back({item_, kind, std::atoi(words[1].c_str()), at_});
+        return true;
+    }
+
+    bool Run() {
+        std::string line;
+        if (!Next(&line) || Words(line) != std::vector<std::string>{"LWSC"}) return Fail("not a LightWave scene (no LWSC)");
+        if (!Next(&line)) return Fail("no format version");
+        if (Words(line)[0] != "1")
+            return Fail("scene format version " + Words(line)[0] + " is not LightWave 5's version 1");
+        Scene &s = host_.scene;
+        s.framesPerSecond = kDefaultFramesPerSecond;
+        while (Next(&line)) {
+            std::vector<std::string> w = Words(line);
+            const std::string &k = w[0];
+            auto number = [&](size_t i) { return i < w.size() ? std::atof(w[i].c_str()) : 0.0; };
+            if (k == "FirstFrame") s.firstFrame = static_cast<int>(number(1));
+            else if (k == "LastFrame") s.lastFrame = static_cast<int>(number(1));
+            else if (k == "FrameStep") s.frameStep = static_cast<int>(number(1));
+            else if (k == "FramesPerSecond") s.framesPerSecond = number(1) > 0 ? number(1) : kDefaultFramesPerSecond;
+            else if (k == "LoadObject") {
+                std::string path = Rest(line, k);
+                item_ = object_ = &s.AddObject(BaseName(path), path);
+            } else if (k == "AddNullObject") {
+                item_ = object_ = &s.AddNullObject(Rest(line, k));
+            } else if (k == "AddBone") {
+                if (!object_) return Fail("a bone outside an object");
+                item_ = &s.AddBone(*object_);
+            } else if (k == "BoneName" && item_ && item_->type == LWI_BONE) item_->name = Rest(line, k);
+            else if (k == "BoneRestPosition" && item_) item_->restPosition = {number(1), number(2), number(3)};
+            else if (k == "BoneRestDirection" && item_) item_->restDirection = {number(1), number(2), number(3)};
+            else if (k == "BoneRestLength" && item_) item_->restLength = number(1);
+            else if (k == "AddLight") item_ = &s.AddLight("Light");
+            else if (k == "LightName" && item_) item_->name = Rest(line, k);
+            else if (k == "LightColor" && item_) item_->lightColor = {number(1) / 255, number(2) / 255, number(3) / 255};
+            else if (k == "LgtIntensity" && item_) { if (!Envelope(w, &item_->intensity)) return false; }
+            else if (k == "LightType" && item_) item_->lightType = static_cast<int>(number(1));
+            else if (k == "ShadowType" && item_) item_->shadowType = static_cast<int>(number(1));
+            else if (k == "ConeAngle" && item_) item_->coneRadius = number(1) * 0.017453292519943295;
+            else if (k == "EdgeAngle" && item_) item_->coneEdge = number(1) * 0.017453292519943295;
+            else if (k == "AmbientColor") s.ambientColor = {number(1) / 255, number(2) / 255, number(3) / 255};
+            else if (k == "AmbIntensity") { if (!Envelope(w, &s.ambientIntensity)) return false; }
+            else if (k == "ShowCamera") item_ = &Camera();
+            else if (k == "CameraMotion") { item_ = &Camera(); if (!Motion()) return false; }
+            else if (k == "ObjectMotion" || k == "LightMotion" || k == "BoneMotion") { if (!Motion()) return false; }
+            else if (k == "EndBehavior") {
+                int n = static_cast<int>(number(1));
+                for (Channel *c : lastCurve_) c->end = n == 0 ? EndBehavior::Reset : n == 2 ? EndBehavior::Repeat : EndBehavior::Stop;
+            } else if (k == "PivotPoint" && item_) item_->pivot = {number(1), number(2), number(3)};
+            else if (k == "ParentObject") { if (!AddLink(item_ && item_->type == LWI_BONE ? 3 : 0, w)) return false; }
+            else if (k == "TargetObject") { if (!AddLink(1, w)) return false; }
+            else if (k == "GoalObject") { if (!AddLink(2, w)) return false; }
+            else if (k == "ShadowOptions" && item_) item_->shadowOptions = static_cast<unsigned>(number(1));
+            else if (k == "ObjDissolve" && item_) { if (!Envelope(w, &item_->dissolve)) return false; }
+            else if (k == "ZoomFactor") { if (!Envelope(w, &Camera().zoom)) return false; }
+            else if (k == "BlurLength") { if (!Envelope(w, &Camera().blurLength)) return false; }
+            else if (k == "FocalDistance") { if (!Envelope(w, &Camera().focalDistance)) return false; }
+            else if (k == "LensFStop") { if (!Envelope(w, &Camera().fStop)) return false; }
+            else if (k == "MotionBlur") s.renderOptions = (s.renderOptions & ~LWROPT_MOTIONBLUR) | (number(1) != 0 ? LWROPT_MOTIONBLUR : 0);
+            else if (k == "DepthOfField") s.renderOptions = (s.renderOptions & ~LWROPT_DEPTHOFFIELD) | (number(1) != 0 ? LWROPT_DEPTHOFFIELD : 0);
+            else if (k == "FieldRendering") s.renderOptions = (s.renderOptions & ~LWROPT_FIELDS) | (number(1) != 0 ? LWROPT_FIELDS : 0);
+            else if (k == "RenderMode") s.renderType = static_cast<int>(number(1));
+            else if (k == "Resolution") {
+                s.frameWidth = ResolutionWidth(static_cast<int>(number(1)));
+                s.frameHeight = s.frameWidth * 3 / 4;
+            } else if (k == "CustomSize" && w.size() >= 3) {
+                s.frameWidth = static_cast<int>(number(1));
+                s.frameHeight = static_cast<int>(number(2));
+            } else if (k == "Plugin") { if (!Plugin(w)) return false; }
+            // Anything else (display, effects, IK, view settings) is not ours to read.
+        }
+        return ResolveLinks();
+    }
+
+    // Items are numbered among the file's objects from 1; a bone's parent among
+    // its own object's bones (how the host numbers bones there is not published).
+    bool ResolveLinks() {
+        Scene &s = host_.scene;
+        for (const PendingLink &l : links_) {
+            at_ = l.line;
+            if (l.kind == 3) {
+                auto &bones = l.item->owner->bones;
+                if (l.index < 1 || l.index > static_cast<int>(bones.size())) return Fail("no bone " + std::to_string(l.index));
+                l.item->parent = bones[l.index - 1].get();
+                continue;
+            }
+            if (l.index < 1 || l.index > static_cast<int>(s.objects.size()))
+                return Fail("no object " + std::to_string(l.index) + " in the scene");
+            Item *other = s.objects[l.index - 1].get();
+            (l.kind == 0 ? l.item->parent : l.kind == 1 ? l.item->target : l.item->goal) = other;
+        }
+        return true;
+    }
+};
+
+// ---- writing ----
+
+std::string Number(double v) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.7g", v);
+    return text;
+}
+
+void WriteCurve(std::ostringstream &out, const std::vector<const Channel *> &channels) {
+    const std::vector<ChannelKey> &keys = channels[0]->keys;
+    out << "  " << channels.size() << "\n  " << (keys.empty() ? 1 : keys.size()) << "\n";
+    size_t n = keys.empty() ? 1 : keys.size();
+    for (size_t k = 0; k < n; ++k) {
+        double frame = keys.empty() ? 0 : keys[k].frame;
+        out << " ";
+        for (const Channel *c : channels)
+            out << " " << Number(k < c->keys.size() && c->keys[k].frame == frame ? c->keys[k].value : c->ValueAt(frame));
+        const ChannelKey key = keys.empty() ? ChannelKey{} : keys[k];
+        out << "\n  " << Number(frame) << " " << (key.linear ? 1 : 0) << " " << Number(key.tension) << " "
+            << Number(key.continuity) << " " << Number(key.bias) << "\n";
+    }
+    out << "EndBehavior " << static_cast<int>(channels[0]->end) << "\n";
+}
+
+void WriteMotion(std::ostringstream &out, const char *keyword, const Item &item) {
+    out << keyword << " (unnamed)\n";
+    std::vector<const Channel *> channels;
+    for (const Channel &c : item.motion) channels.push_back(&c);
+    WriteCurve(out, channels);
+}
+
+void WriteEnvelope(std::ostringstream &out, const char *keyword, const Channel &c) {
+    if (c.keys.size() <= 1) {
+        out << keyword << " " << Number(c.ValueAt(0)) << "\n";
+        return;
+    }
+    out << keyword << " (envelope)\n";
+    WriteCurve(out, {&c});
+}
+
+int ObjectNumber(const Scene &s, const Item *object) {
+    for (size_t i = 0; i < s.objects.size(); ++i)
+        if (s.objects[i].get() == object) return static_cast<int>(i) + 1;
+    return 0;
+}
+
+void WriteLinks(std::ostringstream &out, const Scene &s, const Item &item) {
+    if (item.parent && item.type != LWI_BONE) out << "ParentObject " << ObjectNumber(s, item.parent) << "\n";
+    if (item.target) out << "TargetObject " << ObjectNumber(s, item.target) << "\n";
+    if (item.goal) out << "GoalObject " << ObjectNumber(s, item.goal) << "\n";
+}
+
+void WritePlugins(std::ostringstream &out, const Item &item) {
+    int slot = 0;
+    for (const MotionPluginUse &use : item.motionPlugins) {
+        out << "Plugin ItemMotionHandler " << ++slot << " " << use.server << "\n";
+        std::vector<std::string> lines;
+        LWSaveState state = {LWIO_SCENE, &lines, [](void *d, char *buf, int) {
+                                 static_cast<std::vector<std::string> *>(d)->push_back(buf);
+                             }};
+        use.handler->save(use.instance, &state);
+        // A line the instance wrote is one scene line, whatever it holds.
+        for (std::string &l : lines) {
+            for (char &c : l)
+                if (c == '\n' || c == '\r') c = ' ';
+            out << l << "\n";
+        }
+        out << "EndPlugin\n";
+    }
+}
+
+}  // namespace
+
+bool LoadSceneText(EmbeddedHost &host, const std::string &text, const std::string &name, std::string *error) {
+    return Reader(host, text, name).Read(error);
+}
+
+bool LoadSceneFile(EmbeddedHost &host, const std::string &path, std::string *error) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        *error = path + ": cannot be read";
+        return false;
+    }
+    std::stringstream text;
+    text << in.rdbuf();
+    host.scene.filename = path;
+    host.scene.name = BaseName(path);
+    return LoadSceneText(host, text.str(), path, error);
+}
+
+std::string SceneText(EmbeddedHost &host) {
+    const Scene &s = host.scene;
+    std::ostringstream out;
+    out << "LWSC\n1\n\nFirstFrame " << s.firstFrame << "\nLastFrame " << s.lastFrame << "\nFrameStep " << s.frameStep
+        << "\nFramesPerSecond " << Number(s.framesPerSecond) << "\n";
+    for (const auto &object : s.objects) {
+        out << "\n";
+        if (object->filename.empty())
+            out << "AddNullObject " << object->name << "\n";
+        else
+            out << "LoadObject " << object->filename << "\n";
+        WriteMotion(out, "ObjectMotion", *object);
+        WriteLinks(out, s, *object);
+        out << "PivotPoint " << Number(object->pivot[0]) << " " << Number(object->pivot[1]) << " "
+            << Number(object->pivot[2]) << "\n";
+        WritePlugins(out, *object);
+        for (const auto &bone : object->bones) {
+            out << "AddBone\nBoneName " << bone->name << "\n";
+            out << "BoneRestPosition " << Number(bone->restPosition[0]) << " " << Number(bone->restPosition[1]) << " "
+                << Number(bone->restPosition[2]) << "\n";
+            out << "BoneRestDirection " << Number(bone->restDirection[0]) << " " << Number(bone->restDirection[1])
+                << " " << Number(bone->restDirection[2]) << "\nBoneRestLength " << Number(bone->restLength) << "\n";
+            WriteMotion(out, "BoneMotion", *bone);
+            for (size_t i = 0; i < object->bones.size(); ++i)
+                if (object->bones[i].get() == bone->parent) out << "ParentObject " << i + 1 << "\n";
+            WritePlugins(out, *bone);
+        }
+        out << "ShadowOptions " << object->shadowOptions << "\n";
+    }
+    out << "\nAmbientColor " << Number(s.ambientColor[0] * 255) << " " << Number(s.ambientColor[1] * 255) << " "
+        << Number(s.ambientColor[2] * 255) << "\n";
+    WriteEnvelope(out, "AmbIntensity", s.ambientIntensity);
+    for (const auto &light : s.lights) {
+        out << "\nAddLight\nLightName " << light->name << "\n";
+        WriteMotion(out, "LightMotion", *light);
+        WriteLinks(out, s, *light);
+        WritePlugins(out, *light);
+        out << "LightColor " << Number(light->lightColor[0] * 255) << " " << Number(light->lightColor[1] * 255) << " "
+            << Number(light->lightColor[2] * 255) << "\n";
+        WriteEnvelope(out, "LgtIntensity", light->intensity);
+        out << "LightType " << light->lightType << "\nShadowType " << light->shadowType << "\n";
+    }
+    for (const auto &camera : s.cameras) {
+        out << "\nShowCamera 1 7\n";
+        WriteMotion(out, "CameraMotion", *camera);
+        WriteLinks(out, s, *camera);
+        WritePlugins(out, *camera);
+        WriteEnvelope(out, "ZoomFactor", camera->zoom);
+        out << "CustomSize " << s.frameWidth << " " << s.frameHeight << "\n";
+        out << "MotionBlur " << ((s.renderOptions & LWROPT_MOTIONBLUR) ? 1 : 0) << "\n";
+        WriteEnvelope(out, "BlurLength", camera->blurLength);
+        out << "DepthOfField " << ((s.renderOptions & LWROPT_DEPTHOFFIELD) ? 1 : 0) << "\n";
+        WriteEnvelope(out, "FocalDistance", camera->focalDistance);
+        WriteEnvelope(out, "LensFStop", camera->fStop);
+        out << "FieldRendering " << ((s.renderOptions & LWROPT_FIELDS) ? 1 : 0) << "\n";
+    }
+    out << "\nRenderMode " << s.renderType << "\n";
+    return out.str();
+}
+
+bool SaveSceneFile(EmbeddedHost &host, const std::string &path, std::string *error) {
+    std::string text = SceneText(host);
+    std::ofstream out(path, std::ios::binary);
+    if (!out || !(out << text)) {
+        *error = path + ": cannot be written";
+        return false;
+    }
+    return true;
+}
