@@ -2,8 +2,8 @@
 // answers every global service the module looks up with the host's published
 // records, from that scene. Services can be withheld to see how the module
 // copes; messages the module shows are recorded; the file requester answers
-// from a script. One host is active at a time (the services' functions carry no
-// context of their own, as in the real host).
+// from a script. One host is active at a time, the one made last (the services'
+// functions carry no context of their own, as in the real host).
 #pragma once
 
 #include <deque>

@@ -248,6 +248,10 @@ int Bake(const std::vector<std::string> &args) {
     });
     if (!item) return Fail(positional[0] + ": no item named '" + positional[1] + "'");
     if (out.empty()) out = positional[1] + ".mot";
+    // The export runs inside the module, as from an item-motion plug-in's panel;
+    // a handler activation binds the module to the host first, as there.
+    std::string error;
+    if (!s.host.Handler("ItemMotionHandler", "Track", &error)) return Fail(error);
     ExportRequest request{IdOf(item), end < 0 ? scene.lastFrame : end, density,
                           parentCoordinates && item->parent != nullptr, scene.framesPerSecond, ShowProgress, nullptr};
     if (request.endFrame < 0) request.endFrame = 0;

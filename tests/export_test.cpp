@@ -1,0 +1,87 @@
+// Motion export: which frames become keys, the file's exact form, world
+// rotations kept continuous, and parent coordinates.
+#include <cmath>
+#include <fstream>
+#include <sstream>
+
+#include "export/motion_export.h"
+#include "module_fixture.h"
+
+namespace {
+
+constexpr double kDeg = 0.017453292519943295;
+
+TEST(Export, KeyCountsAndFrames) {
+    struct Case {
+        int end;
+        double density;
+        std::vector<int> frames;
+    } cases[] = {
+        {0, 1, {0}},
+        {10, 0.1, {0}},  // floor(1.6) = 1
+        {4, 1, {0, 1, 2, 3, 4}},
+        {30, 0.5, {0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30}},
+        {10, 0.5, {0, 2, 4, 6, 8, 10}},  // floor(5.5 + 0.5) = 6 keys
+        {7, 0.4, {0, 3, 7}},             // floor(3.2 + 0.5) = 3 keys at i * 7 / 2
+    };
+    for (const Case &c : cases) {
+        int n = ExportKeyCount(c.end, c.density);
+        ASSERT_EQ(n, static_cast<int>(c.frames.size())) << c.end << " " << c.density;
+        for (int i = 0; i < n; ++i) EXPECT_EQ(ExportKeyFrame(i, n, c.end), c.frames[i]);
+    }
+    EXPECT_EQ(ExportKeyCount(30, 1), 31);
+}
+
+TEST(Export, ContinuityMovesByWholeTurnsAndPicksTheNearerTriple) {
+    const double pi = 3.14159265358979323846;
+    Vec3 candidates[2] = {{-170 * kDeg, 10 * kDeg, 0}, {10 * kDeg, 170 * kDeg, 180 * kDeg}};
+    Vec3 h = ContinuousHpb(candidates, {175 * kDeg, 10 * kDeg, 0});
+    EXPECT_NEAR(h[0], 190 * kDeg, 1e-12) << "a whole turn up rather than a jump to -170";
+    EXPECT_NEAR(h[1], 10 * kDeg, 1e-12);
+    Vec3 flipped[2] = {{0, pi - 0.1, pi}, {pi, 0.1, 0}};
+    Vec3 g = ContinuousHpb(flipped, {pi, 0.1, 0});
+    EXPECT_NEAR(g[1], 0.1, 1e-12) << "the triple nearer the previous key";
+}
+
+class ExportFile : public ModuleTest {
+protected:
+    void SetUp() override {
+        ModuleTest::SetUp();
+        Bind();
+        host.scene.framesPerSecond = 10;
+    }
+    std::string Bake(Item &item, int end, bool parent) {
+        std::string path = ::testing::TempDir() + "vesk_export.mot";
+        ExportRequest r{IdOf(&item), end, 1.0, parent, host.scene.framesPerSecond, nullptr, nullptr};
+        EXPECT_TRUE(ExportMotionFile(r, path.c_str()));
+        std::ifstream in(path, std::ios::binary);
+        std::stringstream text;
+        text << in.rdbuf();
+        return text.str();
+    }
+};
+
+TEST_F(ExportFile, SpinningItemsKeepRisingHeadings) {
+    Item &spinner = host.scene.AddNullObject("Spinner");
+    spinner.SetRest({1, 2, 3}, {170, 0, 0});
+    spinner.AddKey(2, {1, 2, 3, 210, 0, 0, 1, 1, 1}, true);  // 20 degrees a frame
+    std::string file = Bake(spinner, 2, false);
+    EXPECT_EQ(file,
+              "LWMO\r\n1\r\n9\r\n3\r\n"
+              "1 2 3 170 0 0 1 1 1\r\n0 0 0 0 0\r\n"
+              "1 2 3 190 0 0 1 1 1\r\n1 0 0 0 0\r\n"
+              "1 2 3 210 0 0 1 1 1\r\n2 0 0 0 0\r\n");
+}
+
+TEST_F(ExportFile, ParentCoordinatesTakeTheOwnChannels) {
+    Item &parent = host.scene.AddNullObject("Parent");
+    parent.SetRest({10, 0, 0}, {90, 0, 0}, {2, 2, 2});
+    Item &child = host.scene.AddNullObject("Child");
+    child.parent = &parent;
+    child.SetRest({1, 0, 0}, {0, 45, 0}, {0.5, 0.5, 0.5});
+    EXPECT_EQ(Bake(child, 0, true), "LWMO\r\n1\r\n9\r\n1\r\n1 0 0 0 45 0 0.5 0.5 0.5\r\n0 0 0 0 0\r\n");
+    // In the world: one parent unit of X is (0, 0, -2); the scales multiply.
+    EXPECT_EQ(Bake(child, 0, false), "LWMO\r\n1\r\n9\r\n1\r\n10 0 -2 90 45 0 1 1 1\r\n0 0 0 0 0\r\n");
+}
+
+}  // namespace
