@@ -42,9 +42,11 @@ check "bake the demo" "$vesk" bake "$source/examples/track_demo.lws" Camera -o "
 check "headings rise past 180" awk 'NR > 4 && NR % 2 == 1 { h = $4; if (NR > 5 && h < last - 1e-6) exit 1; last = h } END { exit !(last > 180) }' "$work/camera.mot"
 has "121 keys" $'^121\r$' "$work/camera.mot"
 
-for scene in nxng-experiments/planet.lws nxng-experiments/hnoize.lws aminet-JumpingBall/JumpingBall/scenes/JumpingBall.scene \
-             demo-couloir-14/titles/titles.lws nxng-experiments/gus.lws aminet-atmobjs/PassMountains; do
+for scene in nxng-experiments/planet.lws nxng-experiments/hnoize.lws nxng-experiments/sparks.lws \
+             nxng-experiments/basileanim.lws nxng-experiments/gus.lws demo-couloir-14/titles/titles.lws \
+             aminet-JumpingBall/JumpingBall/scenes/JumpingBall.scene aminet-atmobjs/PassMountains; do
     check "describe $scene" "$vesk" describe "$real/$scene"
+    check "bake the camera of $scene" "$vesk" bake "$real/$scene" Camera -o "$work/camera_of_scene.mot"
 done
 check "bake a real camera" "$vesk" bake "$real/nxng-experiments/planet.lws" Camera --density 0.5 -o "$work/planet.mot"
 check "bake a real object in parent coordinates" "$vesk" bake "$real/nxng-experiments/gus.lws" "body.lwo" --parent-coords -o "$work/gus.mot"

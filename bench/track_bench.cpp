@@ -1,0 +1,58 @@
+// Track's evaluate, and baking 10,000 frames of a tracking camera through the
+// export that vesk bake and the Export Motion button share.
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <string>
+
+#include "export/motion_export.h"
+#include "host/embedded_host.h"
+#include "host/module_loader.h"
+#include "host/scene_file.h"
+
+extern "C" ModuleDescriptor _mod_descrip;
+
+namespace {
+
+struct Demo {
+    EmbeddedHost host;
+    LoadedModule module;
+    Item *camera = nullptr;
+    Demo() {
+        std::string error;
+        AttachModule(&_mod_descrip, &module, &error);
+        host.UseModule(&module);
+        if (!LoadSceneFile(host, VESK_SOURCE_DIR "/examples/track_demo.lws", &error)) {
+            std::fprintf(stderr, "%s\n", error.c_str());
+            std::abort();
+        }
+        camera = host.scene.cameras.front().get();
+    }
+};
+
+// The camera's motion at a time as the host evaluates it: its keyed motion,
+// then Track's evaluate, with the item-info queries Track makes of the host.
+void TrackEvaluate(benchmark::State &state) {
+    Demo demo;
+    double motion[9];
+    int frame = 0;
+    for (auto _ : state) {
+        demo.host.FinalMotion(*demo.camera, (frame++ % 120) / 24.0, motion);
+        benchmark::DoNotOptimize(motion[3]);
+    }
+}
+BENCHMARK(TrackEvaluate);
+
+void Bake10000Frames(benchmark::State &state) {
+    Demo demo;
+    std::string path = "/tmp/vesk_bench.mot";
+    ExportRequest request{IdOf(demo.camera), 9999, 1.0, false, demo.host.scene.framesPerSecond, nullptr, nullptr};
+    for (auto _ : state) ExportMotionFile(request, path.c_str());
+    std::remove(path.c_str());
+    state.SetItemsProcessed(state.iterations() * 10000);
+}
+BENCHMARK(Bake10000Frames)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+
+BENCHMARK_MAIN();
