@@ -278,6 +278,13 @@ NumericControl *NewIntegerControl(const char *key, int x, int y, Panel *panel) {
     return c;
 }
 
+void DragNotBelowLow(void *control) {
+    NumericControl *c = static_cast<NumericControl *>(control);
+    c->dragLow = c->lowLimit;
+    c->dragLowOn = 1;
+    c->dragHighOn = 0;
+}
+
 double EvaluateNumeric(NumericControl *c, double time) {
     double result = c->value;
     if (c->animatable) {

@@ -70,6 +70,10 @@ NumericControl *NewPercentControl(const char *key, int x, int y, Panel *panel);
 NumericControl *NewFactorControl(const char *key, int x, int y, Panel *panel);
 NumericControl *NewIntegerControl(const char *key, int x, int y, Panel *panel);
 
+// A setup for control tables: drags stop at the low clip limit and have no
+// upper bound (distances and sizes that may run far past 100).
+void DragNotBelowLow(void *control);
+
 double EvaluateNumeric(NumericControl *control, double time);
 void EvaluatePanelNumerics(Panel *panel, double time);
 

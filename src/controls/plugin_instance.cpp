@@ -85,6 +85,8 @@ PluginInstance *BuildInstance(const PanelSpec &layout, const ControlSpec *table,
     panel->copy = layout.copy;
     panel->afterLoad = layout.afterLoad;
     panel->ownerItem = owner;
+    instance->pixel = layout.pixel;
+    instance->image = layout.image;
     for (int i = 0; i < count; ++i) {
         void *control = Build(table[i], panel);
         if (!control) {

@@ -17,14 +17,28 @@ constexpr int kMaxControls = 64;
 
 // What the pixel-filter frame keeps per instance around a plug-in's hooks.
 struct PixelFilterFrame {
-    int failed;                   // bit 0: the last init failed
-    int renderWidth, renderHeight;
-    int workingResolution;        // the plug-in's own, in pixels
-    double scale;                 // sampling scale, at least 1
-    int reducedWidth, reducedHeight;
-    int (*initHook)(PluginInstance *);                    // non-zero: failed
-    int (*newTimeHook)(PluginInstance *, LWFrame, LWTime);  // non-zero: failed
-    void (*clearWork)(PluginInstance *);
+    int failed = 0;  // bit 0: the last init failed
+    int renderWidth = 0, renderHeight = 0;
+    int workingResolution = 0;  // the plug-in's own, in pixels
+    double scale = 1;           // sampling scale, at least 1
+    int reducedWidth = 0, reducedHeight = 0;
+    int (*initHook)(PluginInstance *) = nullptr;                    // non-zero: failed
+    int (*newTimeHook)(PluginInstance *, LWFrame, LWTime) = nullptr;  // non-zero: failed
+    void (*clearWork)(PluginInstance *) = nullptr;
+    // The plug-in's own per-pixel routine: depth and colour (0-255 scale, changed
+    // in place); the alpha, 0 to 1, waits in `alpha`. Returns 1.0 when it left
+    // the pixel alone, 0.0 when it changed it.
+    double (*pixelHook)(PluginInstance *, double depth, double rgb[3]) = nullptr;
+    double alpha = 0;
+};
+
+struct ImageRecord;
+
+// What the image-filter frame calls: a per-frame setup (0 active, 1 inactive)
+// and a per-pixel routine writing the output pixel (RGBA).
+struct ImageFilterHooks {
+    int (*setup)(PluginInstance *, const ImageRecord &, LWFrame, LWTime);
+    void (*pixel)(PluginInstance *, const ImageRecord &, int x, int y, BufferValue out[4]);
 };
 
 struct PluginInstance {
@@ -32,6 +46,7 @@ struct PluginInstance {
     void *controls[kMaxControls];  // each control's kind part, in table order
     int controlCount;
     PixelFilterFrame pixel;
+    ImageFilterHooks image;
 };
 
 // What the table can say of a control; anything else goes in `setup`.
@@ -70,6 +85,8 @@ struct PanelSpec {
     LWError (*copy)(LWInstance from, LWInstance to, LWItemID item) = nullptr;
     void (*afterLoad)(PluginInstance *) = nullptr;
     double version = 1.0;
+    PixelFilterFrame pixel = {};   // pixel filters' hooks
+    ImageFilterHooks image = {};   // image filters' hooks
 };
 
 // Builds the panel and every control in table order. Any failure unwinds what

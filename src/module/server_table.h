@@ -27,17 +27,17 @@
     X(dangle, "Dangle", Displacement, Unbuilt)            \
     X(flexor, "Flexor", Displacement, Unbuilt)            \
     X(diffuse, "Diffuse", Displacement, Unbuilt)          \
-    X(superQ, "SuperQ", Displacement, Unbuilt)            \
+    X(superQ, "SuperQ", Displacement, Built)            \
     X(acid, "Acid", Shader, Unbuilt)                      \
     X(hsvBoost, "HSVBoost", Shader, Unbuilt)              \
     X(edgeRGB, "EdgeRGB", Shader, Unbuilt)                \
     X(bladeBlur, "BladeBlur", Shader, Unbuilt)            \
-    X(unveil, "Unveil", Shader, Unbuilt)                  \
+    X(unveil, "Unveil", Shader, Built)                  \
     X(polyPop, "PolyPop", Shader, Unbuilt)                \
     X(enviro, "Enviro", PixelFilter, Unbuilt)             \
     X(vFog, "VFog", PixelFilter, Unbuilt)                 \
-    X(rayleigh, "Rayleigh", PixelFilter, Unbuilt)         \
-    X(dropShadow, "DropShadow", ImageFilter, Unbuilt)     \
+    X(rayleigh, "Rayleigh", PixelFilter, Built)         \
+    X(dropShadow, "DropShadow", ImageFilter, Built)     \
     X(lens, "Lens", ImageFilter, Unbuilt)                 \
     X(confusion, "Confusion", ImageFilter, Unbuilt)
 

@@ -1,0 +1,90 @@
+// SuperQ: reshapes an object into a superquadric. Each point keeps its distance
+// from the object's origin; each coordinate is bent by a power of its share of
+// that distance. Curvature 0.5 leaves a sphere a sphere, small values square it
+// off towards a box, large values pinch it towards the axes.
+#include <cmath>
+#include <initializer_list>
+
+#include "controls/choice.h"
+#include "controls/numeric.h"
+#include "controls/plugin_instance.h"
+#include "module/lifecycle.h"
+#include "module/server_table.h"
+
+namespace {
+
+enum { kXExp, kYExp, kZExp, kDisable, kControls };
+
+void Reghost(PluginInstance *p);
+void ReghostFrom(ControlRecord *r) { Reghost(r->panel->instance); }
+LWInstance Create(LWError *err, LWItemID item);
+
+const ControlSpec kTable[kControls] = {
+    {.key = "XEXP", .kind = ControlSpecKind::Percent, .x = 150, .y = 65, .label = "X Curvature", .value = 0.5},
+    {.key = "YEXP", .kind = ControlSpecKind::Percent, .x = 150, .y = 90, .label = "Y Curvature", .value = 0.5},
+    {.key = "ZEXP", .kind = ControlSpecKind::Percent, .x = 150, .y = 115, .label = "Z Curvature", .value = 0.5},
+    {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 150, .y = 140, .label = "Disable", .changed = ReghostFrom},
+};
+
+const PanelSpec kPanel = {.title = "SuperQ", .shortName = "SuperQ", .width = 400, .height = 210, .create = Create,
+                          .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = Reghost};
+
+bool Disabled(PluginInstance *p) { return ToggleIsOn(Control<ButtonControl>(p, kDisable)); }
+
+LWInstance Create(LWError *err, LWItemID item) {
+    return BuildInstance(kPanel, kTable, kControls, item, err, ClassInfo(PluginClass::Displacement).createFailure);
+}
+
+void Reghost(PluginInstance *p) {
+    for (int i : {kXExp, kYExp, kZExp}) GhostControl(static_cast<ControlRecord *>(p->controls[i]), Disabled(p));
+}
+
+LWError NewTime(LWInstance instance, LWItemID item, LWFrame, LWTime time) {
+    if (!instance) return "Eeek, no inst at newtime";
+    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    SynchronisePanel(p->panel);
+    p->panel->ownerItem = item;
+    EvaluatePanelNumerics(p->panel, time);
+    for (int i : {kXExp, kYExp, kZExp}) {
+        double &c = Control<NumericControl>(p, i)->current;
+        if (c <= 0.02) c = 0.02;
+        if (c >= 4.0) c = 4.0;
+    }
+    return nullptr;
+}
+
+double Sign(double v) { return v < 0 ? -1 : (v > 0 ? 1 : 0); }
+
+void Evaluate(LWInstance instance, DisplacementAccess *access) {
+    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    if (!p || Disabled(p)) return;
+    double *q = access->source;
+    double r = std::sqrt(q[0] * q[0] + q[1] * q[1] + q[2] * q[2]) + 1e-16;
+    double share[3] = {std::fabs(q[0] / r), std::fabs(q[1] / r), std::fabs(q[2] / r)};
+    for (int i = 0; i < 3; ++i) q[i] = std::pow(share[i], 2 * Control<NumericControl>(p, kXExp + i)->current) * Sign(q[i]) * r;
+}
+
+unsigned Flags(LWInstance instance) {
+    if (instance) SynchronisePanel(static_cast<PluginInstance *>(instance)->panel);
+    return 0;  // the object's own coordinates
+}
+
+const char *Describe(LWInstance instance) {
+    if (!instance) return "Error!";
+    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    SynchronisePanel(p->panel);
+    return Disabled(p) ? "SuperQ: Disabled" : "SuperQ";
+}
+
+const LWItemID *ItemsUsed(LWInstance instance) {
+    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    if (!p || Disabled(p)) return nullptr;
+    return AppendOwnerAncestry(p, CollectUsedItems(p));
+}
+
+const DisplacementHandler kHandler = {Create,   SharedDestroy, SharedCopy, SharedLoad, SharedSave,    NewTime,
+                                      Evaluate, Flags,         Describe,   ItemsUsed,  SharedChangeID};
+
+}  // namespace
+
+extern const PluginDef superQPlugin = {"SuperQ", PluginClass::Displacement, &kHandler};

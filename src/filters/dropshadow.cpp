@@ -1,0 +1,168 @@
+// DropShadow: a soft shadow of the rendered foreground (its alpha), shifted by
+// an offset, averaged over an elliptical neighbourhood and laid in the shadow
+// colour under everything that is not fully opaque.
+#include <cmath>
+#include <cstdint>
+#include <vector>
+
+#include "controls/choice.h"
+#include "controls/numeric.h"
+#include "controls/plugin_instance.h"
+#include "filters/filter_frames.h"
+#include "module/lifecycle.h"
+#include "module/server_table.h"
+
+namespace {
+
+enum { kXOff, kYOff, kBlur, kColor, kStrength, kAlpha, kDisable, kControls };
+constexpr int kMaxRadius = 20;
+
+LWInstance Create(LWError *err);
+int Setup(PluginInstance *p, const ImageRecord &image, LWFrame, LWTime time);
+void Pixel(PluginInstance *p, const ImageRecord &image, int x, int y, BufferValue out[4]);
+
+void Limits(NumericControl *c, double low, double high, double dragLow, double dragHigh) {
+    c->lowClip = c->highClip = 1;
+    c->lowLimit = low, c->highLimit = high;
+    c->dragLowOn = c->dragHighOn = 1;
+    c->dragLow = dragLow, c->dragHigh = dragHigh;
+}
+void Offset(void *c) { Limits(static_cast<NumericControl *>(c), -1, 1, -1, 1); }
+void Softness(void *c) { Limits(static_cast<NumericControl *>(c), 0, 2, 0, 1); }
+void Opacity(void *c) { Limits(static_cast<NumericControl *>(c), 0, 1, 0, 1); }
+void Black(void *c) {
+    ColorControl *color = static_cast<ColorControl *>(c);
+    color->red = color->green = color->blue = 0;
+}
+
+const ControlSpec kTable[kControls] = {
+    {.key = "XOFF", .kind = ControlSpecKind::Numeric, .x = 120, .y = 60, .label = "Shadow X Offset", .value = 0.1,
+     .setup = Offset},
+    {.key = "YOFF", .kind = ControlSpecKind::Numeric, .x = 120, .y = 83, .label = "Shadow Y Offset", .value = 0.07,
+     .setup = Offset},
+    {.key = "BLUR", .kind = ControlSpecKind::Numeric, .x = 120, .y = 106, .label = "Shadow Softness", .value = 0.4,
+     .setup = Softness},
+    {.key = "COLOR", .kind = ControlSpecKind::Color, .x = 118, .y = 131, .label = "Shadow Color", .setup = Black},
+    {.key = "STRENGTH", .kind = ControlSpecKind::Numeric, .x = 120, .y = 158, .label = "Shadow Opacity",
+     .value = 0.65, .setup = Opacity},
+    {.key = "ALPHA", .kind = ControlSpecKind::Toggle, .x = 120, .y = 186, .label = "Add to Alpha"},
+    {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 120, .y = 211, .label = "Disable All Effects"},
+};
+
+const PanelSpec kPanel = {.title = "DropShadow", .shortName = "DropShadow", .width = 465, .height = 270,
+                          .image = {Setup, Pixel}};
+
+// What the setup works out for the frame being processed. Frames are processed
+// one at a time on the host's thread, so one set serves the module.
+struct FrameState {
+    int radiusY, offsetX, offsetY, rowStep;
+    int rows;                              // ellipse rows sampled
+    int halfWidth[2 * kMaxRadius + 2];     // per sampled row: |i| <= halfWidth is inside, -1: none
+    int width, height;
+    std::vector<int32_t> prefix;           // per image row: alpha summed over columns [0, x)
+    double opacity, colour[3];
+    bool addToAlpha, disabled;
+} frame;
+
+double Current(PluginInstance *p, int i) { return Control<NumericControl>(p, i)->current; }
+
+LWInstance Create(LWError *err) {
+    return BuildInstance(kPanel, kTable, kControls, LWITEM_NULL, err, ClassInfo(PluginClass::ImageFilter).createFailure);
+}
+
+int Setup(PluginInstance *p, const ImageRecord &image, LWFrame, LWTime time) {
+    SynchronisePanel(p->panel);
+    EvaluatePanelNumerics(p->panel, time);
+    frame.opacity = Current(p, kStrength);
+    if (frame.opacity <= 0) return 1;
+    double k = image.unscaled ? 1 : image.scale, softness = Current(p, kBlur);
+    int rx = static_cast<int>(std::fabs(image.fullWidth * 0.06 / k * softness));
+    int ry = static_cast<int>(std::fabs(image.fullHeight * 0.06 / k * softness));
+    rx = rx >= kMaxRadius ? kMaxRadius : rx;
+    ry = ry >= kMaxRadius ? kMaxRadius : ry;
+    double ax = 1.0 / ((rx + 1.0) * (rx + 1.0)), ay = 1.0 / ((ry + 1.0) * (ry + 1.0));
+    frame.offsetX = static_cast<int>(-(image.fullWidth * Current(p, kXOff) / k));
+    frame.offsetY = static_cast<int>(-(image.fullHeight * Current(p, kYOff) / k));
+    frame.rowStep = 1;
+    if (image.fields) {
+        // Samples stay on rows of the same field.
+        frame.rowStep = 2;
+        if (ry % 2) ++ry;
+        if (((frame.offsetY % 2) + 2) % 2) ++frame.offsetY;
+    }
+    frame.radiusY = ry;
+    // Each sampled row of the ellipse is a run of columns, found with the very
+    // test the per-sample gather would make.
+    frame.rows = 0;
+    for (int j = -ry; j <= ry; j += frame.rowStep) {
+        int half = -1;
+        for (int i = 0; i <= rx && i * i * ax + j * j * ay <= 1; ++i) half = i;
+        frame.halfWidth[frame.rows++] = half;
+    }
+    // Row sums of alpha, so that a run of columns costs one subtraction.
+    frame.width = image.width;
+    frame.height = image.height;
+    frame.prefix.resize(static_cast<size_t>(image.width + 1) * image.height);
+    for (int y = 0; y < image.height; ++y) {
+        int32_t *sums = &frame.prefix[static_cast<size_t>(y) * (image.width + 1)];
+        const BufferValue *alpha = image.Row(image.alpha, y);
+        sums[0] = 0;
+        for (int x = 0; x < image.width; ++x) sums[x + 1] = sums[x] + alpha[x];
+    }
+    const ColorControl *colour = Control<ColorControl>(p, kColor);
+    frame.colour[0] = colour->red, frame.colour[1] = colour->green, frame.colour[2] = colour->blue;
+    frame.addToAlpha = ToggleIsOn(Control<ButtonControl>(p, kAlpha));
+    frame.disabled = ToggleIsOn(Control<ButtonControl>(p, kDisable));
+    return 0;
+}
+
+BufferValue Truncated(double v) { return static_cast<BufferValue>(v < 0 ? 0 : (v > 255 ? 255 : v)); }
+
+void Pixel(PluginInstance *, const ImageRecord &image, int x, int y, BufferValue out[4]) {
+    int a = out[3];
+    double t = 1 - a * (1.0 / 255);
+    if (frame.disabled || t <= 0) return;
+    // Samples outside the image count but add nothing: the shadow fades at the border.
+    long sum = 0, count = 0;
+    int column = x + frame.offsetX;
+    for (int r = 0; r < frame.rows; ++r) {
+        int half = frame.halfWidth[r];
+        if (half < 0) continue;
+        count += 2 * half + 1;
+        int row = y + frame.offsetY - frame.radiusY + r * frame.rowStep;
+        if (row < 0 || row >= frame.height) continue;
+        int lo = column - half < 0 ? 0 : column - half;
+        int hi = column + half >= frame.width ? frame.width - 1 : column + half;
+        if (lo > hi) continue;
+        const int32_t *sums = &frame.prefix[static_cast<size_t>(row) * (frame.width + 1)];
+        sum += sums[hi + 1] - sums[lo];
+    }
+    double cover = sum * (1.0 / 255) / count;
+    double w = cover * frame.opacity * t;
+    for (int c = 0; c < 3; ++c) out[c] = Truncated(frame.colour[c] * w + out[c] * (1 - w));
+    if (frame.addToAlpha) out[3] = Truncated(255 - (255 - a) * (1 - cover * frame.opacity * t));
+    (void)image;
+}
+
+unsigned Flags(LWInstance) { return 0; }  // only the final colour and alpha
+
+const char *Describe(LWInstance instance) {
+    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    if (!p) return "Error!";
+    SynchronisePanel(p->panel);
+    return ToggleIsOn(Control<ButtonControl>(p, kDisable)) ? "Drop Shadow: Disabled" : "Drop Shadow";
+}
+
+const LWItemID *ItemsUsed(LWInstance instance) {
+    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    if (!p) return nullptr;
+    CollectUsedItems(p);
+    return UsedItemsBuffer();
+}
+
+const ImageFilterHandler kHandler = {Create,   SharedDestroy, SharedCopyNoItem, SharedLoad, SharedSave,
+                                     ImageFilterProcess, Flags, Describe,       ItemsUsed,  SharedChangeID};
+
+}  // namespace
+
+extern const PluginDef dropShadowPlugin = {"DropShadow", PluginClass::ImageFilter, &kHandler};

@@ -1,0 +1,97 @@
+#include "filters/filter_frames.h"
+
+#include <cmath>
+#include <cstring>
+#include <vector>
+
+#include "module/host_services.h"
+
+namespace {
+
+// The frame's planes, kept between frames so that nothing is allocated per pixel.
+std::vector<BufferValue> planes;
+std::vector<float> depthPlane;
+
+}  // namespace
+
+BufferValue ToByte(double v) {
+    if (!(v > 0)) return 0;
+    if (v >= 255) return 255;
+    return static_cast<BufferValue>(std::floor(v + 0.5));
+}
+
+// The host hands the pixel as bytes; the routine gets them as doubles on the
+// same 0-255 scale and its results are rounded back to the nearest byte.
+void PixelFilterEvaluate(LWInstance instance, const PixelAccess *access) {
+    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    BufferValue rgba[4] = {};
+    access->bufVal(LWBUF_RED, 4, rgba);
+    if (p && p->pixel.pixelHook && !(p->pixel.failed & 1)) {
+        float depth = 0;
+        access->fltVal(LWBUF_DEPTH, 1, &depth);
+        double rgb[3] = {static_cast<double>(rgba[0]), static_cast<double>(rgba[1]), static_cast<double>(rgba[2])};
+        p->pixel.alpha = rgba[3] / 255.0;
+        p->pixel.pixelHook(p, depth, rgb);
+        for (int i = 0; i < 3; ++i) rgba[i] = ToByte(rgb[i]);
+        rgba[3] = ToByte(p->pixel.alpha * 255);
+    }
+    access->setRGBA(rgba);  // every sample is answered, changed or not
+}
+
+// The image record from the host's render information: the working area is the
+// access's width and height; a limited region places it in the frame at its
+// corner at full scale; otherwise a smaller working area is the whole frame at a
+// coarser scale.
+void ImageFilterProcess(LWInstance instance, const FilterAccess *access) {
+    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    int w = access->width, h = access->height;
+    if (w <= 0 || h <= 0) return;
+    auto *scene = static_cast<const LWSceneInfo *>(hostServices.global(LWSERVICE_SCENE_INFO, GFUSE_TRANSIENT));
+    size_t n = static_cast<size_t>(w) * h;
+    planes.resize(4 * n);
+    for (int y = 0; y < h; ++y)
+        for (int c = 0; c < 4; ++c) {
+            const BufferValue *line = access->bufLine(LWBUF_RED + c, y);
+            BufferValue *to = planes.data() + c * n + static_cast<size_t>(y) * w;
+            if (line)
+                std::memcpy(to, line, w);
+            else
+                std::memset(to, c == 3 ? 255 : 0, w);
+        }
+    bool withDepth = access->fltLine && access->fltLine(LWBUF_DEPTH, 0);
+    if (withDepth) {
+        depthPlane.resize(n);
+        for (int y = 0; y < h; ++y) std::memcpy(depthPlane.data() + static_cast<size_t>(y) * w, access->fltLine(LWBUF_DEPTH, y), sizeof(float) * w);
+    }
+
+    ImageRecord image{planes.data(), planes.data() + n, planes.data() + 2 * n, planes.data() + 3 * n,
+                      withDepth ? depthPlane.data() : nullptr, w, h, w, h, 0, 0, 1.0, 1, 0};
+    if (scene) {
+        image.fullWidth = scene->frameWidth;
+        image.fullHeight = scene->frameHeight;
+        image.fields = (scene->renderOpts & LWROPT_FIELDS) != 0;
+        if (scene->renderOpts & LWROPT_LIMITEDREGION) {
+            image.offsetX = scene->limitedRegion[0];
+            image.offsetY = scene->limitedRegion[1];
+        } else if (w != scene->frameWidth) {
+            image.scale = static_cast<double>(scene->frameWidth) / w;
+            image.unscaled = 0;
+        }
+    }
+    bool active = p && p->image.setup && p->image.pixel && p->image.setup(p, image, access->frame, access->start) == 0;
+    Monitor *monitor = access->monitor;
+    if (monitor) monitor->init(monitor->data, static_cast<unsigned>(h));
+    bool aborted = false;
+    for (int y = 0; y < h; ++y) {
+        for (int x = 0; x < w; ++x) {
+            size_t at = static_cast<size_t>(y) * w + x;
+            BufferValue out[4] = {image.red[at], image.green[at], image.blue[at], image.alpha[at]};
+            if (active && !aborted) p->image.pixel(p, image, x, y, out);
+            access->setRGB(x, y, out);
+            access->setAlpha(x, y, out[3]);
+        }
+        // After an abort the rest of the frame passes unchanged: every pixel is written.
+        if (monitor && !aborted && monitor->step(monitor->data, 1)) aborted = true;
+    }
+    if (monitor) monitor->done(monitor->data);
+}

@@ -1,0 +1,29 @@
+// The frames the pixel and image filters run in. A pixel filter supplies a
+// per-pixel routine on doubles; the frame reads the host's pixel (colour on the
+// 0-255 scale, alpha 0 to 1, depth) and writes the result back. An image filter
+// supplies a per-frame setup and a per-pixel routine; the frame hands both an
+// image record of the whole frame.
+#pragma once
+
+#include "controls/plugin_instance.h"
+
+struct ImageRecord {
+    const BufferValue *red, *green, *blue, *alpha;  // planes of width * height, rows top down
+    const float *depth;                             // the same layout, or null
+    int width, height;                              // the working area
+    int fullWidth, fullHeight;                      // the whole frame
+    int offsetX, offsetY;                           // the working area within the frame
+    double scale;                                   // frame pixels per working pixel
+    int unscaled;                                   // scale counts as 1
+    int fields;                                     // the scene renders fields
+    const BufferValue *Row(const BufferValue *plane, int y) const { return plane + static_cast<long>(y) * width; }
+};
+
+// A pixel filter's evaluate slot.
+void PixelFilterEvaluate(LWInstance instance, const PixelAccess *access);
+
+// An image filter's process slot.
+void ImageFilterProcess(LWInstance instance, const FilterAccess *access);
+
+// A byte from a value on the 0-255 scale: held to the scale, then rounded.
+BufferValue ToByte(double v);
