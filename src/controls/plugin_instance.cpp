@@ -76,7 +76,7 @@ PluginInstance *BuildInstance(const PanelSpec &layout, const ControlSpec *table,
         if (err) *err = failure;
         return nullptr;
     }
-    std::memset(instance, 0, sizeof *instance);
+    *instance = PluginInstance{};
     instance->panel = panel;
     CopyText(panel->shortName, sizeof panel->shortName, layout.shortName);
     panel->version = layout.version;
