@@ -380,6 +380,9 @@ EmbeddedHost::~EmbeddedHost() {
             for (MotionPluginUse &use : item->motionPlugins)
                 if (use.handler && use.instance) use.handler->destroy(use.instance);
             item->motionPlugins.clear();
+            for (DisplacementPluginUse &use : item->displacementPlugins)
+                if (use.handler && use.instance) use.handler->destroy(use.instance);
+            item->displacementPlugins.clear();
         }
     };
     release(scene.objects);
@@ -420,6 +423,19 @@ const void *EmbeddedHost::Handler(const char *className, const std::string &serv
         return nullptr;
     }
     return handlers_.emplace(key, std::move(record)).first->second.data();
+}
+
+LWInstance EmbeddedHost::AddDisplacementPlugin(Item &object, const std::string &server, std::string *error) {
+    auto *handler = static_cast<const DisplacementHandler *>(Handler("DisplacementHandler", server, error));
+    if (!handler) return nullptr;
+    LWError failure = nullptr;
+    LWInstance instance = handler->create(&failure, IdOf(&object));
+    if (!instance) {
+        *error = failure ? failure : server + " could not be created";
+        return nullptr;
+    }
+    object.displacementPlugins.push_back({server, handler, instance});
+    return instance;
 }
 
 LWInstance EmbeddedHost::AddMotionPlugin(Item &item, const std::string &server, std::string *error) {

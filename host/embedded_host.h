@@ -71,6 +71,8 @@ public:
     const void *Handler(const char *className, const std::string &server, std::string *error);
     // Applies an item-motion plug-in to the item after the ones it has.
     LWInstance AddMotionPlugin(Item &item, const std::string &server, std::string *error);
+    // Applies a displacement plug-in to an object after the ones it has.
+    LWInstance AddDisplacementPlugin(Item &object, const std::string &server, std::string *error);
     // The item's motion with its plug-ins applied, at a time in seconds.
     void FinalMotion(const Item &item, double time, double out[9]);
 

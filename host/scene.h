@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "host/channel.h"
+#include "host/object_file.h"
 #include "hostapi/lwhost.h"
 
 // Channels of an item motion, in the order of the host's motion blocks.
@@ -20,6 +21,13 @@ enum MotionChannel { kPosX, kPosY, kPosZ, kHeading, kPitch, kBank, kScaleX, kSca
 struct MotionPluginUse {
     std::string server;
     const ItemMotionHandler *handler = nullptr;
+    LWInstance instance = nullptr;
+};
+
+// A displacement plug-in applied to an object.
+struct DisplacementPluginUse {
+    std::string server;
+    const DisplacementHandler *handler = nullptr;
     LWInstance instance = nullptr;
 };
 
@@ -43,6 +51,8 @@ struct Item {
     unsigned shadowOptions = LWOSHAD_SELF | LWOSHAD_CAST | LWOSHAD_RECEIVE;
     Channel dissolve;
     std::vector<std::unique_ptr<Item>> bones;
+    ObjectGeometry geometry;  // from the object file, when it could be read
+    std::vector<DisplacementPluginUse> displacementPlugins;
 
     // Lights.
     int lightType = LWLIGHT_DISTANT;

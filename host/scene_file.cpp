@@ -181,14 +181,20 @@ private:
             if (Words(line) == std::vector<std::string>{"EndPlugin"}) break;
             body.push_back(line);
         }
-        if (words[1] != "ItemMotionHandler") return true;  // the embedded host runs item motion only
-        if (!item_) return Fail("an item-motion plug-in outside an item");
+        // Item motion and displacement belong to the item they follow; the
+        // scene-wide classes are left to the commands that run them.
+        bool motion = words[1] == "ItemMotionHandler", displacement = words[1] == "DisplacementHandler";
+        if (!motion && !displacement) return true;
+        if (!item_) return Fail("a " + words[1] + " outside an item");
+        if (displacement && item_->type != LWI_OBJECT) return Fail("a displacement plug-in outside an object");
         std::string why;
-        LWInstance instance = host_.AddMotionPlugin(*item_, words[3], &why);
+        LWInstance instance = motion ? host_.AddMotionPlugin(*item_, words[3], &why)
+                                     : host_.AddDisplacementPlugin(*item_, words[3], &why);
         if (!instance) {
             at_ = begin;
             return Fail(why);
         }
+        auto load = motion ? item_->motionPlugins.back().handler->load : item_->displacementPlugins.back().handler->load;
         // The instance reads its own lines, one line per read, -1 after the last.
         struct Lines {
             std::vector<std::string> *lines;
@@ -202,8 +208,24 @@ private:
                                  std::memcpy(buf, l.data(), n);
                                  return n;
                              }};
-        item_->motionPlugins.back().handler->load(instance, &state);
+        load(instance, &state);
         return true;
+    }
+
+    // The object file as the scene names it, else beside the scene by its file
+    // name. An object whose file cannot be read has no points; that is no error
+    // here (scenes travel without their objects).
+    void ReadGeometry(Item *object, const std::string &path) {
+        std::string folder = name_.substr(0, name_.find_last_of("/\\") + 1), why;
+        for (const std::string &candidate : {path, folder + BaseName(path)}) {
+            ObjectGeometry geometry;
+            if (ReadObjectFile(candidate, &geometry, &why)) {
+                object->geometry = std::move(geometry);
+                object->numPoints = static_cast<int>(object->geometry.points.size());
+                object->numPolygons = static_cast<int>(object->geometry.polygons.size());
+                return;
+            }
+        }
     }
 
     bool AddLink(int kind, const std::vector<std::string> &words) {
@@ -231,6 +253,7 @@ private:
             else if (k == "LoadObject") {
                 std::string path = Rest(line, k);
                 item_ = object_ = &s.AddObject(BaseName(path), path);
+                ReadGeometry(item_, path);
             } else if (k == "AddNullObject") {
                 item_ = object_ = &s.AddNullObject(Rest(line, k));
             } else if (k == "AddBone") {
@@ -355,23 +378,30 @@ void WriteLinks(std::ostringstream &out, const Scene &s, const Item &item) {
     if (item.goal) out << "GoalObject " << ObjectNumber(s, item.goal) << "\n";
 }
 
+void WritePlugin(std::ostringstream &out, const char *className, int slot, const std::string &server,
+                 LWError (*save)(LWInstance, const LWSaveState *), LWInstance instance) {
+    out << "Plugin " << className << " " << slot << " " << server << "\n";
+    std::vector<std::string> lines;
+    LWSaveState state = {LWIO_SCENE, &lines, [](void *d, char *buf, int) {
+                             static_cast<std::vector<std::string> *>(d)->push_back(buf);
+                         }};
+    save(instance, &state);
+    // A line the instance wrote is one scene line, whatever it holds.
+    for (std::string &l : lines) {
+        for (char &c : l)
+            if (c == '\n' || c == '\r') c = ' ';
+        out << l << "\n";
+    }
+    out << "EndPlugin\n";
+}
+
 void WritePlugins(std::ostringstream &out, const Item &item) {
     int slot = 0;
-    for (const MotionPluginUse &use : item.motionPlugins) {
-        out << "Plugin ItemMotionHandler " << ++slot << " " << use.server << "\n";
-        std::vector<std::string> lines;
-        LWSaveState state = {LWIO_SCENE, &lines, [](void *d, char *buf, int) {
-                                 static_cast<std::vector<std::string> *>(d)->push_back(buf);
-                             }};
-        use.handler->save(use.instance, &state);
-        // A line the instance wrote is one scene line, whatever it holds.
-        for (std::string &l : lines) {
-            for (char &c : l)
-                if (c == '\n' || c == '\r') c = ' ';
-            out << l << "\n";
-        }
-        out << "EndPlugin\n";
-    }
+    for (const MotionPluginUse &use : item.motionPlugins)
+        WritePlugin(out, "ItemMotionHandler", ++slot, use.server, use.handler->save, use.instance);
+    slot = 0;
+    for (const DisplacementPluginUse &use : item.displacementPlugins)
+        WritePlugin(out, "DisplacementHandler", ++slot, use.server, use.handler->save, use.instance);
 }
 
 }  // namespace

@@ -1,0 +1,242 @@
+#include "host/passes.h"
+
+#include <cmath>
+#include <cstring>
+
+namespace {
+
+using Vec = std::array<double, 3>;
+
+double Dot(const Vec &a, const Vec &b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
+
+// A point of the object's own coordinates placed in the world:
+// world position + (p - pivot) * (right, up, forward).
+struct Placement {
+    Vec position, pivot;
+    Vec rows[3];
+    Vec ToWorld(const Vec &p) const {
+        Vec w = position;
+        for (int i = 0; i < 3; ++i)
+            for (int j = 0; j < 3; ++j) w[j] += (p[i] - pivot[i]) * rows[i][j];
+        return w;
+    }
+    Vec ToObject(const Vec &w) const {
+        const Vec (&m)[3] = rows;
+        Vec d = {w[0] - position[0], w[1] - position[1], w[2] - position[2]};
+        Vec c0 = {m[1][1] * m[2][2] - m[1][2] * m[2][1], m[0][2] * m[2][1] - m[0][1] * m[2][2], m[0][1] * m[1][2] - m[0][2] * m[1][1]};
+        Vec c1 = {m[1][2] * m[2][0] - m[1][0] * m[2][2], m[0][0] * m[2][2] - m[0][2] * m[2][0], m[0][2] * m[1][0] - m[0][0] * m[1][2]};
+        Vec c2 = {m[1][0] * m[2][1] - m[1][1] * m[2][0], m[0][1] * m[2][0] - m[0][0] * m[2][1], m[0][0] * m[1][1] - m[0][1] * m[1][0]};
+        double det = m[0][0] * c0[0] + m[0][1] * c1[0] + m[0][2] * c2[0];
+        if (det == 0) return pivot;
+        Vec p;
+        for (int j = 0; j < 3; ++j) p[j] = (d[0] * c0[j] + d[1] * c1[j] + d[2] * c2[j]) / det + pivot[j];
+        return p;
+    }
+};
+
+// ---- pixel filters: one sample at a time through static context ----
+
+struct Sample {
+    const RgbaImage *image;
+    int x, y;
+    unsigned char *out;
+} sample;
+
+void SampleBytes(int type, int num, BufferValue *out) {
+    const unsigned char *px = &sample.image->rgba[(static_cast<size_t>(sample.y) * sample.image->width + sample.x) * 4];
+    for (int i = 0; i < num; ++i) {
+        int t = type + i;
+        out[i] = t >= LWBUF_RED && t <= LWBUF_ALPHA ? px[t - LWBUF_RED] : 0;
+    }
+}
+
+void SampleFloats(int type, int num, float *out) {
+    for (int i = 0; i < num; ++i) {
+        bool depth = type + i == LWBUF_DEPTH && !sample.image->depth.empty();
+        // Without a depth buffer everything lies far away, as the backdrop does.
+        out[i] = depth ? sample.image->depth[static_cast<size_t>(sample.y) * sample.image->width + sample.x]
+                       : (type + i == LWBUF_DEPTH ? 1e30f : 0.0f);
+    }
+}
+
+void SampleSet(BufferValue rgba[4]) { std::memcpy(sample.out, rgba, 4); }
+
+double NoRay(const double *, const double *, double *) { return -1; }
+double NoCast(const double *, const double *) { return -1; }
+double NoShade(const double *, const double *, ShaderAccess *) { return -1; }
+int NoLight(LWItemID, const double *, double *, double *) { return 0; }
+
+// ---- image filters: planes by row ----
+
+struct Frame {
+    std::vector<unsigned char> planes[4];
+    std::vector<float> depth;
+    RgbaImage *out;
+    int width;
+    unsigned steps;
+} frame;
+
+BufferValue *FrameLine(int type, int y) {
+    if (type < LWBUF_RED || type > LWBUF_ALPHA || y < 0 || y >= frame.out->height) return nullptr;
+    return frame.planes[type - LWBUF_RED].data() + static_cast<size_t>(y) * frame.width;
+}
+float *FrameFloatLine(int type, int y) {
+    if (type != LWBUF_DEPTH || frame.depth.empty() || y < 0 || y >= frame.out->height) return nullptr;
+    return frame.depth.data() + static_cast<size_t>(y) * frame.width;
+}
+void FrameSetRGB(int x, int y, BufferValue rgb[3]) {
+    std::memcpy(&frame.out->rgba[(static_cast<size_t>(y) * frame.width + x) * 4], rgb, 3);
+}
+void FrameSetAlpha(int x, int y, BufferValue a) { frame.out->rgba[(static_cast<size_t>(y) * frame.width + x) * 4 + 3] = a; }
+void MonitorInit(void *, unsigned) {}
+int MonitorStep(void *, unsigned n) {
+    frame.steps += n;
+    return 0;
+}
+void MonitorDone(void *) {}
+
+}  // namespace
+
+std::vector<std::array<double, 3>> DisplacedPoints(EmbeddedHost &host, const Item &object, double time,
+                                                   std::string *error) {
+    std::vector<Vec> points = object.geometry.points;
+    Scene &scene = host.scene;
+    Placement place;
+    place.pivot = object.pivot;
+    scene.Param(object, LWIP_W_POSITION, time, place.position.data());
+    for (int i = 0; i < 3; ++i) scene.Param(object, LWIP_RIGHT + i, time, place.rows[i].data());
+    LWFrame f = static_cast<LWFrame>(std::floor(scene.FrameAt(time) + 0.5));
+    for (const DisplacementPluginUse &use : object.displacementPlugins) {
+        if (LWError e = use.handler->newTime(use.instance, IdOf(&object), f, time)) {
+            *error = use.server + ": " + e;
+            return {};
+        }
+        bool world = use.handler->flags(use.instance) & LWDMF_WORLD;
+        for (size_t n = 0; n < points.size(); ++n) {
+            DisplacementAccess access;
+            std::memcpy(access.oPos, object.geometry.points[n].data(), sizeof access.oPos);
+            Vec at = world ? place.ToWorld(points[n]) : points[n];
+            std::memcpy(access.source, at.data(), sizeof access.source);
+            use.handler->evaluate(use.instance, &access);
+            Vec moved = {access.source[0], access.source[1], access.source[2]};
+            points[n] = world ? place.ToObject(moved) : moved;
+        }
+    }
+    return points;
+}
+
+bool RunPixelFilter(const PixelFilterHandler *h, LWInstance instance, RgbaImage *image, int frameNumber, double time,
+                    std::string *error) {
+    if (LWError e = h->init(instance)) return *error = e, false;
+    if (LWError e = h->newTime(instance, frameNumber, time)) {
+        h->cleanup(instance);
+        return *error = e, false;
+    }
+    RgbaImage source = *image;
+    PixelAccess access{};
+    access.bufVal = SampleBytes;
+    access.fltVal = SampleFloats;
+    access.setRGBA = SampleSet;
+    access.illuminate = NoLight;
+    access.rayTrace = NoRay;
+    access.rayCast = NoCast;
+    access.rayShade = NoShade;
+    for (int y = 0; y < image->height; ++y)
+        for (int x = 0; x < image->width; ++x) {
+            sample = {&source, x, y, &image->rgba[(static_cast<size_t>(y) * image->width + x) * 4]};
+            access.sx = x + 0.5;
+            access.sy = y + 0.5;
+            h->evaluate(instance, &access);
+        }
+    h->cleanup(instance);
+    return true;
+}
+
+bool RunImageFilter(const ImageFilterHandler *h, LWInstance instance, RgbaImage *image, int frameNumber, double time,
+                    std::string *) {
+    unsigned wanted = h->flags(instance);
+    size_t n = static_cast<size_t>(image->width) * image->height;
+    for (int c = 0; c < 4; ++c) {
+        frame.planes[c].resize(n);
+        for (size_t i = 0; i < n; ++i) frame.planes[c][i] = image->rgba[i * 4 + c];
+    }
+    frame.depth.clear();
+    if ((wanted & (1u << LWBUF_DEPTH)) && !image->depth.empty()) frame.depth = image->depth;
+    frame.out = image;
+    frame.width = image->width;
+    frame.steps = 0;
+    Monitor monitor = {nullptr, MonitorInit, MonitorStep, MonitorDone};
+    FilterAccess access{};
+    access.width = image->width;
+    access.height = image->height;
+    access.frame = frameNumber;
+    access.start = access.end = time;
+    access.bufLine = FrameLine;
+    access.fltLine = FrameFloatLine;
+    access.setRGB = FrameSetRGB;
+    access.setAlpha = FrameSetAlpha;
+    access.monitor = &monitor;
+    h->process(instance, &access);
+    return true;
+}
+
+bool RenderShaderPreview(const ShaderHandler *h, LWInstance instance, int width, int height, RgbaImage *out,
+                         std::string *error) {
+    if (LWError e = h->init(instance)) return *error = e, false;
+    if (LWError e = h->newTime(instance, 0, 0)) {
+        h->cleanup(instance);
+        return *error = e, false;
+    }
+    out->width = width;
+    out->height = height;
+    out->rgba.assign(static_cast<size_t>(width) * height * 4, 255);
+    const Vec eye = {0, 0, -4}, light = {-0.5773502691896258, 0.5773502691896258, -0.5773502691896258};
+    const double halfTan = 1 / 3.2;  // the host's default zoom
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) {
+            double u = ((x + 0.5) / width * 2 - 1) * halfTan * width / height, v = (1 - (y + 0.5) / height * 2) * halfTan;
+            Vec dir = {u, v, 1};
+            double len = std::sqrt(Dot(dir, dir));
+            for (double &c : dir) c /= len;
+            bool dark = ((x / 16) + (y / 16)) % 2;
+            Vec backdrop = {dark ? 0.25 : 0.75, dark ? 0.25 : 0.75, dark ? 0.3 : 0.8};
+            Vec colour = backdrop;
+            // The sphere of radius 1 at the origin.
+            double b = Dot(eye, dir), c = Dot(eye, eye) - 1, disc = b * b - c;
+            if (disc >= 0) {
+                double t = -b - std::sqrt(disc);
+                Vec p = {eye[0] + t * dir[0], eye[1] + t * dir[1], eye[2] + t * dir[2]};
+                ShaderAccess s{};
+                s.sx = x, s.sy = y;
+                for (int i = 0; i < 3; ++i) {
+                    s.oPos[i] = s.wPos[i] = s.gNorm[i] = s.wNorm[i] = p[i];
+                    s.raySource[i] = eye[i];
+                    s.color[i] = 0.8;
+                }
+                s.spotSize = t * 2 * halfTan / height;
+                s.rayLength = t;
+                s.cosine = -Dot(p, dir);
+                for (int i = 0; i < 3; ++i) s.oXfrm[4 * i] = s.wXfrm[4 * i] = 1;
+                s.diffuse = 0.8, s.specular = 0.3, s.eta = 1, s.roughness = 0.3;
+                s.illuminate = NoLight, s.rayTrace = NoRay, s.rayCast = NoCast, s.rayShade = NoShade;
+                h->evaluate(instance, &s);
+                Vec n = {s.wNorm[0], s.wNorm[1], s.wNorm[2]};
+                double nl = std::sqrt(Dot(n, n));
+                if (nl > 0)
+                    for (double &k : n) k /= nl;
+                double lambert = std::max(0.0, Dot(n, light));
+                Vec reflect = {2 * Dot(n, light) * n[0] - light[0], 2 * Dot(n, light) * n[1] - light[1],
+                               2 * Dot(n, light) * n[2] - light[2]};
+                double shine = s.specular * std::pow(std::max(0.0, -Dot(reflect, dir)), 20);
+                double transparency = std::min(1.0, std::max(0.0, s.transparency));
+                for (int i = 0; i < 3; ++i) {
+                    double lit = s.color[i] * (s.luminous + s.diffuse * lambert + 0.1) + shine;
+                    colour[i] = lit * (1 - transparency) + backdrop[i] * transparency;
+                }
+            }
+            unsigned char *px = &out->rgba[(static_cast<size_t>(y) * width + x) * 4];
+            for (int i = 0; i < 3; ++i) px[i] = static_cast<unsigned char>(std::min(1.0, std::max(0.0, colour[i])) * 255 + 0.5);
+        }
+    h->cleanup(instance);
+    return true;
+}
