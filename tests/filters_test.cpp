@@ -1,0 +1,187 @@
+// Rayleigh over pixels with depth and DropShadow over whole frames, run by the
+// host's passes, against formulas and a direct gather worked out here.
+#include <cmath>
+#include <random>
+
+#include "dropshadow_reference.h"
+#include "host/passes.h"
+#include "plugin_harness.h"
+
+namespace {
+
+class Rayleigh : public PluginTest {
+protected:
+    const PixelFilterHandler *h = nullptr;
+    LWInstance fog = nullptr;
+    void SetUp() override {
+        PluginTest::SetUp();
+        h = HandlerOf<PixelFilterHandler>("PixelFilterHandler", "Rayleigh");
+        LWError err = nullptr;
+        fog = h->create(&err);
+        ASSERT_NE(fog, nullptr);
+    }
+    void TearDown() override {
+        h->destroy(fog);
+        PluginTest::TearDown();
+    }
+    // One pixel of colour (100, 150, 200), alpha a, at a depth.
+    std::array<int, 4> Pixel(double depth, int a = 128) {
+        RgbaImage image;
+        image.width = image.height = 1;
+        image.rgba = {100, 150, 200, static_cast<unsigned char>(a)};
+        image.depth = {static_cast<float>(depth)};
+        std::string error;
+        EXPECT_TRUE(RunPixelFilter(h, fog, &image, 0, 0, &error)) << error;
+        return {image.rgba[0], image.rgba[1], image.rgba[2], image.rgba[3]};
+    }
+};
+
+int Byte(double v) { return static_cast<int>(std::floor(v + 0.5)); }
+
+TEST_F(Rayleigh, FogsEachChannelByItsOwnFalloff) {
+    Settings(h, fog, "Rayleigh", Number("NOFOG", 10) + Number("MAXFOG", 500));
+    for (double depth : {60.0, 300.0, 5000.0}) {
+        double d = std::min(depth, 500.0) - 10;
+        double tr = std::exp(-d / 1000), tg = std::exp(-d / 3000), tb = std::exp(-d / 20000);
+        auto px = Pixel(depth);
+        EXPECT_EQ(px[0], Byte(38 * (1 - tr) + tr * 100)) << depth;
+        EXPECT_EQ(px[1], Byte(134 * (1 - tg) + tg * 150)) << depth;
+        EXPECT_EQ(px[2], Byte(185 * (1 - tb) + tb * 200)) << depth;
+        EXPECT_EQ(px[3], 128) << "no alpha effect";
+    }
+    EXPECT_EQ(Pixel(5000), Pixel(500)) << "beyond Max Distance: the fog of Max Distance";
+    auto clear = Pixel(5);
+    EXPECT_EQ(clear, (std::array<int, 4>{100, 150, 200, 128})) << "nearer than the clear distance";
+}
+
+TEST_F(Rayleigh, AlphaModes) {
+    const std::string radio[3] = {" BEGIN RADIO ALPHA\n  SELECTION 0\n END RADIO ALPHA\n",
+                                  " BEGIN RADIO ALPHA\n  SELECTION 1\n END RADIO ALPHA\n",
+                                  " BEGIN RADIO ALPHA\n  SELECTION 2\n END RADIO ALPHA\n"};
+    // At the clear distance: d = 0, the colour stays, but Replace Alpha writes 0.
+    Settings(h, fog, "Rayleigh", Number("NOFOG", 10) + radio[2]);
+    EXPECT_EQ(Pixel(10), (std::array<int, 4>{100, 150, 200, 0}));
+    double d = 1000, m = 1 - (std::exp(-1.0) + std::exp(-d / 3000) + std::exp(-d / 20000)) / 3;
+    Settings(h, fog, "Rayleigh", Number("NOFOG", 0) + radio[1]);
+    EXPECT_EQ(Pixel(d, 51)[3], Byte(255 * (1 - (1 - 0.2) * (1 - m))));
+    Settings(h, fog, "Rayleigh", radio[2]);
+    EXPECT_EQ(Pixel(d, 51)[3], Byte(255 * m));
+    // Max Distance below the clear distance: nothing is touched.
+    Settings(h, fog, "Rayleigh", Number("NOFOG", 100) + Number("MAXFOG", 50));
+    EXPECT_EQ(Pixel(1e6, 51), (std::array<int, 4>{100, 150, 200, 51}));
+}
+
+TEST_F(Rayleigh, AnimatedFalloffsStopAtAThousandth) {
+    // RLENGTH falls linearly to 0 and below; the frame holds it at 0.001.
+    Settings(h, fog, "Rayleigh",
+             std::string(" BEGIN NUM RLENGTH\n  ANIMATE LINEAR\n VALUE 1\n  LINEAR -1\n END\n") + Number("MAXFOG", 99999) +
+                 Number("NOFOG", 0) + Toggle("DISABLE", false));
+    host.scene.framesPerSecond = 1;
+    RgbaImage image;
+    image.width = image.height = 1;
+    image.rgba = {100, 150, 200, 255};
+    image.depth = {0.002f};
+    std::string error;
+    ASSERT_TRUE(RunPixelFilter(h, fog, &image, 5, 5.0, &error)) << error;  // frame 5: 1 - 4 = -3
+    EXPECT_EQ(image.rgba[0], Byte(38 * (1 - std::exp(-2.0)) + std::exp(-2.0) * 100));
+    EXPECT_STREQ(h->descln(fog), "Rayleigh");
+    Settings(h, fog, "Rayleigh", Toggle("DISABLE", true));
+    EXPECT_STREQ(h->descln(fog), "Rayleigh: Disabled");
+    EXPECT_EQ(Pixel(5000), (std::array<int, 4>{100, 150, 200, 128}));
+}
+
+class DropShadow : public PluginTest {
+protected:
+    const ImageFilterHandler *h = nullptr;
+    LWInstance shadow = nullptr;
+    void SetUp() override {
+        PluginTest::SetUp();
+        h = HandlerOf<ImageFilterHandler>("ImageFilterHandler", "DropShadow");
+        LWError err = nullptr;
+        shadow = h->create(&err);
+        ASSERT_NE(shadow, nullptr);
+    }
+    void TearDown() override {
+        h->destroy(shadow);
+        PluginTest::TearDown();
+    }
+    std::vector<unsigned char> Run(const std::vector<unsigned char> &rgba, int w, int hgt, const ShadowSettings &s) {
+        host.scene.frameWidth = w;
+        host.scene.frameHeight = hgt;
+        host.scene.renderOptions = s.fields ? LWROPT_FIELDS : 0;
+        Settings(h, shadow, "DropShadow",
+                 Number("XOFF", s.xOffset) + Number("YOFF", s.yOffset) + Number("BLUR", s.softness) +
+                     Number("STRENGTH", s.opacity) + Toggle("ALPHA", s.addToAlpha) + " BEGIN COLOR COLOR\n  RED " +
+                     std::to_string(s.colour[0]) + "\n  GREEN " + std::to_string(s.colour[1]) + "\n  BLUE " +
+                     std::to_string(s.colour[2]) + "\n END\n");
+        RgbaImage image;
+        image.width = w;
+        image.height = hgt;
+        image.rgba = rgba;
+        std::string error;
+        EXPECT_TRUE(RunImageFilter(h, shadow, &image, 0, 0, &error));
+        return image.rgba;
+    }
+};
+
+std::vector<unsigned char> RandomImage(int w, int h, unsigned seed) {
+    std::mt19937 random(seed);
+    std::vector<unsigned char> rgba(static_cast<size_t>(w) * h * 4);
+    for (size_t i = 0; i < rgba.size(); ++i) {
+        unsigned v = random() % 256;
+        // Alpha mostly fully transparent or opaque, as in renders, with soft edges.
+        if (i % 4 == 3) v = v < 100 ? 0 : (v > 180 ? 255 : v);
+        rgba[i] = static_cast<unsigned char>(v);
+    }
+    return rgba;
+}
+
+TEST_F(DropShadow, GatherEqualsTheDirectSum) {
+    struct Case {
+        int w, h;
+        ShadowSettings s;
+    } cases[] = {
+        {64, 48, {}},
+        {200, 150, {.xOffset = -0.05, .yOffset = 0.2, .softness = 2.0, .opacity = 1.0, .colour = {10, 200, 30}}},
+        {100, 80, {.xOffset = 0.3, .yOffset = -0.3, .softness = 0.9, .opacity = 0.5, .addToAlpha = true}},
+        {90, 61, {.xOffset = 0.02, .yOffset = 0.05, .softness = 1.3, .fields = true}},
+        {50, 40, {.softness = 0}},
+        {400, 300, {.softness = 1.5}},  // radius held at 20
+    };
+    unsigned seed = 1;
+    for (const Case &c : cases) {
+        auto image = RandomImage(c.w, c.h, seed++);
+        EXPECT_EQ(Run(image, c.w, c.h, c.s), DirectDropShadow(image, c.w, c.h, c.s)) << c.w << "x" << c.h;
+    }
+}
+
+TEST_F(DropShadow, DocumentedCases) {
+    // A transparent 40 x 40 frame with an opaque 10 x 10 square in the middle.
+    int w = 40, hgt = 40;
+    std::vector<unsigned char> image(w * hgt * 4, 255);
+    for (int i = 0; i < w * hgt; ++i) image[i * 4 + 3] = 0;
+    for (int y = 15; y < 25; ++y)
+        for (int x = 15; x < 25; ++x) image[(y * w + x) * 4 + 3] = 255;
+    auto at = [&](const std::vector<unsigned char> &img, int x, int y) { return img[(y * w + x) * 4]; };
+
+    // Positive offsets move the shadow right and down: pixel x reads alpha at x - 4.
+    ShadowSettings sharp{.xOffset = 0.1, .yOffset = 0.1, .softness = 0, .opacity = 1};
+    auto out = Run(image, w, hgt, sharp);
+    EXPECT_EQ(at(out, 27, 27), 0) << "softness 0: the single offset sample, full shadow";
+    EXPECT_EQ(at(out, 30, 30), 255) << "outside the shadow";
+    EXPECT_EQ(at(out, 20, 20), 255) << "opaque pixels are never changed";
+    ShadowSettings none = sharp;
+    none.opacity = 0;
+    EXPECT_EQ(Run(image, w, hgt, none), image) << "opacity 0 leaves the frame unchanged";
+    EXPECT_STREQ(h->descln(shadow), "Drop Shadow");
+
+    // An opaque frame edge: the border pixels see samples outside, which count but add nothing.
+    std::vector<unsigned char> band(w * hgt * 4, 255);
+    for (int y = 0; y < hgt; ++y)
+        for (int x = 0; x < w; ++x) band[(y * w + x) * 4 + 3] = x < 20 ? 128 : 0;
+    ShadowSettings soft{.xOffset = 0, .yOffset = 0, .softness = 1, .opacity = 1};  // radius 2
+    auto faded = Run(band, w, hgt, soft);
+    EXPECT_GT(at(faded, 10, 0), at(faded, 10, 20)) << "weaker shadow (lighter) at the top border";
+}
+
+}  // namespace

@@ -1,0 +1,41 @@
+// Creating a plug-in of any class through the embedded host and giving it
+// settings through its load slot, as the host does with a scene's lines.
+#pragma once
+
+#include <string>
+
+#include "module_fixture.h"
+#include "text_store.h"
+
+class PluginTest : public ModuleTest {
+protected:
+    void SetUp() override {
+        ModuleTest::SetUp();
+        host.UseModule(&module);
+    }
+    template <typename Handler>
+    const Handler *HandlerOf(const char *className, const char *server) {
+        std::string error;
+        auto *h = static_cast<const Handler *>(host.Handler(className, server, &error));
+        EXPECT_NE(h, nullptr) << error;
+        return h;
+    }
+    // Loads blocks into an instance through its handler's load slot.
+    template <typename Handler>
+    void Settings(const Handler *h, LWInstance instance, const char *shortName, const std::string &blocks) {
+        TextStore text = TextStore::Text(std::string("BEGIN MARVEN_LABS_PLUGIN ") + shortName + "\nVERSION 1\n" + blocks +
+                                         "END MARVEN_LABS_PLUGIN " + shortName + "\n");
+        LWLoadState state = text.LoadState();
+        h->load(instance, &state);
+        ASSERT_TRUE(host.messages.empty()) << host.messages[0].line1 << " / " << host.messages[0].line2;
+    }
+    static std::string Number(const char *key, double v) {
+        char text[64];
+        std::snprintf(text, sizeof text, " VALUE %.17g\n", v);
+        return std::string(" BEGIN NUM ") + key + "\n" + text + " END\n";
+    }
+    static std::string Toggle(const char *key, bool on) {
+        return std::string(" BEGIN BUTTON ") + key + "\n  CHECKED " + (on ? "YES" : "NO") + "\n  HIGHLIGHTED " +
+               (on ? "YES" : "NO") + "\n END\n";
+    }
+};
