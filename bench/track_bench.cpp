@@ -55,4 +55,3 @@ BENCHMARK(Bake10000Frames)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 
-BENCHMARK_MAIN();
