@@ -190,7 +190,7 @@ bool RenderShaderPreview(const ShaderHandler *h, LWInstance instance, int width,
     out->width = width;
     out->height = height;
     out->rgba.assign(static_cast<size_t>(width) * height * 4, 255);
-    const Vec eye = {0, 0, -4}, light = {-0.5773502691896258, 0.5773502691896258, -0.5773502691896258};
+    const Vec eye = {0, 0, -5}, light = {-0.5773502691896258, 0.5773502691896258, -0.5773502691896258};
     const double halfTan = 1 / 3.2;  // the host's default zoom
     for (int y = 0; y < height; ++y)
         for (int x = 0; x < width; ++x) {

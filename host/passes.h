@@ -29,7 +29,7 @@ bool RunPixelFilter(const PixelFilterHandler *handler, LWInstance instance, Rgba
 bool RunImageFilter(const ImageFilterHandler *handler, LWInstance instance, RgbaImage *image, int frame,
                     double time, std::string *error);
 
-// A preview of a shader on a lit sphere, cast from a camera four units away:
+// A preview of a shader on a lit sphere, cast from a camera five units away:
 // each hit fills a shading spot as the host would, the shader changes it, and
 // the spot is lit; transparency shows a checkerboard behind.
 bool RenderShaderPreview(const ShaderHandler *handler, LWInstance instance, int width, int height, RgbaImage *out,

@@ -21,7 +21,7 @@ refuse() {  # refuse WHAT PATTERN COMMAND...: non-zero exit and one error line m
     fi
 }
 
-for sub in list settings describe bake; do check "$sub --help" "$vesk" "$sub" --help; done
+for sub in list settings describe bake filter displace shade; do check "$sub --help" "$vesk" "$sub" --help; done
 
 check "default settings" "$vesk" settings Track
 cp "$work/out" "$work/defaults"
@@ -50,6 +50,31 @@ for scene in nxng-experiments/planet.lws nxng-experiments/hnoize.lws nxng-experi
 done
 check "bake a real camera" "$vesk" bake "$real/nxng-experiments/planet.lws" Camera --density 0.5 -o "$work/planet.mot"
 check "bake a real object in parent coordinates" "$vesk" bake "$real/nxng-experiments/gus.lws" "body.lwo" --parent-coords -o "$work/gus.mot"
+
+# Filters over a render with alpha and depth; every output opens in ImageMagick.
+convert -size 64x48 xc:'rgb(40,90,160)' -alpha set -channel A -evaluate set 0 +channel \
+    -fill 'rgba(230,200,40,1)' -draw 'rectangle 20,15 40,30' "$work/render.png"
+{ printf 'Pf\n64 48\n-1\n'; for ((i = 0; i < 64 * 48; ++i)); do printf '\x00\x00\x20\x44'; done; } >"$work/depth.pfm"  # 640.0
+check "DropShadow over a render" "$vesk" filter DropShadow --in "$work/render.png" -o "$work/shadow.png"
+check "the shadowed render opens" identify "$work/shadow.png"
+check "Rayleigh with depth" "$vesk" filter Rayleigh --in "$work/render.png" --depth "$work/depth.pfm" -o "$work/fog.png"
+check "the fogged render opens" identify "$work/fog.png"
+check "Unveil preview" "$vesk" shade Unveil -o "$work/unveil.png"
+check "the preview opens" identify "$work/unveil.png"
+sphere=$shared/realdata/assimp/test/models/LWO/LWOB/sphere_with_mat_gloss_10pc.lwo
+printf 'LWSC\n1\nLoadObject %s\nObjectMotion (unnamed)\n  9\n  1\n  0 0 0 0 0 0 1 1 1\n  0 0 0 0 0\nEndBehavior 1\nPlugin DisplacementHandler 1 SuperQ\nBEGIN MARVEN_LABS_PLUGIN SuperQ\nVERSION 1\n BEGIN NUM XEXP\n VALUE 0.1\n END\nEND MARVEN_LABS_PLUGIN SuperQ\nEndPlugin\n' "$sphere" >"$work/boxy.lws"
+check "SuperQ on a real object" "$vesk" displace "$work/boxy.lws" sphere_with_mat_gloss_10pc.lwo -o "$work/boxy.obj"
+check "the OBJ parses: numbers on v lines, faces within range" awk '
+    $1 == "v" { if (NF != 4) exit 1; for (i = 2; i <= 4; ++i) if ($i !~ /^-?[0-9.e+-]+$/) exit 1; ++v }
+    $1 == "f" { if (NF < 4) exit 1; for (i = 2; i <= NF; ++i) if ($i < 1 || $i > v) exit 1; ++f }
+    END { exit !(v > 0 && f > 0) }' "$work/boxy.obj"
+refuse "a filter that is not one" "Track is not a pixel or image filter" "$vesk" filter Track --in "$work/render.png" -o "$work/x.png"
+refuse "an unreadable image" "not a readable PNG image" "$vesk" filter DropShadow --in "$work/depth.pfm" -o "$work/x.png"
+printf 'Pf\n2 2\n-1\n\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0' >"$work/small.pfm"
+refuse "mismatched depth" "the depth is 2x2, the image 64x48" "$vesk" filter Rayleigh --in "$work/render.png" --depth "$work/small.pfm" -o "$work/x.png"
+[ ! -e "$work/x.png" ] && passed=$((passed + 1)) || { failed=$((failed + 1)); echo "FAIL: a failed filter wrote a file"; }
+printf 'LWSC\n1\nLoadObject /nowhere/ghost.lwo\n' >"$work/ghost.lws"
+refuse "an object without points" "ghost.lwo has no points" "$vesk" displace "$work/ghost.lws" ghost.lwo -o "$work/x.obj"
 
 refuse "unknown plug-in" "no plug-in named 'Nope'" "$vesk" settings Nope
 refuse "missing settings file" "missing.txt: cannot be read" "$vesk" settings Track "$work/missing.txt"

@@ -5,7 +5,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <algorithm>
 #include <functional>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -14,8 +16,10 @@
 #include "host/embedded_host.h"
 #include "host/module_loader.h"
 #include "host/pe_image.h"
+#include "host/passes.h"
 #include "host/scene_file.h"
 #include "module/lifecycle.h"
+#include "tools/image_files.h"
 
 extern "C" ModuleDescriptor _mod_descrip;
 
@@ -31,6 +35,9 @@ const char *kUsage =
     "  settings   a plug-in's settings text, optionally after loading a settings file\n"
     "  describe   every plug-in instance of a scene with its description line\n"
     "  bake       an item's final motion written as a motion file\n"
+    "  filter     a pixel or image filter run over a rendered image\n"
+    "  displace   an object's points after its displacement plug-ins, as an OBJ file\n"
+    "  shade      a shader's preview on a lit sphere\n"
     "\n"
     "vesk COMMAND --help tells more of one command.\n";
 
@@ -113,39 +120,53 @@ const void *FindHandler(Session &s, const std::string &name, std::string *classN
     return nullptr;
 }
 
+// An instance of a plug-in by name, created as the host creates it (item
+// motion and displacement for no item), with FILE loaded as its panel's load
+// button does; null with the reason.
+struct NewInstance {
+    const void *handler = nullptr;
+    std::string className;
+    LWInstance instance = nullptr;
+};
+
+bool CreateInstance(Session &s, const std::string &name, const std::string &settingsFile, NewInstance *out,
+                    std::string *error) {
+    out->handler = FindHandler(s, name, &out->className, error);
+    if (!out->handler) return false;
+    if (!settingsFile.empty() && access(settingsFile.c_str(), R_OK) != 0) return *error = settingsFile + ": cannot be read", false;
+    // Every class's record begins with create, destroy, copy, load and save.
+    LWError failure = nullptr;
+    bool forItem = out->className == "ItemMotionHandler" || out->className == "DisplacementHandler";
+    out->instance = forItem ? static_cast<const ItemMotionHandler *>(out->handler)->create(&failure, nullptr)
+                            : static_cast<const ShaderHandler *>(out->handler)->create(&failure);
+    if (!out->instance) return *error = name + ": " + (failure ? failure : "could not be created"), false;
+    if (!settingsFile.empty()) {
+        s.host.fileAnswers.push_back({1, settingsFile});
+        PanelLoadButton(static_cast<PluginInstance *>(out->instance)->panel, false);
+    }
+    return true;
+}
+
+void Destroy(const NewInstance &n) { static_cast<const ShaderHandler *>(n.handler)->destroy(n.instance); }
+
 int Settings(const std::vector<std::string> &args) {
     if (args.empty() || args.size() > 2) return Fail("settings: give a plug-in and at most one file");
     Session s;
     if (!s.ready) return Fail(s.error);
-    std::string className, error;
-    const void *handler = FindHandler(s, args[0], &className, &error);
-    if (!handler) return Fail(error);
-    if (args.size() == 2 && access(args[1].c_str(), R_OK) != 0) return Fail(args[1] + ": cannot be read");
-
-    // Every class's record starts with create, destroy, copy, load and save;
-    // item motion and displacement create for an item (none here).
-    LWError failure = nullptr;
-    LWInstance instance = nullptr;
-    bool forItem = className == "ItemMotionHandler" || className == "DisplacementHandler";
-    if (forItem)
-        instance = static_cast<const ItemMotionHandler *>(handler)->create(&failure, nullptr);
-    else
-        instance = static_cast<const ShaderHandler *>(handler)->create(&failure);
-    if (!instance) {
+    NewInstance made;
+    std::string error;
+    if (!CreateInstance(s, args[0], args.size() == 2 ? args[1] : "", &made, &error)) {
         s.PrintMessages();
-        return Fail(args[0] + ": " + (failure ? failure : "could not be created"));
+        return Fail(error);
     }
-    auto *common = static_cast<const ShaderHandler *>(handler);
-    if (args.size() == 2) {
-        // As the panel's load button does it: the host's requester answers with the file.
-        s.host.fileAnswers.push_back({1, args[1]});
-        PanelLoadButton(static_cast<PluginInstance *>(instance)->panel, false);
-    }
+    const std::string &className = made.className;
+    const void *handler = made.handler;
+    LWInstance instance = made.instance;
     std::vector<std::string> lines;
     LWSaveState save = {LWIO_SCENE, &lines, [](void *d, char *buf, int) {
                             static_cast<std::vector<std::string> *>(d)->push_back(buf);
                         }};
-    LWError saveError = common->save(instance, &save);
+    LWError saveError = static_cast<const ShaderHandler *>(handler)->save(instance, &save);
     const char *description = nullptr;
     if (className == "ItemMotionHandler") description = static_cast<const ItemMotionHandler *>(handler)->descln(instance);
     if (className == "DisplacementHandler") description = static_cast<const DisplacementHandler *>(handler)->descln(instance);
@@ -157,7 +178,77 @@ int Settings(const std::vector<std::string> &args) {
     if (saveError) std::printf("save error: %s\n", saveError);
     // Each write is one line of the host's file (the saved-date line brings a line end of its own).
     for (const std::string &l : lines) std::printf("%s\n", l.c_str());
-    common->destroy(instance);
+    Destroy(made);
+    return 0;
+}
+
+// Options of the form --name VALUE and -o VALUE; the rest are positional.
+bool Options(const std::vector<std::string> &args, const std::vector<std::string> &names,
+             std::vector<std::string> *positional, std::vector<std::string> *values, std::string *error) {
+    values->assign(names.size(), "");
+    for (size_t i = 0; i < args.size(); ++i) {
+        auto known = std::find(names.begin(), names.end(), args[i]);
+        if (known != names.end()) {
+            if (i + 1 >= args.size()) return *error = args[i] + " needs a value", false;
+            (*values)[known - names.begin()] = args[++i];
+        } else if (args[i].size() > 1 && args[i][0] == '-') {
+            return *error = "unknown option '" + args[i] + "'", false;
+        } else {
+            positional->push_back(args[i]);
+        }
+    }
+    return true;
+}
+
+int Filter(const std::vector<std::string> &args) {
+    std::vector<std::string> positional, v;
+    std::string error;
+    if (!Options(args, {"--settings", "--in", "--depth", "--frame", "-o"}, &positional, &v, &error))
+        return Fail("filter: " + error);
+    if (positional.size() != 1 || v[1].empty() || v[4].empty()) return Fail("filter: give a filter, --in IMAGE.png and -o OUT.png");
+    RgbaImage image;
+    if (!ReadPng(v[1], &image, &error) || (!v[2].empty() && !ReadDepthPfm(v[2], &image, &error))) return Fail(error);
+    Session s;
+    if (!s.ready) return Fail(s.error);
+    s.host.scene.frameWidth = image.width;
+    s.host.scene.frameHeight = image.height;
+    int frame = v[3].empty() ? 0 : std::atoi(v[3].c_str());
+    double time = frame / s.host.scene.framesPerSecond;
+    NewInstance made;
+    if (!CreateInstance(s, positional[0], v[0], &made, &error)) return Fail(error);
+    bool ok = false;
+    if (made.className == "PixelFilterHandler")
+        ok = RunPixelFilter(static_cast<const PixelFilterHandler *>(made.handler), made.instance, &image, frame, time, &error);
+    else if (made.className == "ImageFilterHandler")
+        ok = RunImageFilter(static_cast<const ImageFilterHandler *>(made.handler), made.instance, &image, frame, time, &error);
+    else
+        error = positional[0] + " is not a pixel or image filter";
+    s.PrintMessages();
+    Destroy(made);
+    if (!ok || !WritePng(v[4], image, &error)) return Fail(error);
+    std::printf("wrote %dx%d to %s\n", image.width, image.height, v[4].c_str());
+    return 0;
+}
+
+int Shade(const std::vector<std::string> &args) {
+    std::vector<std::string> positional, v;
+    std::string error;
+    if (!Options(args, {"--settings", "-o", "--size"}, &positional, &v, &error)) return Fail("shade: " + error);
+    if (positional.size() != 1 || v[1].empty()) return Fail("shade: give a shader and -o OUT.png");
+    int size = v[2].empty() ? 256 : std::atoi(v[2].c_str());
+    if (size < 8 || size > 4096) return Fail("shade: --size is from 8 to 4096 pixels");
+    Session s;
+    if (!s.ready) return Fail(s.error);
+    NewInstance made;
+    if (!CreateInstance(s, positional[0], v[0], &made, &error)) return Fail(error);
+    RgbaImage image;
+    bool ok = made.className == "ShaderHandler"
+                  ? RenderShaderPreview(static_cast<const ShaderHandler *>(made.handler), made.instance, size, size, &image, &error)
+                  : (error = positional[0] + " is not a shader", false);
+    s.PrintMessages();
+    Destroy(made);
+    if (!ok || !WritePng(v[1], image, &error)) return Fail(error);
+    std::printf("wrote a %dx%d preview of %s to %s\n", size, size, positional[0].c_str(), v[1].c_str());
     return 0;
 }
 
@@ -262,6 +353,42 @@ int Bake(const std::vector<std::string> &args) {
     return 0;
 }
 
+int Displace(const std::vector<std::string> &args) {
+    std::vector<std::string> positional, v;
+    std::string error;
+    if (!Options(args, {"--frame", "-o"}, &positional, &v, &error)) return Fail("displace: " + error);
+    if (positional.size() != 2 || v[1].empty()) return Fail("displace: give a scene, an object and -o OUT.obj");
+    Session s;
+    int status = 0;
+    if (!LoadScene(s, positional[0], &status)) return status;
+    Scene &scene = s.host.scene;
+    Item *object = nullptr;
+    for (auto &item : scene.objects)
+        if (!object && (scene.ShownName(*item) == positional[1] || item->name == positional[1])) object = item.get();
+    if (!object) return Fail(positional[0] + ": no object named '" + positional[1] + "'");
+    if (object->geometry.points.empty())
+        return Fail(positional[1] + " has no points (its object file " + object->filename + " could not be read)");
+    int frame = v[0].empty() ? 0 : std::atoi(v[0].c_str());
+    auto points = DisplacedPoints(s.host, *object, frame / scene.framesPerSecond, &error);
+    if (!error.empty()) return Fail(error);
+    std::ostringstream obj;
+    obj << "# " << positional[1] << " at frame " << frame << ", displaced by vesk\n";
+    char line[128];
+    for (const auto &p : points) {
+        std::snprintf(line, sizeof line, "v %.9g %.9g %.9g\n", p[0], p[1], p[2]);
+        obj << line;
+    }
+    for (const auto &polygon : object->geometry.polygons) {
+        obj << "f";
+        for (int i : polygon) obj << " " << i + 1;
+        obj << "\n";
+    }
+    s.PrintMessages();
+    if (!WriteWhole(v[1], obj.str(), &error)) return Fail(error);
+    std::printf("wrote %zu points and %zu polygons to %s\n", points.size(), object->geometry.polygons.size(), v[1].c_str());
+    return 0;
+}
+
 const Command kCommands[] = {
     {"list",
      "usage: vesk list [--module FILE]\n"
@@ -299,6 +426,32 @@ const Command kCommands[] = {
      "                    its world placement (only for items with a parent)\n"
      "  -o FILE           where to write (default: ITEM.mot)\n",
      Bake},
+    {"filter",
+     "usage: vesk filter PLUGIN [--settings FILE] --in IMAGE.png [--depth DEPTH.pfm] [--frame N] -o OUT.png\n"
+     "\n"
+     "Runs a pixel filter (per pixel, with depth) or an image filter (per frame)\n"
+     "over a rendered image, as the host would after rendering frame N.\n"
+     "\n"
+     "  --settings FILE  settings to load first, as the panel's load button would\n"
+     "  --in IMAGE.png   the render: an RGBA PNG (alpha is the render's coverage)\n"
+     "  --depth FILE     its depth: a single-channel float PFM (Pf) of the same size;\n"
+     "                   without it every pixel lies far away\n"
+     "  --frame N        the frame being filtered (default 0), at 30 frames a second\n"
+     "  -o OUT.png       where to write\n",
+     Filter},
+    {"displace",
+     "usage: vesk displace SCENE OBJECT [--frame N] -o OUT.obj\n"
+     "\n"
+     "Moves the object's points through its displacement plug-ins at frame N and\n"
+     "writes them with its polygons as a Wavefront OBJ. The object file is looked\n"
+     "for where the scene names it, then beside the scene.\n",
+     Displace},
+    {"shade",
+     "usage: vesk shade SHADER [--settings FILE] [--size N] -o OUT.png\n"
+     "\n"
+     "Renders the shader on a lit sphere four units from the camera (the default\n"
+     "lens), over a checkerboard that shows through where it is transparent.\n",
+     Shade},
 };
 
 }  // namespace

@@ -1,0 +1,102 @@
+#include "tools/image_files.h"
+
+#include <png.h>
+
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+bool WriteWhole(const std::string &path, const std::string &bytes, std::string *error) {
+    std::string temporary = path + ".part";
+    {
+        std::ofstream out(temporary, std::ios::binary);
+        if (!out || !out.write(bytes.data(), static_cast<std::streamsize>(bytes.size())) || !out.flush()) {
+            std::remove(temporary.c_str());
+            return *error = path + ": cannot be written", false;
+        }
+    }
+    if (std::rename(temporary.c_str(), path.c_str()) != 0) {
+        std::remove(temporary.c_str());
+        return *error = path + ": cannot be written", false;
+    }
+    return true;
+}
+
+bool ReadPng(const std::string &path, RgbaImage *image, std::string *error) {
+    png_image png;
+    std::memset(&png, 0, sizeof png);
+    png.version = PNG_IMAGE_VERSION;
+    if (!png_image_begin_read_from_file(&png, path.c_str()))
+        return *error = path + ": not a readable PNG image (" + png.message + ")", false;
+    png.format = PNG_FORMAT_RGBA;
+    image->width = static_cast<int>(png.width);
+    image->height = static_cast<int>(png.height);
+    image->rgba.assign(PNG_IMAGE_SIZE(png), 0);
+    if (!png_image_finish_read(&png, nullptr, image->rgba.data(), 0, nullptr)) {
+        png_image_free(&png);
+        return *error = path + ": " + png.message, false;
+    }
+    return true;
+}
+
+bool WritePng(const std::string &path, const RgbaImage &image, std::string *error) {
+    png_image png;
+    std::memset(&png, 0, sizeof png);
+    png.version = PNG_IMAGE_VERSION;
+    png.width = static_cast<png_uint_32>(image.width);
+    png.height = static_cast<png_uint_32>(image.height);
+    png.format = PNG_FORMAT_RGBA;
+    png_alloc_size_t size = 0;
+    if (!png_image_write_get_memory_size(png, size, 0, image.rgba.data(), 0, nullptr))
+        return *error = path + ": " + png.message, false;
+    std::string bytes(size, '\0');
+    if (!png_image_write_to_memory(&png, bytes.data(), &size, 0, image.rgba.data(), 0, nullptr))
+        return *error = path + ": " + png.message, false;
+    bytes.resize(size);
+    return WriteWhole(path, bytes, error);
+}
+
+bool ReadDepthPfm(const std::string &path, RgbaImage *image, std::string *error) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) return *error = path + ": cannot be read", false;
+    std::string magic;
+    int w = 0, h = 0;
+    double scale = 0;
+    if (!(in >> magic >> w >> h >> scale) || magic != "Pf" || w <= 0 || h <= 0 || scale == 0)
+        return *error = path + ": not a single-channel PFM depth image", false;
+    in.get();  // the one white-space character before the data
+    if (w != image->width || h != image->height)
+        return *error = path + ": the depth is " + std::to_string(w) + "x" + std::to_string(h) + ", the image " +
+                        std::to_string(image->width) + "x" + std::to_string(image->height),
+               false;
+    std::vector<unsigned char> bytes(static_cast<size_t>(w) * h * 4);
+    if (!in.read(reinterpret_cast<char *>(bytes.data()), static_cast<std::streamsize>(bytes.size())))
+        return *error = path + ": the depth data is cut short", false;
+    bool little = scale < 0;
+    image->depth.resize(static_cast<size_t>(w) * h);
+    for (int row = 0; row < h; ++row)
+        for (int x = 0; x < w; ++x) {
+            const unsigned char *b = &bytes[(static_cast<size_t>(row) * w + x) * 4];
+            uint32_t bits = little ? (b[0] | b[1] << 8 | b[2] << 16 | static_cast<uint32_t>(b[3]) << 24)
+                                   : (b[3] | b[2] << 8 | b[1] << 16 | static_cast<uint32_t>(b[0]) << 24);
+            float v;
+            std::memcpy(&v, &bits, 4);
+            image->depth[static_cast<size_t>(h - 1 - row) * w + x] = v;  // bottom row first
+        }
+    return true;
+}
+
+bool WriteDepthPfm(const std::string &path, const RgbaImage &image, std::string *error) {
+    std::ostringstream out;
+    out << "Pf\n" << image.width << " " << image.height << "\n-1\n";
+    for (int row = image.height - 1; row >= 0; --row)
+        for (int x = 0; x < image.width; ++x) {
+            float v = image.depth[static_cast<size_t>(row) * image.width + x];
+            uint32_t bits;
+            std::memcpy(&bits, &v, 4);
+            for (int i = 0; i < 4; ++i) out.put(static_cast<char>(bits >> (8 * i)));
+        }
+    return WriteWhole(path, out.str(), error);
+}

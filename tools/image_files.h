@@ -1,0 +1,18 @@
+// Image files for the vesk command: 8-bit RGBA PNG through libpng, and depth as
+// a single-channel 32-bit float PFM ("Pf", the Portable Float Map that
+// ImageMagick, GIMP and netpbm read and write; rows bottom up, as that format
+// stores them). Writes go to a temporary file renamed into place, so a failed
+// write leaves nothing half-written.
+#pragma once
+
+#include <string>
+
+#include "host/passes.h"
+
+bool ReadPng(const std::string &path, RgbaImage *image, std::string *error);
+bool WritePng(const std::string &path, const RgbaImage &image, std::string *error);
+// Depth of the same size as the image, into image->depth.
+bool ReadDepthPfm(const std::string &path, RgbaImage *image, std::string *error);
+bool WriteDepthPfm(const std::string &path, const RgbaImage &image, std::string *error);
+// Writes text through a temporary file renamed into place.
+bool WriteWhole(const std::string &path, const std::string &bytes, std::string *error);
