@@ -3,6 +3,7 @@
 #include <cmath>
 #include <random>
 
+#include "controls/plugin_instance.h"
 #include "dropshadow_reference.h"
 #include "host/passes.h"
 #include "plugin_harness.h"
@@ -87,6 +88,10 @@ TEST_F(Rayleigh, AnimatedFalloffsStopAtAThousandth) {
     EXPECT_STREQ(h->descln(fog), "Rayleigh");
     Settings(h, fog, "Rayleigh", Toggle("DISABLE", true));
     EXPECT_STREQ(h->descln(fog), "Rayleigh: Disabled");
+    auto *p = static_cast<PluginInstance *>(fog);
+    p->panel->afterLoad(p);  // as the window does when it opens
+    for (const char *key : {"NOFOG", "COLOR", "BLENGTH", "ALPHA"}) EXPECT_TRUE(FindControl(p->panel, key)->ghosted) << key;
+    EXPECT_FALSE(FindControl(p->panel, "DISABLE")->ghosted);
     EXPECT_EQ(Pixel(5000), (std::array<int, 4>{100, 150, 200, 128}));
 }
 
@@ -174,6 +179,14 @@ TEST_F(DropShadow, DocumentedCases) {
     none.opacity = 0;
     EXPECT_EQ(Run(image, w, hgt, none), image) << "opacity 0 leaves the frame unchanged";
     EXPECT_STREQ(h->descln(shadow), "Drop Shadow");
+
+    // Past 20 pixels the radius stops growing: on 200 pixels softness 2 and 1.8
+    // both ask for more than 20 (24 and 21).
+    auto noisy = RandomImage(200, 200, 99);
+    ShadowSettings wide{.softness = 2}, wider{.softness = 1.8};
+    EXPECT_EQ(Run(noisy, 200, 200, wide), Run(noisy, 200, 200, wider));
+    ShadowSettings inside{.softness = 1.5};  // 18: still growing
+    EXPECT_NE(Run(noisy, 200, 200, inside), Run(noisy, 200, 200, wide));
 
     // An opaque frame edge: the border pixels see samples outside, which count but add nothing.
     std::vector<unsigned char> band(w * hgt * 4, 255);
