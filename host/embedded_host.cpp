@@ -425,21 +425,11 @@ const void *EmbeddedHost::Handler(const char *className, const std::string &serv
     return handlers_.emplace(key, std::move(record)).first->second.data();
 }
 
-LWInstance EmbeddedHost::AddDisplacementPlugin(Item &object, const std::string &server, std::string *error) {
-    auto *handler = static_cast<const DisplacementHandler *>(Handler("DisplacementHandler", server, error));
-    if (!handler) return nullptr;
-    LWError failure = nullptr;
-    LWInstance instance = handler->create(&failure, IdOf(&object));
-    if (!instance) {
-        *error = failure ? failure : server + " could not be created";
-        return nullptr;
-    }
-    object.displacementPlugins.push_back({server, handler, instance});
-    return instance;
-}
-
-LWInstance EmbeddedHost::AddMotionPlugin(Item &item, const std::string &server, std::string *error) {
-    auto *handler = static_cast<const ItemMotionHandler *>(Handler("ItemMotionHandler", server, error));
+// Activates the class's handler once and creates the instance for the item.
+template <typename Handler, typename Use>
+LWInstance AddPlugin(EmbeddedHost &host, const char *className, Item &item, std::vector<Use> &uses,
+                     const std::string &server, std::string *error) {
+    auto *handler = static_cast<const Handler *>(host.Handler(className, server, error));
     if (!handler) return nullptr;
     LWError failure = nullptr;
     LWInstance instance = handler->create(&failure, IdOf(&item));
@@ -447,8 +437,16 @@ LWInstance EmbeddedHost::AddMotionPlugin(Item &item, const std::string &server, 
         *error = failure ? failure : server + " could not be created";
         return nullptr;
     }
-    item.motionPlugins.push_back({server, handler, instance});
+    uses.push_back({server, handler, instance});
     return instance;
+}
+
+LWInstance EmbeddedHost::AddDisplacementPlugin(Item &object, const std::string &server, std::string *error) {
+    return AddPlugin<DisplacementHandler>(*this, "DisplacementHandler", object, object.displacementPlugins, server, error);
+}
+
+LWInstance EmbeddedHost::AddMotionPlugin(Item &item, const std::string &server, std::string *error) {
+    return AddPlugin<ItemMotionHandler>(*this, "ItemMotionHandler", item, item.motionPlugins, server, error);
 }
 
 EmbeddedHost &EmbeddedHost::Active() { return *activeHost; }

@@ -153,15 +153,8 @@ const char *Describe(LWInstance instance) {
     return ToggleIsOn(Control<ButtonControl>(p, kDisable)) ? "Drop Shadow: Disabled" : "Drop Shadow";
 }
 
-const LWItemID *ItemsUsed(LWInstance instance) {
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
-    if (!p) return nullptr;
-    CollectUsedItems(p);
-    return UsedItemsBuffer();
-}
-
 const ImageFilterHandler kHandler = {Create,   SharedDestroy, SharedCopyNoItem, SharedLoad, SharedSave,
-                                     ImageFilterProcess, Flags, Describe,       ItemsUsed,  SharedChangeID};
+                                     ImageFilterProcess, Flags, Describe,       SharedItemsUsed,  SharedChangeID};
 
 }  // namespace
 

@@ -105,16 +105,9 @@ const char *Describe(LWInstance instance) {
     return Disabled(p) ? "Rayleigh: Disabled" : "Rayleigh";
 }
 
-const LWItemID *ItemsUsed(LWInstance instance) {
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
-    if (!p) return nullptr;
-    CollectUsedItems(p);
-    return UsedItemsBuffer();
-}
-
 const PixelFilterHandler kHandler = {Create,         SharedDestroy,      SharedCopyNoItem,    SharedLoad, SharedSave,
                                      PixelFilterInit, Cleanup,           PixelFilterNewTime,  PixelFilterEvaluate,
-                                     Flags,          Describe,           ItemsUsed,           SharedChangeID};
+                                     Flags,          Describe,           SharedItemsUsed,           SharedChangeID};
 
 }  // namespace
 

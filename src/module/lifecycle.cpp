@@ -171,6 +171,12 @@ const LWItemID *AppendOwnerAncestry(PluginInstance *instance, int count) {
 
 const LWItemID *UsedItemsBuffer() { return usedItems; }
 
+const LWItemID *SharedItemsUsed(LWInstance instance) {
+    if (!instance) return nullptr;
+    CollectUsedItems(InstanceOf(instance));
+    return usedItems;
+}
+
 LWError PixelFilterInit(LWInstance instance) {
     if (!instance) return "Instance was NULL in pixel filter init";
     PluginInstance *p = InstanceOf(instance);

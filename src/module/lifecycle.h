@@ -21,6 +21,9 @@ void SharedChangeID(LWInstance instance, const LWItemID *pairs);
 int CollectUsedItems(PluginInstance *instance);
 const LWItemID *AppendOwnerAncestry(PluginInstance *instance, int count);
 const LWItemID *UsedItemsBuffer();
+// Items used by an instance that belongs to no item (shaders, filters): what
+// its controls refer to, nothing more.
+const LWItemID *SharedItemsUsed(LWInstance instance);
 
 // Shows a load error as the host's error box with the line it stopped at.
 void ShowLoadError(LWError error);

@@ -59,16 +59,9 @@ void Evaluate(LWInstance instance, ShaderAccess *spot) {
 unsigned Flags(LWInstance) { return LWSHF_TRANSP; }
 const char *Describe(LWInstance) { return "Unveil"; }
 
-const LWItemID *ItemsUsed(LWInstance instance) {
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
-    if (!p) return nullptr;
-    CollectUsedItems(p);
-    return UsedItemsBuffer();
-}
-
 const ShaderHandler kHandler = {Create,  SharedDestroy, SharedCopyNoItem, SharedLoad, SharedSave,
                                 Init,    Cleanup,       NewTime,          Evaluate,   Flags,
-                                Describe, ItemsUsed,    SharedChangeID};
+                                Describe, SharedItemsUsed,    SharedChangeID};
 
 }  // namespace
 
