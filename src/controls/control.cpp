@@ -65,6 +65,9 @@ Panel *NewPanel(const char *name, PluginInstance *instance, int width, int heigh
     CopyText(panel->title, sizeof panel->title, name);
     CopyText(panel->shortName, sizeof panel->shortName, name);
     panel->version = 1.0;
+    panel->acceptLabel = "Continue";
+    panel->cancelLabel = "Cancel";
+    panel->fileButtons = 1;
     panel->instance = instance;
     panel->width = width;
     panel->height = height;

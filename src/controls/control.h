@@ -81,6 +81,14 @@ struct Panel {
     int pendingUpdate;
     double currentTime;
     int memoryIndicator;  // the settings-memory button shows lit
+    // The window's own buttons and how it was left.
+    const char *acceptLabel;
+    const char *cancelLabel;
+    int cancelled;                   // on while open; the accept button clears it
+    int fileButtons;                 // the load and save buttons are shown
+    void (*windowOpened)(Panel *);   // after the controls have their windows
+    void (*followUp)(Panel *);       // after the window is gone
+    void *window;                    // the open window's own state
 };
 
 // Header defaults of a new record: placement -1, key "BAD_ID!", kind 99, copy
