@@ -75,11 +75,11 @@ inline SourceImage TitleStrip(int width, int height, const std::string &text, in
 }
 
 // The collection's own title, shown by the dialogs of the toolkit.
-inline SourceImage CollectionTitle() { return TitleStrip(240, 40, "VESK", 4, 12, {70, 40, 110}, {20, 10, 40}); }
+inline SourceImage CollectionTitle() { return TitleStrip(96, 24, "VESK", 3, 6, {70, 40, 110}, {20, 10, 40}); }
 
 // A plug-in's strip across the top of its panel.
 inline SourceImage PluginStrip(const std::string &name) {
-    return TitleStrip(200, 40, name, 3, 10, {40, 60, 110}, {10, 20, 45});
+    return TitleStrip(200, 24, name, 2, 8, {40, 60, 110}, {10, 20, 45});
 }
 
 }  // namespace artwork
