@@ -32,6 +32,7 @@ struct RadioControl {
     int selection;
     char choices[kRadioChoices][kRadioChoiceSize];
     int rowSpacing;
+    int dotsOnly;  // the options' texts are shown by other controls beside them
     void (*opened)(RadioControl *);
     void (*closed)(RadioControl *);
 };

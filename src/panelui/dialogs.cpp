@@ -78,6 +78,15 @@ const char *const kModeLabels[] = {"Fixed Value",
                                    "Linear Change Over Time",
                                    nullptr};
 
+// The dialog's fields sit left of the mode choices: narrower, with no
+// advanced button of their own.
+void ItemBesideChoices(void *control) { static_cast<ItemControl *>(control)->width = 190; }
+void DialogNumber(void *control) {
+    auto *n = static_cast<NumericControl *>(control);
+    n->width = 62;
+    n->hasAdvancedButton = 0;
+}
+
 // ---- item selection ----
 
 enum { kType, kSort, kSortB, kClear, kObjectsText, kLightsText, kBonesText, kCamerasText, kList, kSelectControls };
@@ -115,13 +124,6 @@ void FillList() {
     for (size_t e = 0; e < shown.size(); ++e) {
         CopyText(list->entries[e], kListboxEntrySize, names[shown[e]].c_str());
         list->selected[e] = selection.selected[kind][shown[e]];
-    }
-    const int texts[kKinds] = {kObjectsText, kLightsText, kBonesText, kCamerasText};
-    for (int k = 0; k < kKinds; ++k) {
-        char line[64];
-        long count = std::count(selection.selected[k].begin(), selection.selected[k].end(), 1);
-        std::snprintf(line, sizeof line, "%ld of %zu", count, selection.items[k].size());
-        SetText(Control<TextControl>(d, texts[k]), line);
     }
     RedrawControl(&list->record, kDrawAll);
 }
@@ -175,16 +177,19 @@ bool OpenAdvancedDefinition(NumericControl *control, bool modifier) {
     const ControlSpec table[kAdvancedControls] = {
         {.key = "IGNORE1", .kind = ControlSpecKind::Radio, .x = 210, .y = 30, .value = 0, .choices = kModeLabels,
          .changed = RecomputeReport},
-        {.key = "Obj1", .kind = ControlSpecKind::Item, .x = 12, .y = 60, .label = "Reference Object:", .changed = RecomputeReport},
-        {.key = "Obj2", .kind = ControlSpecKind::Item, .x = 12, .y = 110, .label = "Second Object:", .changed = RecomputeReport},
-        {.key = "BASE", .kind = ControlSpecKind::Numeric, .x = 118, .y = 160, .label = "Frame 1 Base Value:",
-         .changed = RecomputeReport},
-        {.key = "linear", .kind = ControlSpecKind::Numeric, .x = 118, .y = 185, .label = "Change per Frame:",
-         .changed = RecomputeReport},
+        {.key = "Obj1", .kind = ControlSpecKind::Item, .x = 12, .y = 60, .label = "Reference Object:",
+         .changed = RecomputeReport, .setup = ItemBesideChoices},
+        {.key = "Obj2", .kind = ControlSpecKind::Item, .x = 12, .y = 110, .label = "Second Object:",
+         .changed = RecomputeReport, .setup = ItemBesideChoices},
+        {.key = "BASE", .kind = ControlSpecKind::Numeric, .x = 124, .y = 160, .label = "Frame 1 Base Value:",
+         .changed = RecomputeReport, .setup = DialogNumber},
+        {.key = "linear", .kind = ControlSpecKind::Numeric, .x = 124, .y = 185, .label = "Change per Frame:",
+         .changed = RecomputeReport, .setup = DialogNumber},
         {.key = "IGNORE2", .kind = ControlSpecKind::Text, .x = 300, .y = 260},
         {.key = "GRAPH", .kind = ControlSpecKind::Graph, .x = 75, .y = 280},
-        {.key = "LOWGRAPH", .kind = ControlSpecKind::Integer, .x = 52, .y = 420, .value = 0, .changed = RecomputeReport},
-        {.key = "HIGHGRAPH", .kind = ControlSpecKind::Integer, .x = 502, .y = 418, .value = 250,
+        {.key = "LOWGRAPH", .kind = ControlSpecKind::Integer, .x = 52, .y = 420, .label = "From", .value = 0,
+         .changed = RecomputeReport},
+        {.key = "HIGHGRAPH", .kind = ControlSpecKind::Integer, .x = 502, .y = 418, .label = "To", .value = 250,
          .changed = RecomputeReport},
         {.key = "IGNORE3", .kind = ControlSpecKind::Text, .x = 290, .y = 205, .label = clipped[0] ? lowText : ""},
         {.key = "IGNORE4", .kind = ControlSpecKind::Text, .x = 290, .y = 227, .label = clipped[1] ? highText : ""},
@@ -197,6 +202,7 @@ bool OpenAdvancedDefinition(NumericControl *control, bool modifier) {
     advanced = {control, d};
     NumericControl *work = Control<NumericControl>(d, kBase);
     control->record.copy(&control->record, &work->record);
+    DialogNumber(work);  // the copy brought the original's field shape along
     Control<NumericControl>(d, kLinearField)->value = control->changePerFrame;
     Control<RadioControl>(d, kModeChoice)->selection = control->mode;
     for (int i = 0; i < 2; ++i)
@@ -206,7 +212,9 @@ bool OpenAdvancedDefinition(NumericControl *control, bool modifier) {
     if (accepted) {
         RecomputeReport(nullptr);
         int mode = work->mode;
+        int width = control->width, button = control->hasAdvancedButton;
         work->record.copy(&work->record, &control->record);
+        control->width = width, control->hasAdvancedButton = button;
         // What the dialog's item fields hold is what finds the items again later.
         for (int i = 0; i < 2; ++i) {
             control->ref[i].name[0] = 0;
@@ -230,7 +238,8 @@ bool OpenItemSelection(ItemControl *control) {
     static const char *const kinds[] = {"Objects", "Lights", "Bones", "Cameras", nullptr};
     static const char *const orders[] = {"LightWave Order", "Sorted By Name", nullptr};
     const ControlSpec table[kSelectControls] = {
-        {.key = "TYPE", .kind = ControlSpecKind::Radio, .x = 475, .y = 70, .choices = kinds, .changed = SelectionChanged},
+        {.key = "TYPE", .kind = ControlSpecKind::Radio, .x = 475, .y = 70, .choices = kinds, .changed = SelectionChanged,
+         .setup = [](void *r) { static_cast<RadioControl *>(r)->dotsOnly = 1; }},
         {.key = "SORT", .kind = ControlSpecKind::Radio, .x = 145, .y = 326, .choices = orders, .changed = SelectionChanged},
         {.key = "SORTB", .kind = ControlSpecKind::Radio, .x = 360, .y = 326, .choices = orders, .changed = SelectionChanged},
         {.key = "CLEARBUTTON", .kind = ControlSpecKind::Button, .x = 412, .y = 175, .label = "Clear all Selections",
@@ -240,10 +249,11 @@ bool OpenItemSelection(ItemControl *control) {
              button->width = 130;
              button->click = ClearSelections;
          }},
-        {.key = "OTEXT", .kind = ControlSpecKind::Text, .x = 505, .y = 72},
-        {.key = "LTEXT", .kind = ControlSpecKind::Text, .x = 505, .y = 90},
-        {.key = "BTEXT", .kind = ControlSpecKind::Text, .x = 505, .y = 108},
-        {.key = "CTEXT", .kind = ControlSpecKind::Text, .x = 505, .y = 126},
+        // The kinds' names stand beside the choices' dots.
+        {.key = "OTEXT", .kind = ControlSpecKind::Text, .x = 505, .y = 72, .label = "Objects"},
+        {.key = "LTEXT", .kind = ControlSpecKind::Text, .x = 505, .y = 90, .label = "Lights"},
+        {.key = "BTEXT", .kind = ControlSpecKind::Text, .x = 505, .y = 108, .label = "Bones"},
+        {.key = "CTEXT", .kind = ControlSpecKind::Text, .x = 505, .y = 126, .label = "Cameras"},
         {.key = "ITEM", .kind = ControlSpecKind::Listbox, .x = 20, .y = 30, .changed = SelectionChanged},
     };
     LWError err = nullptr;

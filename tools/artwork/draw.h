@@ -79,7 +79,7 @@ inline SourceImage CollectionTitle() { return TitleStrip(96, 24, "VESK", 3, 6, {
 
 // A plug-in's strip across the top of its panel.
 inline SourceImage PluginStrip(const std::string &name) {
-    return TitleStrip(200, 24, name, 2, 8, {40, 60, 110}, {10, 20, 45});
+    return TitleStrip(168, 24, name, 2, 6, {40, 60, 110}, {10, 20, 45});
 }
 
 }  // namespace artwork

@@ -84,7 +84,14 @@ RECT BodyRect(Panel *p, ControlRecord *r) {
         return Box(r->x, r->y, b->width, b->height);
     }
     case kKindColor: return Box(r->x, r->y, 32, 20);
-    case kKindRadio: return Box(r->x, r->y, 230, 18 * std::max(1, reinterpret_cast<RadioControl *>(r)->count));
+    case kKindRadio: {
+        // The dots and their labels: as wide as the longest label.
+        auto *rc = reinterpret_cast<RadioControl *>(r);
+        size_t longest = 0;
+        for (int i = 0; i < rc->count && i < kRadioChoices && !rc->dotsOnly; ++i)
+            longest = std::max(longest, std::strlen(rc->choices[i]));
+        return Box(r->x, r->y, 20 + 6 * static_cast<int>(longest), rc->rowSpacing * std::max(1, rc->count));
+    }
     case kKindListbox: return Box(r->x, r->y, 180, kRow * ListRows(p, r));
     case kKindItem: return Box(r->x, r->y, reinterpret_cast<ItemControl *>(r)->width, 21);
     case kKindGraph: return Box(r->x, r->y, 400, 120);
@@ -145,8 +152,10 @@ void DrawControl(Window *w, HDC dc, ControlRecord *r) {
         RECT frame = Box(body.left - 1, body.top - 1, n->width + 2, n->height + 2);
         Bevel(dc, frame, true);
         RECT knob = KnobRect(n);
-        ButtonFace(dc, knob, "", n->window.dragging, g);
-        Fill(dc, Box(knob.left + 4, knob.top + n->height / 2 - 2, 4, 4), g ? kGhost : kChosen);
+        if (knob.right <= p->width - 2) {  // a field at the panel's edge is typed into only
+            ButtonFace(dc, knob, "", n->window.dragging, g);
+            Fill(dc, Box(knob.left + 4, knob.top + n->height / 2 - 2, 4, 4), g ? kGhost : kChosen);
+        }
         if (HasAdvanced(n)) ButtonFace(dc, AdvancedRect(n), "A", n->mode != kFixed, g);
         break;
     }
@@ -156,7 +165,13 @@ void DrawControl(Window *w, HDC dc, ControlRecord *r) {
             Fill(dc, body, kField);
             Bevel(dc, body, true);
             if (ToggleIsOn(b)) Fill(dc, Box(body.left + 4, body.top + 4, b->width - 8, b->height - 8), g ? kGhost : kChosen);
-            Text(dc, r->label, Box(body.right + 6, body.top, 200, b->height), g ? kGhost : kText, DT_LEFT);
+            // The label goes to the right of the box, or to its left where the panel ends first.
+            SIZE size;
+            GetTextExtentPoint32A(dc, r->label, static_cast<int>(std::strlen(r->label)), &size);
+            if (body.right + 6 + size.cx <= p->width - 6)
+                Text(dc, r->label, Box(body.right + 6, body.top, size.cx + 4, b->height), g ? kGhost : kText, DT_LEFT);
+            else
+                Label(dc, r->label, body.left - 6, body.top, b->height, g);
         } else {
             ButtonFace(dc, body, b->text, (b->state & kHighlighted) != 0, g);
         }
@@ -176,11 +191,23 @@ void DrawControl(Window *w, HDC dc, ControlRecord *r) {
         int count = std::min(rc->count, kRadioChoices - 1), chosen = ShownRadioSelection(rc);
         for (int i = 0; i < count; ++i) {
             RECT dot = Box(r->x, r->y + i * rc->rowSpacing + 3, 11, 11);
-            Fill(dc, dot, kField);
-            Bevel(dc, dot, true);
-            if (i == chosen) Fill(dc, Box(dot.left + 3, dot.top + 3, 5, 5), g ? kGhost : kChosen);
-            Text(dc, rc->choices[i], Box(r->x + 17, r->y + i * rc->rowSpacing, 220, 17), g ? kGhost : (i == chosen ? kChosen : kText),
-                 DT_LEFT);
+            HBRUSH well = CreateSolidBrush(kField), mark = CreateSolidBrush(g ? kGhost : kChosen);
+            HPEN rim = CreatePen(PS_SOLID, 1, kLight);
+            HGDIOBJ oldBrush = SelectObject(dc, well), oldPen = SelectObject(dc, rim);
+            Ellipse(dc, dot.left, dot.top, dot.right, dot.bottom);
+            if (i == chosen) {
+                SelectObject(dc, mark);
+                SelectObject(dc, GetStockObject(NULL_PEN));
+                Ellipse(dc, dot.left + 3, dot.top + 3, dot.right - 2, dot.bottom - 2);
+            }
+            SelectObject(dc, oldBrush);
+            SelectObject(dc, oldPen);
+            DeleteObject(well);
+            DeleteObject(mark);
+            DeleteObject(rim);
+            if (!rc->dotsOnly)
+                Text(dc, rc->choices[i], Box(r->x + 17, r->y + i * rc->rowSpacing, 220, 17),
+                     g ? kGhost : (i == chosen ? kChosen : kText), DT_LEFT);
         }
         break;
     }
@@ -201,17 +228,17 @@ void DrawControl(Window *w, HDC dc, ControlRecord *r) {
         Fill(dc, body, kField);
         Bevel(dc, body, true);
         Text(dc, it->display, Box(body.left + 6, body.top, body.right - body.left - 8, 21), g ? kGhost : kEditText, DT_LEFT);
-        // The label sits above the field when there is no room to its left.
-        if (r->x > 120)
-            Label(dc, r->label, body.left - 6, body.top, 21, g);
-        else
-            Text(dc, r->label, Box(body.left, body.top - 17, 230, 16), g ? kGhost : kText, DT_LEFT);
+        // The label sits above the field, clear of whatever stands to its left.
+        Text(dc, r->label, Box(body.left, body.top - 17, 230, 16), g ? kGhost : kText, DT_LEFT);
         break;
     }
     case kKindText: {
         auto *t = reinterpret_cast<TextControl *>(r);
-        RECT area = Box(r->x, r->y, p->width - r->x - 8, 16);
-        Text(dc, t->text, area, g ? kGhost : kText, DT_LEFT | DT_END_ELLIPSIS);
+        // A text longer than the room to its right moves left to end at the margin.
+        SIZE size;
+        GetTextExtentPoint32A(dc, t->text, static_cast<int>(std::strlen(t->text)), &size);
+        int left = r->x + size.cx > p->width - 8 ? std::max(8, static_cast<int>(p->width - 8 - size.cx)) : r->x;
+        Text(dc, t->text, Box(left, r->y, p->width - left - 8, 16), g ? kGhost : kText, DT_LEFT | DT_END_ELLIPSIS);
         break;
     }
     case kKindGraph: {
@@ -259,9 +286,14 @@ void Paint(Window *w, HDC dc) {
     // The title band: the panel's strip, its title, the collection's mark.
     Fill(dc, Box(0, 0, p->width, kBand), RGB(14, 22, 48));
     DrawBitmap(dc, w->strip, 0, 0, w->stripW, kBand);
-    DrawBitmap(dc, w->logo, p->width - w->logoW, 0, w->logoW, kBand);
     HGDIOBJ oldFont = SelectObject(dc, w->bold);
-    Text(dc, p->title, Box(w->stripW + 8, 0, p->width - w->stripW - w->logoW - 16, kBand), kBandText, DT_LEFT | DT_END_ELLIPSIS);
+    SIZE title;
+    GetTextExtentPoint32A(dc, p->title, static_cast<int>(std::strlen(p->title)), &title);
+    // The collection's mark gives way when the title needs its room.
+    bool logo = w->stripW + 16 + title.cx + w->logoW <= p->width;
+    if (logo) DrawBitmap(dc, w->logo, p->width - w->logoW, 0, w->logoW, kBand);
+    Text(dc, p->title, Box(w->stripW + 8, 0, p->width - w->stripW - (logo ? w->logoW : 0) - 16, kBand), kBandText,
+         DT_LEFT | DT_END_ELLIPSIS);
     SelectObject(dc, w->font);
     Bevel(dc, all, false);
     for (ControlRecord *r = p->record.next; r; r = r->next) DrawControl(w, dc, r);

@@ -1,0 +1,302 @@
+// Drives the real panels of vesk.p under wine: a host window, the Track demo
+// scene, and Track's panel opened through its interface activation while a
+// second thread plays the user with window messages (type, drag, toggle, open
+// the dialogs, accept, cancel, export, abort). Screenshots are asked of the
+// script that runs this program: a request file names the screen rectangle,
+// and the script answers with a done file.
+// usage: panelcheck VESK.P SCENE.LWS OUTDIR [SHOTDIR]
+#include <windows.h>
+
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "host/embedded_host.h"
+#include "host/module_loader.h"
+#include "host/scene_file.h"
+
+namespace {
+
+int passed = 0, failed = 0;
+std::string shots;
+
+void Check(bool ok, const std::string &what) {
+    ok ? ++passed : ++failed;
+    if (!ok) std::printf("FAIL: %s\n", what.c_str());
+    std::fflush(stdout);
+}
+
+// ---- the user's side, on the driver thread ----
+
+HWND WaitWindow(const char *className, const char *titleStart, int seconds = 20) {
+    for (int i = 0; i < seconds * 20; ++i) {
+        struct Search {
+            const char *cls, *title;
+            HWND found;
+        } s{className, titleStart, nullptr};
+        EnumWindows(
+            [](HWND h, LPARAM lp) -> BOOL {
+                auto *s = reinterpret_cast<Search *>(lp);
+                char cls[64], title[256];
+                GetClassNameA(h, cls, sizeof cls);
+                GetWindowTextA(h, title, sizeof title);
+                if (IsWindowVisible(h) && std::strcmp(cls, s->cls) == 0 && std::strncmp(title, s->title, std::strlen(s->title)) == 0) {
+                    s->found = h;
+                    return FALSE;
+                }
+                return TRUE;
+            },
+            reinterpret_cast<LPARAM>(&s));
+        if (s.found) {
+            Sleep(300);  // let it paint
+            return s.found;
+        }
+        Sleep(50);
+    }
+    return nullptr;
+}
+
+void WaitGone(HWND h, int seconds = 30) {
+    for (int i = 0; i < seconds * 20 && IsWindow(h); ++i) Sleep(50);
+}
+
+void Click(HWND h, int x, int y, bool shift = false) {
+    WPARAM keys = MK_LBUTTON | (shift ? MK_SHIFT : 0);
+    PostMessageA(h, WM_LBUTTONDOWN, keys, MAKELPARAM(x, y));
+    PostMessageA(h, WM_LBUTTONUP, 0, MAKELPARAM(x, y));
+    Sleep(250);
+}
+
+HWND EditAt(HWND h, int x, int y) {
+    POINT p{x + 3, y + 3};
+    HWND child = ChildWindowFromPoint(h, p);
+    return child != h ? child : nullptr;
+}
+
+void Type(HWND h, int x, int y, const char *text) {
+    HWND edit = EditAt(h, x, y);
+    Check(edit != nullptr, std::string("an edit field at ") + std::to_string(x) + "," + std::to_string(y));
+    if (!edit) return;
+    SendMessageA(edit, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(text));
+    PostMessageA(edit, WM_KEYDOWN, VK_TAB, 0);
+    Sleep(200);
+}
+
+bool EditEnabled(HWND h, int x, int y) {
+    HWND edit = EditAt(h, x, y);
+    return edit && IsWindowEnabled(edit);
+}
+
+// Drags a numeric field's knob by dx screen pixels.
+void DragKnob(HWND h, int x, int y, int dx) {
+    PostMessageA(h, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(x, y));
+    Sleep(250);
+    POINT at;
+    GetCursorPos(&at);  // the knob has moved the cursor to x = 320
+    SetCursorPos(at.x + dx, at.y);
+    PostMessageA(h, WM_MOUSEMOVE, MK_LBUTTON, MAKELPARAM(x, y));
+    Sleep(150);
+    PostMessageA(h, WM_LBUTTONUP, 0, MAKELPARAM(x, y));
+    Sleep(200);
+}
+
+void Screenshot(HWND h, const std::string &name) {
+    if (shots.empty() || !h) return;
+    RECT r;
+    GetWindowRect(h, &r);
+    std::string request = shots + "/" + name + ".req", done = shots + "/" + name + ".done";
+    {
+        std::ofstream out(request);
+        out << (r.right - r.left) << "x" << (r.bottom - r.top) << "+" << r.left << "+" << r.top << "\n";
+    }
+    for (int i = 0; i < 400; ++i) {
+        if (std::ifstream(done)) return;
+        Sleep(50);
+    }
+    Check(false, "screenshot " + name + " answered");
+}
+
+// ---- the host's side, on the main thread ----
+
+struct Plugin {
+    const ItemMotionHandler *handler;
+    LWInstance instance;
+};
+
+std::string Settings(const Plugin &p) {
+    std::string text;
+    LWSaveState save = {LWIO_SCENE, &text, [](void *d, char *buf, int) {
+                            *static_cast<std::string *>(d) += std::string(buf) + "\n";
+                        }};
+    p.handler->save(p.instance, &save);
+    return text;
+}
+
+std::string Block(const std::string &settings, const std::string &begin) {
+    size_t at = settings.find(begin);
+    if (at == std::string::npos) return "";
+    size_t end = settings.find(" END", at);
+    return settings.substr(at, end - at);
+}
+
+// Opens the panel through the interface activation while `user` acts.
+int OpenPanel(const LoadedModule &module, const ServerRecord &options, LWInstance instance,
+              const std::function<void()> &user) {
+    std::thread driver(user);
+    int code = ActivateServer(module, options, 3, EmbeddedHost::Lookup(), instance);
+    driver.join();
+    return code;
+}
+
+LRESULT CALLBACK HostProc(HWND h, UINT m, WPARAM w, LPARAM l) { return DefWindowProcA(h, m, w, l); }
+
+}  // namespace
+
+int main(int argc, char **argv) {
+    if (argc < 4) {
+        std::fprintf(stderr, "usage: panelcheck VESK.P SCENE.LWS OUTDIR [SHOTDIR]\n");
+        return 2;
+    }
+    std::string out = argv[3];
+    if (argc > 4) shots = argv[4];
+    EmbeddedHost host;
+    WNDCLASSA wc{};
+    wc.lpfnWndProc = HostProc;
+    wc.hInstance = GetModuleHandleA(nullptr);
+    wc.hbrBackground = CreateSolidBrush(RGB(90, 90, 96));
+    wc.lpszClassName = "VeskHostWindow";
+    RegisterClassA(&wc);
+    HWND main = CreateWindowExA(0, "VeskHostWindow", "Layout", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 0, 0, 1000, 700, nullptr,
+                                nullptr, wc.hInstance, nullptr);
+    host.display = {wc.hInstance, main};
+
+    LoadedModule module;
+    std::string error;
+    if (!LoadModuleFile(argv[1], &module, &error)) return std::printf("FAIL: %s\n", error.c_str()), 1;
+    host.UseModule(&module);
+    if (!LoadSceneFile(host, argv[2], &error)) return std::printf("FAIL: %s\n", error.c_str()), 1;
+    Item &camera = *host.scene.cameras.front();
+    Plugin track{camera.motionPlugins.at(0).handler, camera.motionPlugins.at(0).instance};
+    const ServerRecord *options = FindServer(module, "ItemMotionInterface", "Track");
+
+    // 1. Type, drag, toggle, choose, open both dialogs, accept.
+    bool ghostedWhenDisabled = false, limitsGhostedOnX = false;
+    int code = OpenPanel(module, *options, track.instance, [&] {
+        HWND w = WaitWindow("ML_CL_A10:32:44", "Tracking Control");
+        Check(w != nullptr, "Track's panel opens");
+        if (!w) return;
+        Screenshot(w, "track");
+        Type(w, 300, 107, "12");
+        DragKnob(w, 300 + 75 + 8, 132 + 8, -10);  // STRENGTH: ten pixels at 0.005
+        Click(w, 100, 225);                        // DISABLE on
+        ghostedWhenDisabled = !EditEnabled(w, 300, 132) && !EditEnabled(w, 300, 107);
+        Click(w, 100, 225);  // and off
+        Click(w, 100, 65 + 5);  // "Track with +X"
+        limitsGhostedOnX = !EditEnabled(w, 300, 165) && EditEnabled(w, 300, 107);
+        Click(w, 100, 65 + 4 * 18 + 5);  // back to "Track with +Z"
+
+        Click(w, 300 + 75 + 17 + 5, 107 + 5);  // DELAY's advanced button
+        HWND advanced = WaitWindow("ML_CL_A10:32:44", "Advanced Definition of");
+        Check(advanced != nullptr, "the advanced definition opens");
+        if (advanced) {
+            Click(advanced, 215, 30 + 10 * 18 + 6);  // "Linear Change Over Time"
+            Type(advanced, 124, 185, "0.5");
+            Screenshot(advanced, "advanced");
+            Click(advanced, 550 - 90 + 10, 480 - 26 + 10);  // cancel: nothing changes
+            WaitGone(advanced);
+        }
+        Click(w, 205 + 20, 70 + 10);  // the target opens the item selection
+        HWND select = WaitWindow("ML_CL_A10:32:44", "Select Item");
+        Check(select != nullptr, "the item selection opens");
+        if (select) {
+            Screenshot(select, "item_select");
+            Click(select, 550 - 180 + 10, 400 - 26 + 10);
+            WaitGone(select);
+        }
+        Screenshot(w, "track_edited");
+        Click(w, 448 - 180 + 10, 310 - 26 + 10);  // accept
+    });
+    Check(code == 0, "the interface returns 0 after the window closed, got " + std::to_string(code));
+    Check(ghostedWhenDisabled, "DISABLE greys STRENGTH and DELAY");
+    Check(limitsGhostedOnX, "+X greys the limits and leaves DELAY");
+    std::string after = Settings(track);
+    Check(Block(after, "BEGIN NUM DELAY").find("VALUE 12") != std::string::npos, "DELAY typed as 12:\n" + Block(after, "BEGIN NUM DELAY"));
+    Check(Block(after, "BEGIN NUM DELAY").find("ANIMATE") == std::string::npos, "the cancelled advanced dialog changed nothing");
+    Check(Block(after, "BEGIN NUM STRENGTH").find("VALUE 0.95") != std::string::npos,
+          "STRENGTH dragged to 0.95:\n" + Block(after, "BEGIN NUM STRENGTH"));
+    Check(Block(after, "BEGIN RADIO AXIS").find("SELECTION 4") != std::string::npos, "AXIS back on +Z");
+    Check(Block(after, "BEGIN BUTTON DISABLE").find("CHECKED NO") != std::string::npos, "DISABLE off again");
+    Check(Block(after, "BEGIN ITEM TRACKITEM").find("@Target") != std::string::npos, "the target kept");
+
+    // 2. Cancel puts everything back.
+    OpenPanel(module, *options, track.instance, [&] {
+        HWND w = WaitWindow("ML_CL_A10:32:44", "Tracking Control");
+        if (!w) return;
+        Type(w, 300, 107, "99");
+        Click(w, 100, 225);
+        Click(w, 448 - 90 + 10, 310 - 26 + 10);  // cancel
+    });
+    std::string cancelled = Settings(track);
+    Check(Block(cancelled, "BEGIN NUM DELAY") == Block(after, "BEGIN NUM DELAY") &&
+              Block(cancelled, "BEGIN BUTTON DISABLE") == Block(after, "BEGIN BUTTON DISABLE"),
+          "cancel keeps the settings as they were");
+
+    // 3. Export Motion to a file. The script bakes the same scene with these
+    // settings (written out below) and compares the files byte for byte.
+    if (!SaveSceneFile(host, out + "/edited.lws", &error)) Check(false, error);
+    std::string exported = out + "/export.mot";
+    host.fileAnswers.push_back({1, exported});
+    OpenPanel(module, *options, track.instance, [&] {
+        HWND w = WaitWindow("ML_CL_A10:32:44", "Tracking Control");
+        if (!w) return;
+        Click(w, 30 + 10, 250 + 10);  // Export Motion
+        HWND panel = WaitWindow("ML_CL_A10:32:44", "Export Motion of");
+        Check(panel != nullptr, "the Export Motion panel opens");
+        if (panel) {
+            Screenshot(panel, "export_motion");
+            Click(panel, 370 - 180 + 10, 160 - 26 + 10);  // Save Motion
+            WaitGone(panel);
+        }
+        Click(w, 448 - 180 + 10, 310 - 26 + 10);
+    });
+    Check(std::ifstream(exported).good(), "the motion file was written");
+
+    // 4. A long export, its progress window, and Abort.
+    std::string aborted = out + "/aborted.mot";
+    host.fileAnswers.push_back({1, aborted});
+    OpenPanel(module, *options, track.instance, [&] {
+        HWND w = WaitWindow("ML_CL_A10:32:44", "Tracking Control");
+        if (!w) return;
+        Click(w, 30 + 10, 250 + 10);
+        HWND panel = WaitWindow("ML_CL_A10:32:44", "Export Motion of");
+        if (!panel) return;
+        Type(panel, 160, 30, "2000000");
+        Click(panel, 370 - 180 + 10, 160 - 26 + 10);
+        HWND progress = WaitWindow("MLStatus", "Progress Status");
+        Check(progress != nullptr, "the progress window shows");
+        if (progress) {
+            Sleep(400);
+            Screenshot(progress, "progress");
+            Click(progress, 412 - 96 + 10, 124 - 32 + 10);  // Abort
+            WaitGone(progress);
+        }
+        WaitGone(panel);
+        Click(w, 448 - 180 + 10, 310 - 26 + 10);
+    });
+    std::ifstream cut(aborted);
+    std::string magic, version, channels, keys;
+    cut >> magic >> version >> channels >> keys;
+    size_t lines = 4;
+    for (std::string line; std::getline(cut, line);) ++lines;
+    Check(keys == "2000001", "the aborted file announces every key, got " + keys);
+    Check(lines < 4 + 2 * 2000001, "the aborted file stops early");
+
+    // The module stays loaded: the host's plug-in instances are destroyed with
+    // the host, through the module's own slots, as the program ends.
+    std::printf("%d passed, %d failed\n", passed, failed);
+    return failed ? 1 : 0;
+}
