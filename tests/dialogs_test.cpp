@@ -158,3 +158,16 @@ TEST_F(Dialogs, ItemSelectionReplacesTheItems) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(Progress, PercentIsHeldToTheBar) {
+    char text[16];
+    const std::pair<double, const char *> cases[] = {{1.7, "100.0%"}, {-0.2, "0.0%"}, {0.1234, "12.3%"}, {0.05, "5.0%"}};
+    for (auto [fraction, want] : cases) {
+        FormatProgressPercent(fraction, text);
+        EXPECT_STREQ(text, want) << fraction;
+    }
+}
+
+}  // namespace

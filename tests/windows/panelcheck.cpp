@@ -184,12 +184,13 @@ int main(int argc, char **argv) {
     const ServerRecord *options = FindServer(module, "ItemMotionInterface", "Track");
 
     // 1. Type, drag, toggle, choose, open both dialogs, accept.
-    bool ghostedWhenDisabled = false, limitsGhostedOnX = false;
+    bool ghostedWhenDisabled = false, limitsGhostedOnX = false, hostOffWhileOpen = false, hostOffWhileNested = false;
     int code = OpenPanel(module, *options, track.instance, [&] {
         HWND w = WaitWindow("ML_CL_A10:32:44", "Tracking Control");
         Check(w != nullptr, "Track's panel opens");
         if (!w) return;
         Screenshot(w, "track");
+        hostOffWhileOpen = !IsWindowEnabled(main);
         Type(w, 300, 107, "12");
         DragKnob(w, 300 + 75 + 8, 132 + 8, -10);  // STRENGTH: ten pixels at 0.005
         Click(w, 100, 225);                        // DISABLE on
@@ -208,6 +209,7 @@ int main(int argc, char **argv) {
             Screenshot(advanced, "advanced");
             Click(advanced, 550 - 90 + 10, 480 - 26 + 10);  // cancel: nothing changes
             WaitGone(advanced);
+            hostOffWhileNested = !IsWindowEnabled(main);  // the outer panel is still open
         }
         Click(w, 205 + 20, 70 + 10);  // the target opens the item selection
         HWND select = WaitWindow("ML_CL_A10:32:44", "Select Item");
@@ -221,6 +223,8 @@ int main(int argc, char **argv) {
         Click(w, 448 - 180 + 10, 310 - 26 + 10);  // accept
     });
     Check(code == 0, "the interface returns 0 after the window closed, got " + std::to_string(code));
+    Check(hostOffWhileOpen && hostOffWhileNested, "the host's window stays disabled while panels are open");
+    Check(IsWindowEnabled(main), "the host's window is enabled again after the last panel closed");
     Check(ghostedWhenDisabled, "DISABLE greys STRENGTH and DELAY");
     Check(limitsGhostedOnX, "+X greys the limits and leaves DELAY");
     std::string after = Settings(track);
@@ -287,6 +291,96 @@ int main(int argc, char **argv) {
         WaitGone(panel);
         Click(w, 448 - 180 + 10, 310 - 26 + 10);
     });
+    // 5. The settings memory: Shift and Save keeps Track's settings; Shift and
+    // Load in another Track instance takes them.
+    std::string error2;
+    Item &other = *host.scene.objects.front();
+    LWInstance second = host.AddMotionPlugin(other, "Track", &error2);
+    Check(second != nullptr, "a second Track: " + error2);
+    OpenPanel(module, *options, track.instance, [&] {
+        HWND w = WaitWindow("ML_CL_A10:32:44", "Tracking Control");
+        if (!w) return;
+        Click(w, 60 + 10, 310 - 26 + 10, true);  // Save with Shift
+        Click(w, 448 - 180 + 10, 310 - 26 + 10);
+    });
+    OpenPanel(module, *options, second, [&] {
+        HWND w = WaitWindow("ML_CL_A10:32:44", "Tracking Control");
+        if (!w) return;
+        Click(w, 6 + 10, 310 - 26 + 10, true);  // Load with Shift
+        Click(w, 448 - 180 + 10, 310 - 26 + 10);
+    });
+    Check(Block(Settings({track.handler, second}), "BEGIN NUM DELAY") == Block(after, "BEGIN NUM DELAY"),
+          "the memory carried DELAY 12 to the second Track");
+
+    // 6. Without the host's display information the panel cannot open.
+    host.Withhold(LWSERVICE_HOST_DISPLAY);
+    host.messages.clear();
+    int refused = ActivateServer(module, *options, 3, EmbeddedHost::Lookup(), track.instance);
+    Check(refused == 999, "no display information: 999, got " + std::to_string(refused));
+    Check(!host.messages.empty() && host.messages[0].line1 == "Error B: Cannot open Lightwave's Display Info" &&
+              host.messages[0].line2 == "Try freeing RAM, or restarting LightWave?",
+          "the display information message");
+    host.Offer(LWSERVICE_HOST_DISPLAY);
+
+    // 7. The other plug-ins' panels; Rayleigh's fog colour brightened by a
+    // right-button drag, and the colour chooser left with Cancel.
+    struct Other {
+        const char *cls, *interfaceCls, *server, *title, *shot;
+    } others[] = {
+        {"DisplacementHandler", "DisplacementInterface", "SuperQ", "SuperQ", "superq"},
+        {"ShaderHandler", "ShaderInterface", "Unveil", "Unveil", "unveil"},
+        {"PixelFilterHandler", "PixelFilterInterface", "Rayleigh", "Rayleigh", "rayleigh"},
+        {"ImageFilterHandler", "ImageFilterInterface", "DropShadow", "DropShadow", "dropshadow"},
+    };
+    for (const Other &o : others) {
+        LWInstance instance = nullptr;
+        if (std::string(o.cls) == "DisplacementHandler") {
+            instance = host.AddDisplacementPlugin(other, o.server, &error2);
+        } else {
+            auto *h = static_cast<const ShaderHandler *>(host.Handler(o.cls, o.server, &error2));
+            LWError failure = nullptr;
+            instance = h ? h->create(&failure) : nullptr;
+        }
+        Check(instance != nullptr, std::string(o.server) + " created: " + error2);
+        if (!instance) continue;
+        const ServerRecord *row = FindServer(module, o.interfaceCls, o.server);
+        bool rayleigh = std::string(o.server) == "Rayleigh";
+        OpenPanel(module, *row, instance, [&] {
+            HWND w = WaitWindow("ML_CL_A10:32:44", o.title);
+            Check(w != nullptr, std::string(o.server) + "'s panel opens");
+            if (!w) return;
+            Screenshot(w, o.shot);
+            if (rayleigh) {
+                PostMessageA(w, WM_RBUTTONDOWN, MK_RBUTTON, MAKELPARAM(108 + 10, 111 + 10));
+                Sleep(250);
+                POINT at;
+                GetCursorPos(&at);
+                SetCursorPos(at.x + 40, at.y);
+                PostMessageA(w, WM_MOUSEMOVE, MK_RBUTTON, MAKELPARAM(118, 121));
+                Sleep(150);
+                PostMessageA(w, WM_RBUTTONUP, 0, MAKELPARAM(118, 121));
+                Sleep(200);
+                Click(w, 108 + 10, 111 + 10);  // the colour chooser
+                HWND chooser = WaitWindow("#32770", "Color", 10);
+                Check(chooser != nullptr, "the colour chooser opens");
+                if (chooser) {
+                    Screenshot(chooser, "colour_chooser");
+                    PostMessageA(chooser, WM_COMMAND, IDCANCEL, 0);
+                    WaitGone(chooser);
+                }
+            }
+            Click(w, 400 - 180 + 10, 280 - 26 + 10);  // accept (Rayleigh's size; the others close by Enter)
+            if (IsWindow(w)) PostMessageA(w, WM_KEYDOWN, VK_RETURN, 0);
+        });
+        if (rayleigh) {
+            std::string colour = Block(Settings({track.handler, instance}), "BEGIN COLOR COLOR");
+            // Forty pixels brighten by a fifth: (38.1, 134.1, 185.1) times 1.2.
+            Check(colour.find("RED 45") != std::string::npos && colour.find("GREEN 160") != std::string::npos &&
+                      colour.find("BLUE 222") != std::string::npos,
+                  "the brightness drag: " + colour);
+        }
+    }
+
     std::ifstream cut(aborted);
     std::string magic, version, channels, keys;
     cut >> magic >> version >> channels >> keys;

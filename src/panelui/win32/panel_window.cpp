@@ -73,6 +73,14 @@ RECT MemoryRect(Panel *p) { return Box(114, p->height - 21, 10, 10); }
 
 int ListRows(Panel *p, ControlRecord *r) { return std::max(1, std::min(18, (p->height - 40 - r->y) / kRow)); }
 
+int RadioLabelWidth(RadioControl *rc) {
+    size_t longest = 0;
+    for (int i = 0; i < rc->count && i < kRadioChoices && !rc->dotsOnly; ++i)
+        longest = std::max(longest, std::strlen(rc->choices[i]));
+    return 6 * static_cast<int>(longest);
+}
+bool RadioLabelsLeft(Panel *p, RadioControl *rc) { return rc->record.x + 20 + RadioLabelWidth(rc) > p->width - 6; }
+
 RECT BodyRect(Panel *p, ControlRecord *r) {
     switch (r->kind) {
     case kKindNumeric: {
@@ -85,12 +93,12 @@ RECT BodyRect(Panel *p, ControlRecord *r) {
     }
     case kKindColor: return Box(r->x, r->y, 32, 20);
     case kKindRadio: {
-        // The dots and their labels: as wide as the longest label.
+        // The dots and their labels: as wide as the longest label, on whichever
+        // side of the dots the panel has room for.
         auto *rc = reinterpret_cast<RadioControl *>(r);
-        size_t longest = 0;
-        for (int i = 0; i < rc->count && i < kRadioChoices && !rc->dotsOnly; ++i)
-            longest = std::max(longest, std::strlen(rc->choices[i]));
-        return Box(r->x, r->y, 20 + 6 * static_cast<int>(longest), rc->rowSpacing * std::max(1, rc->count));
+        int rows = rc->rowSpacing * std::max(1, rc->count), labels = RadioLabelWidth(rc);
+        if (RadioLabelsLeft(p, rc)) return Box(r->x - labels - 6, r->y, labels + 18, rows);
+        return Box(r->x, r->y, 20 + labels, rows);
     }
     case kKindListbox: return Box(r->x, r->y, 180, kRow * ListRows(p, r));
     case kKindItem: return Box(r->x, r->y, reinterpret_cast<ItemControl *>(r)->width, 21);
@@ -205,9 +213,12 @@ void DrawControl(Window *w, HDC dc, ControlRecord *r) {
             DeleteObject(well);
             DeleteObject(mark);
             DeleteObject(rim);
-            if (!rc->dotsOnly)
-                Text(dc, rc->choices[i], Box(r->x + 17, r->y + i * rc->rowSpacing, 220, 17),
-                     g ? kGhost : (i == chosen ? kChosen : kText), DT_LEFT);
+            COLORREF colour = g ? kGhost : (i == chosen ? kChosen : kText);
+            if (rc->dotsOnly) continue;
+            if (RadioLabelsLeft(p, rc))
+                Text(dc, rc->choices[i], Box(r->x - 246, r->y + i * rc->rowSpacing, 240, 17), colour, DT_RIGHT);
+            else
+                Text(dc, rc->choices[i], Box(r->x + 17, r->y + i * rc->rowSpacing, 220, 17), colour, DT_LEFT);
         }
         break;
     }
