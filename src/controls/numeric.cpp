@@ -13,7 +13,9 @@ namespace {
 
 const char *const kKeywords[kNumericModes] = {"FIXED",   "XPOS",   "YPOS",   "ZPOS",     "ORIGIN_DIST", "XSCALE",
                                               "YSCALE",  "ZSCALE", "AVESCALE", "SEPARATION", "LINEAR"};
-const char *const kLabels[kNumericModes] = {"Fixed Value",
+}  // namespace
+
+const char *const kNumericModeLabels[kNumericModes + 1] = {"Fixed Value",
                                             "Reference Object X Position",
                                             "Reference Object Y Position",
                                             "Reference Object Z Position",
@@ -23,7 +25,10 @@ const char *const kLabels[kNumericModes] = {"Fixed Value",
                                             "Reference Object Z Size",
                                             "Reference Object Average Size",
                                             "Separation of Two Ref Objects",
-                                            "Linear Change Over Time"};
+                                            "Linear Change Over Time",
+                                            nullptr};
+
+namespace {
 
 NumericControl *Of(ControlRecord *r) { return reinterpret_cast<NumericControl *>(r); }
 
@@ -388,7 +393,7 @@ void NumericDragEnd(NumericControl *c) {
 }
 
 const char *NumericModeKeyword(int mode) { return mode >= 0 && mode < kNumericModes ? kKeywords[mode] : ""; }
-const char *NumericModeLabel(int mode) { return mode >= 0 && mode < kNumericModes ? kLabels[mode] : ""; }
+const char *NumericModeLabel(int mode) { return mode >= 0 && mode < kNumericModes ? kNumericModeLabels[mode] : ""; }
 
 void AdvancedDialogTitle(const NumericControl *c, char *out, int size) {
     if (c->record.label[0])

@@ -95,6 +95,8 @@ void NumericDragEnd(NumericControl *control);
 // The advanced definition: keyword and dialog label per mode, the range report
 // over the graph's frames, and the mode kept when the dialog closes.
 const char *NumericModeKeyword(int mode);
+// The dialog's labels of the modes, in mode order, ended by null.
+extern const char *const kNumericModeLabels[kNumericModes + 1];
 const char *NumericModeLabel(int mode);
 void AdvancedDialogTitle(const NumericControl *control, char *out, int size);
 

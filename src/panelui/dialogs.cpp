@@ -65,18 +65,6 @@ void RecomputeReport(ControlRecord *) {
     SetGraphPoints(Control<GraphControl>(d, kGraph), xs, ys, report.samples, report.start, report.end);
 }
 
-const char *const kModeLabels[] = {"Fixed Value",
-                                   "Reference Object X Position",
-                                   "Reference Object Y Position",
-                                   "Reference Object Z Position",
-                                   "Reference Object Dist from Origin",
-                                   "Reference Object X Size",
-                                   "Reference Object Y Size",
-                                   "Reference Object Z Size",
-                                   "Reference Object Average Size",
-                                   "Separation of Two Ref Objects",
-                                   "Linear Change Over Time",
-                                   nullptr};
 
 // The dialog's fields sit left of the mode choices: narrower, with no
 // advanced button of their own.
@@ -175,7 +163,7 @@ bool OpenAdvancedDefinition(NumericControl *control, bool modifier) {
     std::snprintf(lowText, sizeof lowText, "Value is clipped to a low limit of %.3f.", control->lowLimit);
     std::snprintf(highText, sizeof highText, "Value is clipped to a high limit of %.3f.", control->highLimit);
     const ControlSpec table[kAdvancedControls] = {
-        {.key = "IGNORE1", .kind = ControlSpecKind::Radio, .x = 210, .y = 30, .value = 0, .choices = kModeLabels,
+        {.key = "IGNORE1", .kind = ControlSpecKind::Radio, .x = 210, .y = 30, .value = 0, .choices = kNumericModeLabels,
          .changed = RecomputeReport},
         {.key = "Obj1", .kind = ControlSpecKind::Item, .x = 12, .y = 60, .label = "Reference Object:",
          .changed = RecomputeReport, .setup = ItemBesideChoices},
