@@ -10,7 +10,7 @@ using Vec = std::array<double, 3>;
 double Dot(const Vec &a, const Vec &b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
 
 // A point of the object's own coordinates placed in the world:
-// world position + (p - pivot) * (right, up, forward).
+// world position + (p - pivot) * (right, up, forward), and back.
 struct Placement {
     Vec position, pivot;
     Vec rows[3];
@@ -20,16 +20,13 @@ struct Placement {
             for (int j = 0; j < 3; ++j) w[j] += (p[i] - pivot[i]) * rows[i][j];
         return w;
     }
+    // Back through the world axes in the object's coordinates (item
+    // parameters 9 to 11, the inverse of the rows).
+    Vec inverse[3];
     Vec ToObject(const Vec &w) const {
-        const Vec (&m)[3] = rows;
-        Vec d = {w[0] - position[0], w[1] - position[1], w[2] - position[2]};
-        Vec c0 = {m[1][1] * m[2][2] - m[1][2] * m[2][1], m[0][2] * m[2][1] - m[0][1] * m[2][2], m[0][1] * m[1][2] - m[0][2] * m[1][1]};
-        Vec c1 = {m[1][2] * m[2][0] - m[1][0] * m[2][2], m[0][0] * m[2][2] - m[0][2] * m[2][0], m[0][2] * m[1][0] - m[0][0] * m[1][2]};
-        Vec c2 = {m[1][0] * m[2][1] - m[1][1] * m[2][0], m[0][1] * m[2][0] - m[0][0] * m[2][1], m[0][0] * m[1][1] - m[0][1] * m[1][0]};
-        double det = m[0][0] * c0[0] + m[0][1] * c1[0] + m[0][2] * c2[0];
-        if (det == 0) return pivot;
-        Vec p;
-        for (int j = 0; j < 3; ++j) p[j] = (d[0] * c0[j] + d[1] * c1[j] + d[2] * c2[j]) / det + pivot[j];
+        Vec p = pivot;
+        for (int i = 0; i < 3; ++i)
+            for (int j = 0; j < 3; ++j) p[j] += (w[i] - position[i]) * inverse[i][j];
         return p;
     }
 };
@@ -104,7 +101,10 @@ std::vector<std::array<double, 3>> DisplacedPoints(EmbeddedHost &host, const Ite
     Placement place;
     place.pivot = object.pivot;
     scene.Param(object, LWIP_W_POSITION, time, place.position.data());
-    for (int i = 0; i < 3; ++i) scene.Param(object, LWIP_RIGHT + i, time, place.rows[i].data());
+    for (int i = 0; i < 3; ++i) {
+        scene.Param(object, LWIP_RIGHT + i, time, place.rows[i].data());
+        scene.Param(object, LWIP_W_RIGHT + i, time, place.inverse[i].data());
+    }
     LWFrame f = static_cast<LWFrame>(std::floor(scene.FrameAt(time) + 0.5));
     for (const DisplacementPluginUse &use : object.displacementPlugins) {
         if (LWError e = use.handler->newTime(use.instance, IdOf(&object), f, time)) {

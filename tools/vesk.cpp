@@ -167,12 +167,10 @@ int Settings(const std::vector<std::string> &args) {
                             static_cast<std::vector<std::string> *>(d)->push_back(buf);
                         }};
     LWError saveError = static_cast<const ShaderHandler *>(handler)->save(instance, &save);
-    const char *description = nullptr;
-    if (className == "ItemMotionHandler") description = static_cast<const ItemMotionHandler *>(handler)->descln(instance);
-    if (className == "DisplacementHandler") description = static_cast<const DisplacementHandler *>(handler)->descln(instance);
-    if (className == "ShaderHandler") description = static_cast<const ShaderHandler *>(handler)->descln(instance);
-    if (className == "PixelFilterHandler") description = static_cast<const PixelFilterHandler *>(handler)->descln(instance);
-    if (className == "ImageFilterHandler") description = static_cast<const ImageFilterHandler *>(handler)->descln(instance);
+    // The description line ends every class's version-2 record.
+    auto slots = static_cast<void *const *>(handler);
+    auto describe = reinterpret_cast<const char *(*)(LWInstance)>(slots[HandlerSlotCount(className.c_str(), 2) - 1]);
+    const char *description = describe(instance);
     s.PrintMessages();
     std::printf("description: %s\n", description ? description : "");
     if (saveError) std::printf("save error: %s\n", saveError);
