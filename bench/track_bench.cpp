@@ -2,32 +2,14 @@
 // export that vesk bake and the Export Motion button share.
 #include <benchmark/benchmark.h>
 
-#include <cstdio>
-#include <string>
-
+#include "demo_scene.h"
 #include "export/motion_export.h"
-#include "host/embedded_host.h"
-#include "host/module_loader.h"
-#include "host/scene_file.h"
-
-extern "C" ModuleDescriptor _mod_descrip;
 
 namespace {
 
-struct Demo {
-    EmbeddedHost host;
-    LoadedModule module;
-    Item *camera = nullptr;
-    Demo() {
-        std::string error;
-        AttachModule(&_mod_descrip, &module, &error);
-        host.UseModule(&module);
-        if (!LoadSceneFile(host, VESK_SOURCE_DIR "/examples/track_demo.lws", &error)) {
-            std::fprintf(stderr, "%s\n", error.c_str());
-            std::abort();
-        }
-        camera = host.scene.cameras.front().get();
-    }
+struct Demo : DemoScene {
+    Item *camera;
+    Demo() : DemoScene("track_demo.lws"), camera(host.scene.cameras.front().get()) {}
 };
 
 // The camera's motion at a time as the host evaluates it: its keyed motion,

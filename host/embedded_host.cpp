@@ -107,6 +107,7 @@ const char *ItemNameOf(LWItemID id) {
     return item->shownName.c_str();
 }
 void ItemParam(LWItemID id, LWItemParam param, LWTime time, double v[3]) {
+    ++EmbeddedHost::Active().paramQueries;
     Item *item = Find(id);
     if (item)
         TheScene().Param(*item, param, time, v);
@@ -140,9 +141,11 @@ const LWItemInfo itemInfo1 = {ItemFirst,  ItemNext, ItemFirstChild, ItemNextChil
                               nullptr};
 
 // ---- "LW Object Info" ----
+// A path the C runtime can open: where the host found the file when it read it.
 const char *ObjectFilename(LWItemID id) {
     Item *item = Find(id);
-    return item ? item->filename.c_str() : nullptr;
+    if (!item) return nullptr;
+    return item->geometryPath.empty() ? item->filename.c_str() : item->geometryPath.c_str();
 }
 int ObjectPoints(LWItemID id) { return Of(id, &Item::numPoints); }
 int ObjectPolygons(LWItemID id) { return Of(id, &Item::numPolygons); }
@@ -328,6 +331,10 @@ struct Evaluation {
 };
 
 std::vector<Evaluation *> evaluating;
+// The frame being rendered while its blur passes are evaluated; otherwise a
+// plug-in is handed the frame nearest its time.
+constexpr int kNoPass = -2147483647;
+int passFrame = kNoPass;
 
 constexpr double kDegreesPerRadian = 57.29577951308232;
 
@@ -359,8 +366,8 @@ void MotionBefore(const Item &item, double time, size_t upTo, double out[9]) {
             double k = param == LWIP_ROTATION ? kDegreesPerRadian : 1;
             for (int c = 0; c < 3; ++c) top.values[first + c] = v[c] * k;
         };
-        ItemMotionAccess access{IdOf(&item), static_cast<LWFrame>(std::floor(scene.FrameAt(time) + 0.5)), time,
-                                getParam, setParam};
+        LWFrame frame = passFrame != kNoPass ? passFrame : static_cast<LWFrame>(std::floor(scene.FrameAt(time) + 0.5));
+        ItemMotionAccess access{IdOf(&item), frame, time, getParam, setParam};
         use.handler->evaluate(use.instance, &access);
         evaluating.pop_back();
         std::memcpy(out, e.values, sizeof e.values);
@@ -400,6 +407,30 @@ void EmbeddedHost::FinalMotion(const Item &item, double time, double out[9]) {
         }
     }
     MotionBefore(item, time, item.motionPlugins.size(), out);
+}
+
+// How the 5.x host spreads its motion-blur passes is not published (taken as
+// given here, unconfirmed): as many passes as the antialiasing level renders
+// (low 5, medium 9, high 17; motion blur without antialiasing as low), evenly
+// from f - B to f frames, B the camera's blur length at the frame.
+std::vector<double> EmbeddedHost::BlurPassTimes(int frame) {
+    double fps = scene.framesPerSecond, at = frame / fps;
+    const Item *camera = scene.cameras.empty() ? nullptr : scene.cameras.front().get();
+    if (!(scene.renderOptions & LWROPT_MOTIONBLUR) || !camera) return {at};
+    double blur = camera->blurLength.ValueAt(frame);
+    if (blur <= 0) return {at};
+    const int passes[] = {5, 5, 9, 17};
+    int count = passes[scene.antialiasing < 0 ? 0 : (scene.antialiasing > 3 ? 3 : scene.antialiasing)];
+    std::vector<double> times;
+    for (int k = 0; k < count; ++k) times.push_back((frame - blur + blur * k / (count - 1)) / fps);
+    return times;
+}
+
+void EmbeddedHost::MotionInPass(const Item &item, int frame, double time, double out[9]) {
+    int outer = passFrame;
+    passFrame = frame;
+    FinalMotion(item, time, out);
+    passFrame = outer;
 }
 
 const void *EmbeddedHost::Handler(const char *className, const std::string &server, std::string *error) {

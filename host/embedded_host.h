@@ -53,6 +53,7 @@ public:
     std::deque<FileAnswer> fileAnswers;     // the requester's script; empty means cancel
     std::vector<FileRequest> fileRequests;  // what the module asked the requester
     HostDisplayInfo display{};              // the host's window, where there is one
+    long paramQueries = 0;                  // item parameters the module has asked for
 
     // A withheld service is answered with null, as by a host that lacks it.
     void Withhold(const std::string &service) { withheld_.insert(service); }
@@ -75,6 +76,12 @@ public:
     LWInstance AddDisplacementPlugin(Item &object, const std::string &server, std::string *error);
     // The item's motion with its plug-ins applied, at a time in seconds.
     void FinalMotion(const Item &item, double time, double out[9]);
+    // The times (seconds) at which a render of the frame samples motion: the
+    // motion-blur passes, or the frame's own time without motion blur.
+    std::vector<double> BlurPassTimes(int frame);
+    // The item's final motion in a pass of the frame being rendered: the
+    // plug-ins are handed that frame's number with the pass's time.
+    void MotionInPass(const Item &item, int frame, double time, double out[9]);
 
 private:
     const LoadedModule *module_ = nullptr;

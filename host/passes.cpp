@@ -181,7 +181,7 @@ bool RunImageFilter(const ImageFilterHandler *h, LWInstance instance, RgbaImage 
 }
 
 bool RenderShaderPreview(const ShaderHandler *h, LWInstance instance, int width, int height, RgbaImage *out,
-                         std::string *error) {
+                         std::string *error, std::array<double, 3> base) {
     if (LWError e = h->init(instance)) return *error = e, false;
     if (LWError e = h->newTime(instance, 0, 0)) {
         h->cleanup(instance);
@@ -211,7 +211,7 @@ bool RenderShaderPreview(const ShaderHandler *h, LWInstance instance, int width,
                 for (int i = 0; i < 3; ++i) {
                     s.oPos[i] = s.wPos[i] = s.gNorm[i] = s.wNorm[i] = p[i];
                     s.raySource[i] = eye[i];
-                    s.color[i] = 0.8;
+                    s.color[i] = base[i];
                 }
                 s.spotSize = t * 2 * halfTan / height;
                 s.rayLength = t;

@@ -30,7 +30,8 @@ bool RunImageFilter(const ImageFilterHandler *handler, LWInstance instance, Rgba
                     double time, std::string *error);
 
 // A preview of a shader on a lit sphere, cast from a camera five units away:
-// each hit fills a shading spot as the host would, the shader changes it, and
-// the spot is lit; transparency shows a checkerboard behind.
+// each hit fills a shading spot as the host would (its colour `base`, 0 to 1),
+// the shader changes it, and the spot is lit; transparency shows a
+// checkerboard behind.
 bool RenderShaderPreview(const ShaderHandler *handler, LWInstance instance, int width, int height, RgbaImage *out,
-                         std::string *error);
+                         std::string *error, std::array<double, 3> base = {0.8, 0.8, 0.8});

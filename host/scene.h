@@ -52,6 +52,7 @@ struct Item {
     Channel dissolve;
     std::vector<std::unique_ptr<Item>> bones;
     ObjectGeometry geometry;  // from the object file, when it could be read
+    std::string geometryPath; // where that file was found
     std::vector<DisplacementPluginUse> displacementPlugins;
 
     // Lights.
@@ -104,6 +105,7 @@ struct Scene {
     int frameWidth = 640, frameHeight = 480;
     double pixelAspect = 1;
     int renderType = LWRTYPE_REALISTIC, renderOptions = 0;
+    int antialiasing = 0;  // 0 off, 1 low, 2 medium, 3 high
     int minSamplesPerPixel = 1, maxSamplesPerPixel = 1;
     std::array<int, 4> limitedRegion{};
     int recursionDepth = 16;

@@ -221,6 +221,7 @@ private:
             ObjectGeometry geometry;
             if (ReadObjectFile(candidate, &geometry, &why)) {
                 object->geometry = std::move(geometry);
+                object->geometryPath = candidate;
                 object->numPoints = static_cast<int>(object->geometry.points.size());
                 object->numPolygons = static_cast<int>(object->geometry.polygons.size());
                 return;
@@ -289,6 +290,7 @@ private:
             else if (k == "BlurLength") { if (!Envelope(w, &Camera().blurLength)) return false; }
             else if (k == "FocalDistance") { if (!Envelope(w, &Camera().focalDistance)) return false; }
             else if (k == "LensFStop") { if (!Envelope(w, &Camera().fStop)) return false; }
+            else if (k == "Antialiasing") s.antialiasing = static_cast<int>(number(1));
             else if (k == "MotionBlur") s.renderOptions = (s.renderOptions & ~LWROPT_MOTIONBLUR) | (number(1) != 0 ? LWROPT_MOTIONBLUR : 0);
             else if (k == "DepthOfField") s.renderOptions = (s.renderOptions & ~LWROPT_DEPTHOFFIELD) | (number(1) != 0 ? LWROPT_DEPTHOFFIELD : 0);
             else if (k == "FieldRendering") s.renderOptions = (s.renderOptions & ~LWROPT_FIELDS) | (number(1) != 0 ? LWROPT_FIELDS : 0);
@@ -472,6 +474,7 @@ std::string SceneText(EmbeddedHost &host) {
         WritePlugins(out, *camera);
         WriteEnvelope(out, "ZoomFactor", camera->zoom);
         out << "CustomSize " << s.frameWidth << " " << s.frameHeight << "\n";
+        out << "Antialiasing " << s.antialiasing << "\n";
         out << "MotionBlur " << ((s.renderOptions & LWROPT_MOTIONBLUR) ? 1 : 0) << "\n";
         WriteEnvelope(out, "BlurLength", camera->blurLength);
         out << "DepthOfField " << ((s.renderOptions & LWROPT_DEPTHOFFIELD) ? 1 : 0) << "\n";

@@ -156,16 +156,13 @@ TEST_F(Activation, InterfaceNeedsBindingAndAnInstance) {
 }
 
 TEST_F(Activation, PluginsNotInThisBuildRefuseToCreate) {
-    const char *motion = "Error Initializing plugin.. restart LightWave or reboot?";
     const char *gui = "Error Starting GUI.. restart LightWave or reboot?";
     std::vector<void *> record;
     LWError err = nullptr;
 
-    ASSERT_EQ(Activate("ItemMotionHandler", "Blink", 3, &record), 0);
-    EXPECT_EQ(reinterpret_cast<ItemMotionHandler *>(record.data())->create(&err, nullptr), nullptr);
-    EXPECT_STREQ(err, motion);
-    ASSERT_EQ(Activate("DisplacementHandler", "Flexor", 3, &record), 0);
-    EXPECT_EQ(reinterpret_cast<DisplacementHandler *>(record.data())->create(&err, nullptr), nullptr);
+    ASSERT_EQ(Activate("ShaderHandler", "Acid", 3, &record), 0);
+    err = nullptr;
+    EXPECT_EQ(reinterpret_cast<ShaderHandler *>(record.data())->create(&err), nullptr);
     EXPECT_STREQ(err, gui);
     ASSERT_EQ(Activate("PixelFilterHandler", "Enviro", 3, &record), 0);
     err = nullptr;

@@ -48,7 +48,7 @@ TEST_F(Dialogs, ExportMotionWritesWhatBakeWrites) {
     Item &camera = *host.scene.cameras.front();
     auto *track = static_cast<PluginInstance *>(camera.motionPlugins[0].instance);
     track->panel->ownerItem = IdOf(&camera);
-    std::string viaButton = ::testing::TempDir() + "button.mot", viaBake = ::testing::TempDir() + "bake.mot";
+    std::string viaButton = ScratchPath("button.mot"), viaBake = ScratchPath("bake.mot");
     host.fileAnswers.push_back({1, viaButton});
     Headless().duringModal = Accept;
     RunExportMotion(track->panel);

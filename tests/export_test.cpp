@@ -51,7 +51,7 @@ protected:
         host.scene.framesPerSecond = 10;
     }
     std::string Bake(Item &item, int end, bool parent) {
-        std::string path = ::testing::TempDir() + "vesk_export.mot";
+        std::string path = ScratchPath("vesk_export.mot");
         ExportRequest r{IdOf(&item), end, 1.0, parent, host.scene.framesPerSecond, nullptr, nullptr};
         EXPECT_TRUE(ExportMotionFile(r, path.c_str()));
         std::ifstream in(path, std::ios::binary);

@@ -126,7 +126,7 @@ TEST_F(Frame, PixelFilterWrappers) {
 }
 
 TEST_F(Frame, FileButtonsWriteCrLfAndShareOneMemory) {
-    std::string path = ::testing::TempDir() + "vesk_sample.set";
+    std::string path = ScratchPath("vesk_sample.set");
     host.fileAnswers.push_back({1, path});
     Sample<NumericControl>(a, kDelay)->value = 6.5;
     PanelSaveButton(a->panel, false);

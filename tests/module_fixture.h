@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
 #include <vector>
 
 #include "host/embedded_host.h"
@@ -11,6 +12,14 @@
 #include "module/host_services.h"
 
 extern "C" ModuleDescriptor _mod_descrip;
+
+// A scratch file name of the running test's own: CTest runs the cases of one
+// fixture as parallel processes, so a shared name would be written under a
+// neighbour's feet.
+inline std::string ScratchPath(const std::string &name) {
+    const auto *test = ::testing::UnitTest::GetInstance()->current_test_info();
+    return ::testing::TempDir() + test->test_suite_name() + "." + test->name() + "." + name;
+}
 
 class ModuleTest : public ::testing::Test {
 protected:

@@ -21,7 +21,7 @@ refuse() {  # refuse WHAT PATTERN COMMAND...: non-zero exit and one error line m
     fi
 }
 
-for sub in list settings describe bake filter displace shade; do check "$sub --help" "$vesk" "$sub" --help; done
+for sub in list settings describe bake blur filter displace shade; do check "$sub --help" "$vesk" "$sub" --help; done
 
 check "default settings" "$vesk" settings Track
 cp "$work/out" "$work/defaults"
@@ -42,6 +42,102 @@ check "bake the demo" "$vesk" bake "$source/examples/track_demo.lws" Camera -o "
 check "headings rise past 180" awk 'NR > 4 && NR % 2 == 1 { h = $4; if (NR > 5 && h < last - 1e-6) exit 1; last = h } END { exit !(last > 180) }' "$work/camera.mot"
 has "121 keys" $'^121\r$' "$work/camera.mot"
 
+# The seeded demos: an eyelid that blinks, debris and a hand-held camera that drift.
+check "describe the blink demo" "$vesk" describe "$source/examples/blink_demo.lws"
+has "the eyelid blinks" "^Eyelid: Blink: Blink: frames 1000 to 1006, every 72 frames$" "$work/out"
+check "bake the eyelid" "$vesk" bake "$source/examples/blink_demo.lws" Eyelid --parent-coords -o "$work/eyelid.mot"
+# Pitch (fifth number) closes past 1 degree in separate blinks, at least 24 frames apart.
+check "several blinks, gaps kept" awk 'NR > 4 && NR % 2 == 1 { p = $5 } NR > 5 && NR % 2 == 0 { f = $1;
+    if (p > 1 && !shut) { if (n && f - last < 24) exit 1; n++; shut = 1 } if (p > 1) last = f; if (p <= 1) shut = 0 }
+    END { exit !(n >= 5) }' "$work/eyelid.mot"
+check "bake the eyelid twice" "$vesk" bake "$source/examples/blink_demo.lws" Eyelid --parent-coords -o "$work/eyelid2.mot"
+check "the same blinks every time" cmp "$work/eyelid.mot" "$work/eyelid2.mot"
+check "describe the drift demo" "$vesk" describe "$source/examples/drift_demo.lws"
+has "the camera drifts" "^Camera: Diffuser: Diffuser (seed 11)$" "$work/out"
+check "bake the debris" "$vesk" bake "$source/examples/drift_demo.lws" Debris -o "$work/debris.mot"
+check "the debris starts on its keys and leaves them" awk 'NR == 5 { if ($1 != -1 || $2 != 1.5 || $4 != 0) exit 1 }
+    NR > 5 && NR % 2 == 1 && ($2 < 1.45 || $2 > 1.55) { moved = 1 } END { exit !moved }' "$work/debris.mot"
+
+# The displacement demos, as frame sequences.
+check "describe the stalk" "$vesk" describe "$source/examples/flexor_demo.lws"
+has "the stalk follows its guide" "^stalk.lwo: Flexor: Flexor, guided by Guide$" "$work/out"
+check "a stalk sequence" "$vesk" displace "$source/examples/flexor_demo.lws" stalk.lwo --frames 38-42 -o "$work/stalk.obj"
+check "five frames written" test -s "$work/stalk_0038.obj" -a -s "$work/stalk_0042.obj" -a ! -e "$work/stalk_0043.obj"
+tip() { awk '/^v / { n++; if (n > 160) { x += $2; y += $3 } } END { printf "%.3f %.3f\n", x / 4, y / 4 }' "$1"; }
+check "the guide overhead leaves the stalk straight" test "$(tip "$work/stalk_0040.obj")" = "0.000 2.000"
+check "one frame of the stalk" "$vesk" displace "$source/examples/flexor_demo.lws" stalk.lwo --frame 80 -o "$work/stalk80.obj"
+check "the guide at the side bends it over" awk -v t="$(tip "$work/stalk80.obj")" 'BEGIN { split(t, p, " "); exit !(p[1] > 1 && p[2] < 1.5) }'
+refuse "a frame range backwards" "FIRST-LAST" "$vesk" displace "$source/examples/flexor_demo.lws" stalk.lwo --frames 9-3 -o "$work/x.obj"
+check "dust frames" "$vesk" displace "$source/examples/diffuse_demo.lws" ball.lwo --frames 24-25 -o "$work/dust.obj"
+check "the dust at frame 1" "$vesk" displace "$source/examples/diffuse_demo.lws" ball.lwo --frame 1 -o "$work/dust1.obj"
+check "dust still at its start frame" cmp <(grep '^v' "$work/dust_0024.obj") <(grep '^v' "$work/dust1.obj")
+check "and moving after it" bash -c '! cmp -s <(grep "^v" "$1") <(grep "^v" "$2")' _ "$work/dust_0024.obj" "$work/dust_0025.obj"
+
+# A rope between a swaying hand and an anchor walking away, and a ball denting a floor.
+check "describe the rope" "$vesk" describe "$source/examples/dangle_demo.lws"
+has "the rope hangs from its anchor" "^rope.lwo: Dangle: Dangle, anchored by Anchor$" "$work/out"
+mkdir -p "$work/rope"
+check "every frame of the rope" "$vesk" displace "$source/examples/dangle_demo.lws" rope.lwo --frames 1-96 -o "$work/rope/rope.obj"
+objs() {  # objs DIR COUNT POINTS: COUNT files, each with POINTS numeric v lines and faces in range
+    local n=0 f
+    for f in "$1"/*.obj; do
+        awk -v want="$3" '$1 == "v" { if (NF != 4 || $2 !~ /^-?[0-9.e+-]+$/) exit 1; ++v }
+            $1 == "f" { for (i = 2; i <= NF; ++i) if ($i < 1 || $i > v) exit 1 } END { exit v != want }' "$f" || return 1
+        n=$((n + 1))
+    done
+    [ "$n" -eq "$2" ]
+}
+check "96 whole OBJ files of 244 points" objs "$work/rope" 96 244
+check "taut by the last frame: three units from the hand" awk '$1 == "v" { n++; if (n == 242) { d = sqrt($2 * $2 + $3 * $3 + $4 * $4) } }
+    END { exit !(d > 2.99 && d < 3.01) }' "$work/rope/rope_0096.obj"
+check "the floor under the ball" "$vesk" displace "$source/examples/poke_demo.lws" plane.lwo --frames 48-48 -o "$work/floor.obj"
+check "dented under the ball" awk '$1 == "v" && $3 < -0.15 { dented++ } END { exit !(dented > 8) }' "$work/floor_0048.obj"
+check "and still dented behind it, relaxing" awk '$1 == "v" && $2 < -1 && $3 < -0.01 && $3 > -0.19 { trail++ } END { exit !(trail > 5) }' "$work/floor_0048.obj"
+head -c 100 "$source/examples/rope.lwo" >"$work/broken.lwo"
+sed "s#LoadObject rope.lwo#LoadObject $work/broken.lwo#" "$source/examples/dangle_demo.lws" >"$work/broken.lws"
+mkdir -p "$work/none"
+refuse "a broken object file" "could not be read" "$vesk" displace "$work/broken.lws" broken.lwo --frames 1-5 -o "$work/none/rope.obj"
+check "and nothing written" test -z "$(ls "$work/none")"
+
+# The motion demos: a car held to a speed with wheels that roll, a ball kept
+# above the floor, a thrown stone, a propeller's extended blur.
+check "bake the car" "$vesk" bake "$source/examples/car_demo.lws" Car -o "$work/car.mot"
+check "never faster than 6 m/s (a tenth of a frame's rounding)" awk 'NR > 4 && NR % 2 == 1 { if (NR > 5 && ($1 - x) * 24 > 6.01) exit 1; x = $1 }' "$work/car.mot"
+check "bake a wheel" "$vesk" bake "$source/examples/car_demo.lws" "wheel.lwo (3)" --parent-coords -o "$work/wheel.mot"
+# The rim points lie at 0.35 from the axle and 0.04 to the side; the last
+# 80th of a second of travel may be counted ahead (6 m/s: up to 12.2 degrees).
+check "the wheel rolls a turn per 2 pi r travelled" bash -c 'paste -d " " <(awk "NR > 4 && NR % 2 == 1 { print \$1 }" "$1") \
+    <(awk "NR > 4 && NR % 2 == 1 { print \$6 }" "$2") | awk "{ want = \$1 / sqrt(0.35 ^ 2 + 0.04 ^ 2) * 57.29578;
+        if (\$2 < want - 1.5 || \$2 > want + 12.5) exit 1 }"' _ "$work/car.mot" "$work/wheel.mot"
+check "bake the ball" "$vesk" bake "$source/examples/bounce_demo.lws" Ball -o "$work/ball.mot"
+check "the ball stays above the floor" awk 'NR > 4 && NR % 2 == 1 { if ($2 < 0.3) exit 1; if ($2 == 0.3) floor++ } END { exit !floor }' "$work/ball.mot"
+check "bake the stone" "$vesk" bake "$source/examples/throw_demo.lws" Stone -o "$work/stone.mot"
+check "a second after the throw: 5 along, 1 + 8 - 4.9 up" awk 'NR == 53 { exit !($1 == 5 && $2 > 4.0999 && $2 < 4.1001) }' "$work/stone.mot"
+check "the propeller's blur passes" "$vesk" blur "$source/examples/propeller_demo.lws" Propeller --frame 24
+has "nine passes" "^Propeller at frame 24: 9 passes$" "$work/out"
+check "reaching three frames back" awk '$1 == "23.5000" { exit !($7 == "1575.0000") } $1 == "24.0000" { exit !($7 == "1800.0000") }' "$work/out"
+
+# A ball handed from hand to hand and to the world; an antenna on a car; a
+# plane along an S-curve.
+check "bake the ball" "$vesk" bake "$source/examples/parent_demo.lws" Ball -o "$work/handed.mot"
+check "no jump at the hand-overs, still in the world after" awk 'NR > 4 && NR % 2 == 1 { n++
+    if (n > 1) { d = ($1 - x) ^ 2 + ($2 - y) ^ 2 + ($3 - z) ^ 2; if (d > 0.01) exit 1; if (n > 50 && d > 0) exit 1 }
+    x = $1; y = $2; z = $3 }' "$work/handed.mot"
+check "bake the antenna" "$vesk" bake "$source/examples/whip_demo.lws" Antenna --parent-coords -o "$work/antenna.mot"
+check "thrown back as the car pulls away" awk 'NR == 4 + 2 * 24 + 1 { exit !($5 < -30) }' "$work/antenna.mot"
+check "bake the plane" "$vesk" bake "$source/examples/pathalign_demo.lws" Plane -o "$work/plane.mot"
+check "its heading follows the S, level" awk 'NR > 4 && NR % 2 == 1 { if ($5 > 1e-6 || $5 < -1e-6) exit 1; h[++n] = $4 }
+    END { exit !(h[37] > h[1] + 30 && h[109] < h[73] - 20) }' "$work/plane.mot"
+
+# A stride cycle driven by the distance its body travels: it plays while the
+# body moves (to frame 96) and holds once it stops.
+check "describe the stride" "$vesk" describe "$source/examples/distlink_demo.lws"
+has "driven by the body" "^Stride: DistLink: DistLink: Controlled by Body$" "$work/out"
+check "bake the stride" "$vesk" bake "$source/examples/distlink_demo.lws" Stride --parent-coords -o "$work/stride.mot"
+check "it strides while the body moves and stops with it" awk 'NR > 4 && NR % 2 == 1 { n++; p[n] = $5 }
+    END { changes = 0; for (i = 2; i <= 97; ++i) if (p[i] != p[i - 1]) changes++
+          for (i = 98; i <= n; ++i) if (p[i] != p[97]) exit 1; exit !(changes > 80) }' "$work/stride.mot"
+
 for scene in nxng-experiments/planet.lws nxng-experiments/hnoize.lws nxng-experiments/sparks.lws \
              nxng-experiments/basileanim.lws nxng-experiments/gus.lws demo-couloir-14/titles/titles.lws \
              aminet-JumpingBall/JumpingBall/scenes/JumpingBall.scene aminet-atmobjs/PassMountains; do
@@ -61,6 +157,19 @@ check "Rayleigh with depth" "$vesk" filter Rayleigh --in "$work/render.png" --de
 check "the fogged render opens" identify "$work/fog.png"
 check "Unveil preview" "$vesk" shade Unveil -o "$work/unveil.png"
 check "the preview opens" identify "$work/unveil.png"
+# The view-angle shaders on a 128-pixel sphere: the centre (64, 64) faces the
+# viewer, (24, 64) lies near the rim. rgb PNG X Y prints "R G B".
+rgb() { convert "$1" -format "%[fx:round(255*p{$2,$3}.r)] %[fx:round(255*p{$2,$3}.g)] %[fx:round(255*p{$2,$3}.b)]" info:; }
+printf 'BEGIN MARVEN_LABS_PLUGIN HSVBoost\nVERSION 1\n BEGIN NUM GLANCEHUE\n VALUE 120\n END\nEND MARVEN_LABS_PLUGIN HSVBoost\n' >"$work/hue.txt"
+check "HSVBoost on an orange sphere" "$vesk" shade HSVBoost --settings "$work/hue.txt" --color 200,90,60 --size 128 -o "$work/hsv.png"
+check "the HSVBoost picture opens" identify "$work/hsv.png"
+check "orange where it faces the viewer" awk -v c="$(rgb "$work/hsv.png" 64 64)" 'BEGIN { split(c, p, " "); exit !(p[1] > p[2] && p[2] > p[3]) }'
+check "turned green towards the rim" awk -v c="$(rgb "$work/hsv.png" 24 64)" 'BEGIN { split(c, p, " "); exit !(p[2] > p[1] && p[2] > p[3]) }'
+check "EdgeRGB on a grey sphere" "$vesk" shade EdgeRGB --size 128 -o "$work/edge.png"
+check "the EdgeRGB picture opens" identify "$work/edge.png"
+check "grey where it faces the viewer" awk -v c="$(rgb "$work/edge.png" 64 64)" 'BEGIN { split(c, p, " "); exit !(p[1] == p[3]) }'
+check "red towards the rim" awk -v c="$(rgb "$work/edge.png" 24 64)" 'BEGIN { split(c, p, " "); exit !(p[1] > p[3] + 10) }'
+refuse "a colour out of range" "R,G,B from 0 to 255" "$vesk" shade EdgeRGB --color 300,0,0 -o "$work/x.png"
 sphere=$shared/realdata/assimp/test/models/LWO/LWOB/sphere_with_mat_gloss_10pc.lwo
 printf 'LWSC\n1\nLoadObject %s\nObjectMotion (unnamed)\n  9\n  1\n  0 0 0 0 0 0 1 1 1\n  0 0 0 0 0\nEndBehavior 1\nPlugin DisplacementHandler 1 SuperQ\nBEGIN MARVEN_LABS_PLUGIN SuperQ\nVERSION 1\n BEGIN NUM XEXP\n VALUE 0.1\n END\nEND MARVEN_LABS_PLUGIN SuperQ\nEndPlugin\n' "$sphere" >"$work/boxy.lws"
 check "SuperQ on a real object" "$vesk" displace "$work/boxy.lws" sphere_with_mat_gloss_10pc.lwo -o "$work/boxy.obj"

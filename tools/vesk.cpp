@@ -35,6 +35,7 @@ const char *kUsage =
     "  settings   a plug-in's settings text, optionally after loading a settings file\n"
     "  describe   every plug-in instance of a scene with its description line\n"
     "  bake       an item's final motion written as a motion file\n"
+    "  blur       an item's motion at each motion-blur pass of a frame\n"
     "  filter     a pixel or image filter run over a rendered image\n"
     "  displace   an object's points after its displacement plug-ins, as an OBJ file\n"
     "  shade      a shader's preview on a lit sphere\n"
@@ -231,17 +232,26 @@ int Filter(const std::vector<std::string> &args) {
 int Shade(const std::vector<std::string> &args) {
     std::vector<std::string> positional, v;
     std::string error;
-    if (!Options(args, {"--settings", "-o", "--size"}, &positional, &v, &error)) return Fail("shade: " + error);
+    if (!Options(args, {"--settings", "-o", "--size", "--color"}, &positional, &v, &error)) return Fail("shade: " + error);
     if (positional.size() != 1 || v[1].empty()) return Fail("shade: give a shader and -o OUT.png");
     int size = v[2].empty() ? 256 : std::atoi(v[2].c_str());
     if (size < 8 || size > 4096) return Fail("shade: --size is from 8 to 4096 pixels");
+    std::array<double, 3> base = {0.8, 0.8, 0.8};
+    if (!v[3].empty()) {
+        int rgb[3], used = 0;
+        if (std::sscanf(v[3].c_str(), "%d,%d,%d%n", &rgb[0], &rgb[1], &rgb[2], &used) != 3 ||
+            used != static_cast<int>(v[3].size()) || *std::min_element(rgb, rgb + 3) < 0 || *std::max_element(rgb, rgb + 3) > 255)
+            return Fail("shade: --color wants R,G,B from 0 to 255, as 200,120,60");
+        for (int i = 0; i < 3; ++i) base[i] = rgb[i] / 255.0;
+    }
     Session s;
     if (!s.ready) return Fail(s.error);
     NewInstance made;
     if (!CreateInstance(s, positional[0], v[0], &made, &error)) return Fail(error);
     RgbaImage image;
     bool ok = made.className == "ShaderHandler"
-                  ? RenderShaderPreview(static_cast<const ShaderHandler *>(made.handler), made.instance, size, size, &image, &error)
+                  ? RenderShaderPreview(static_cast<const ShaderHandler *>(made.handler), made.instance, size, size, &image,
+                                        &error, base)
                   : (error = positional[0] + " is not a shader", false);
     s.PrintMessages();
     Destroy(made);
@@ -281,26 +291,40 @@ int Describe(const std::vector<std::string> &args) {
     if (!LoadScene(s, args[0], &status)) return status;
     int count = 0;
     EachItem(s.host.scene, [&](Item &item) {
-        for (const MotionPluginUse &use : item.motionPlugins) {
-            std::printf("%s: %s: %s\n", s.host.scene.ShownName(item).c_str(), use.server.c_str(),
-                        use.handler->descln(use.instance));
+        auto show = [&](const std::string &server, const char *line) {
+            std::printf("%s: %s: %s\n", s.host.scene.ShownName(item).c_str(), server.c_str(), line);
             ++count;
-        }
+        };
+        for (const MotionPluginUse &use : item.motionPlugins) show(use.server, use.handler->descln(use.instance));
+        for (const DisplacementPluginUse &use : item.displacementPlugins) show(use.server, use.handler->descln(use.instance));
     });
     s.PrintMessages();
     std::printf("%d plug-in instance%s\n", count, count == 1 ? "" : "s");
     return 0;
 }
 
-// A bar on the terminal for long bakes.
+// A bar on the terminal for long runs: bakes of 500 keys or more, displacement
+// over 20 frames or more.
+void DrawProgress(int done, int total) {
+    if (!isatty(2) || total <= 0) return;
+    int width = 40, filled = done * width / total;
+    std::fprintf(stderr, "\r[%.*s%*s] %3.1f%%", filled, "========================================", width - filled, "",
+                 100.0 * done / total);
+    if (done == total) std::fprintf(stderr, "\n");
+}
+
 bool ShowProgress(void *data, int done, int total) {
-    if (total >= 500 && isatty(2)) {
-        int width = 40, filled = done * width / total;
-        std::fprintf(stderr, "\r[%.*s%*s] %3.1f%%", filled, "========================================", width - filled,
-                     "", 100.0 * done / total);
-        if (done == total) std::fprintf(stderr, "\n");
-    }
+    if (total >= 500) DrawProgress(done, total);
     return true;
+}
+
+// An item by the name the host shows (with its number) or its own.
+Item *NamedItem(Scene &scene, const std::string &name) {
+    Item *item = nullptr;
+    EachItem(scene, [&](Item &candidate) {
+        if (!item && (scene.ShownName(candidate) == name || candidate.name == name)) item = &candidate;
+    });
+    return item;
 }
 
 int Bake(const std::vector<std::string> &args) {
@@ -331,10 +355,7 @@ int Bake(const std::vector<std::string> &args) {
     int status = 0;
     if (!LoadScene(s, positional[0], &status)) return status;
     Scene &scene = s.host.scene;
-    Item *item = nullptr;
-    EachItem(scene, [&](Item &candidate) {
-        if (!item && (scene.ShownName(candidate) == positional[1] || candidate.name == positional[1])) item = &candidate;
-    });
+    Item *item = NamedItem(scene, positional[1]);
     if (!item) return Fail(positional[0] + ": no item named '" + positional[1] + "'");
     if (out.empty()) out = positional[1] + ".mot";
     // The export runs inside the module, as from an item-motion plug-in's panel;
@@ -351,11 +372,56 @@ int Bake(const std::vector<std::string> &args) {
     return 0;
 }
 
+int Blur(const std::vector<std::string> &args) {
+    std::vector<std::string> positional, v;
+    std::string error;
+    if (!Options(args, {"--frame"}, &positional, &v, &error)) return Fail("blur: " + error);
+    if (positional.size() != 2) return Fail("blur: give a scene file and an item name");
+    Session s;
+    int status = 0;
+    if (!LoadScene(s, positional[0], &status)) return status;
+    Scene &scene = s.host.scene;
+    Item *item = NamedItem(scene, positional[1]);
+    if (!item) return Fail(positional[0] + ": no item named '" + positional[1] + "'");
+    int frame = v[0].empty() ? scene.firstFrame : std::atoi(v[0].c_str());
+    std::vector<double> times = s.host.BlurPassTimes(frame);
+    std::printf("%s at frame %d: %zu pass%s%s\n", positional[1].c_str(), frame, times.size(), times.size() == 1 ? "" : "es",
+                times.size() == 1 ? " (no motion blur)" : "");
+    std::printf("%10s %12s %12s %12s %10s %10s %10s %8s %8s %8s\n", "frame", "X", "Y", "Z", "H", "P", "B", "SX", "SY",
+                "SZ");
+    for (double t : times) {
+        double m[9];
+        s.host.MotionInPass(*item, frame, t, m);
+        std::printf("%10.4f %12.6g %12.6g %12.6g %10.4f %10.4f %10.4f %8.4g %8.4g %8.4g\n", t * scene.framesPerSecond,
+                    m[0], m[1], m[2], m[3], m[4], m[5], m[6], m[7], m[8]);
+    }
+    s.PrintMessages();
+    return 0;
+}
+
+// The file of one frame of a sequence: the frame number, four digits, before
+// the extension ("dust.obj" gives "dust_0012.obj").
+std::string FrameFileName(const std::string &out, int frame) {
+    size_t dot = out.find_last_of('.'), slash = out.find_last_of("/\\");
+    if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) dot = out.size();
+    char number[16];
+    std::snprintf(number, sizeof number, "_%04d", frame);
+    return out.substr(0, dot) + number + out.substr(dot);
+}
+
 int Displace(const std::vector<std::string> &args) {
     std::vector<std::string> positional, v;
     std::string error;
-    if (!Options(args, {"--frame", "-o"}, &positional, &v, &error)) return Fail("displace: " + error);
-    if (positional.size() != 2 || v[1].empty()) return Fail("displace: give a scene, an object and -o OUT.obj");
+    if (!Options(args, {"--frame", "--frames", "-o"}, &positional, &v, &error)) return Fail("displace: " + error);
+    if (positional.size() != 2 || v[2].empty()) return Fail("displace: give a scene, an object and -o OUT.obj");
+    int first = v[0].empty() ? 0 : std::atoi(v[0].c_str()), last = first;
+    bool sequence = !v[1].empty();
+    if (sequence) {
+        char dash = 0;
+        if (!v[0].empty()) return Fail("displace: give --frame or --frames, not both");
+        if (std::sscanf(v[1].c_str(), "%d%c%d", &first, &dash, &last) != 3 || dash != '-' || last < first)
+            return Fail("displace: --frames wants FIRST-LAST, as 1-120");
+    }
     Session s;
     int status = 0;
     if (!LoadScene(s, positional[0], &status)) return status;
@@ -366,24 +432,34 @@ int Displace(const std::vector<std::string> &args) {
     if (!object) return Fail(positional[0] + ": no object named '" + positional[1] + "'");
     if (object->geometry.points.empty())
         return Fail(positional[1] + " has no points (its object file " + object->filename + " could not be read)");
-    int frame = v[0].empty() ? 0 : std::atoi(v[0].c_str());
-    auto points = DisplacedPoints(s.host, *object, frame / scene.framesPerSecond, &error);
-    if (!error.empty()) return Fail(error);
-    std::ostringstream obj;
-    obj << "# " << positional[1] << " at frame " << frame << ", displaced by vesk\n";
-    char line[128];
-    for (const auto &p : points) {
-        std::snprintf(line, sizeof line, "v %.9g %.9g %.9g\n", p[0], p[1], p[2]);
-        obj << line;
-    }
-    for (const auto &polygon : object->geometry.polygons) {
-        obj << "f";
-        for (int i : polygon) obj << " " << i + 1;
-        obj << "\n";
+    // Each frame's file is written whole before the next frame is moved, so a
+    // failure keeps every frame written before it.
+    for (int frame = first; frame <= last; ++frame) {
+        auto points = DisplacedPoints(s.host, *object, frame / scene.framesPerSecond, &error);
+        if (!error.empty()) return Fail(error);
+        std::ostringstream obj;
+        obj << "# " << positional[1] << " at frame " << frame << ", displaced by vesk\n";
+        char line[128];
+        for (const auto &p : points) {
+            std::snprintf(line, sizeof line, "v %.9g %.9g %.9g\n", p[0], p[1], p[2]);
+            obj << line;
+        }
+        for (const auto &polygon : object->geometry.polygons) {
+            obj << "f";
+            for (int i : polygon) obj << " " << i + 1;
+            obj << "\n";
+        }
+        std::string out = sequence ? FrameFileName(v[2], frame) : v[2];
+        if (!WriteWhole(out, obj.str(), &error)) return Fail(error);
+        if (last - first + 1 >= 20) DrawProgress(frame - first + 1, last - first + 1);
+        if (!sequence)
+            std::printf("wrote %zu points and %zu polygons to %s\n", points.size(), object->geometry.polygons.size(),
+                        out.c_str());
     }
     s.PrintMessages();
-    if (!WriteWhole(v[1], obj.str(), &error)) return Fail(error);
-    std::printf("wrote %zu points and %zu polygons to %s\n", points.size(), object->geometry.polygons.size(), v[1].c_str());
+    if (sequence)
+        std::printf("wrote frames %d to %d of %s, %zu points each, to %s ... %s\n", first, last, positional[1].c_str(),
+                    object->geometry.points.size(), FrameFileName(v[2], first).c_str(), FrameFileName(v[2], last).c_str());
     return 0;
 }
 
@@ -409,8 +485,8 @@ const Command kCommands[] = {
     {"describe",
      "usage: vesk describe SCENE\n"
      "\n"
-     "Loads a LightWave 5 scene file (.lws) and prints each item-motion plug-in\n"
-     "instance as ITEM: PLUGIN: description line.\n",
+     "Loads a LightWave 5 scene file (.lws) and prints each item-motion and\n"
+     "displacement plug-in instance as ITEM: PLUGIN: description line.\n",
      Describe},
     {"bake",
      "usage: vesk bake SCENE ITEM [--end N] [--density D] [--parent-coords] [-o FILE]\n"
@@ -437,18 +513,32 @@ const Command kCommands[] = {
      "  --frame N        the frame being filtered (default 0), at 30 frames a second\n"
      "  -o OUT.png       where to write\n",
      Filter},
+    {"blur",
+     "usage: vesk blur SCENE ITEM [--frame N]\n"
+     "\n"
+     "Prints the item's final motion (position, heading, pitch and bank in degrees,\n"
+     "scale) at every pass the host samples while rendering frame N with motion\n"
+     "blur (default the scene's first frame): as many passes as the antialiasing\n"
+     "level gives (5, 9 or 17), spread from N minus the camera's blur length to N.\n"
+     "Without motion blur, the one pass at N. Item-motion plug-ins such as Objblur\n"
+     "see the frame N with each pass's time, as when rendering.\n",
+     Blur},
     {"displace",
-     "usage: vesk displace SCENE OBJECT [--frame N] -o OUT.obj\n"
+     "usage: vesk displace SCENE OBJECT [--frame N | --frames FIRST-LAST] -o OUT.obj\n"
      "\n"
      "Moves the object's points through its displacement plug-ins at frame N and\n"
      "writes them with its polygons as a Wavefront OBJ. The object file is looked\n"
-     "for where the scene names it, then beside the scene.\n",
+     "for where the scene names it, then beside the scene.\n"
+     "  --frames A-B     one file a frame, the frame number before the extension:\n"
+     "                   -o dust.obj writes dust_0001.obj, dust_0002.obj, ...\n",
      Displace},
     {"shade",
-     "usage: vesk shade SHADER [--settings FILE] [--size N] -o OUT.png\n"
+     "usage: vesk shade SHADER [--settings FILE] [--size N] [--color R,G,B] -o OUT.png\n"
      "\n"
      "Renders the shader on a lit sphere four units from the camera (the default\n"
-     "lens), over a checkerboard that shows through where it is transparent.\n",
+     "lens), over a checkerboard that shows through where it is transparent.\n"
+     "  --size N         the picture's width and height in pixels (default 256)\n"
+     "  --color R,G,B    the sphere's own colour, 0 to 255 (default 204,204,204)\n",
      Shade},
 };
 

@@ -13,6 +13,7 @@ struct ButtonControl {
     int width, height;
     int state;  // kChecked | kHighlighted; an on/off button that is on carries both
     void (*click)(ButtonControl *, int modifier);
+    int labelLeft;  // an on/off button's label stands left of its box (the right is taken)
 };
 
 constexpr int kListboxEntries = 4096, kListboxEntrySize = 73, kListboxRestorable = 512;
@@ -33,6 +34,7 @@ struct RadioControl {
     char choices[kRadioChoices][kRadioChoiceSize];
     int rowSpacing;
     int dotsOnly;  // the options' texts are shown by other controls beside them
+    int labelsLeft;  // the texts stand left of the dots (the right is taken)
     void (*opened)(RadioControl *);
     void (*closed)(RadioControl *);
 };

@@ -27,6 +27,7 @@ enum ControlKind {
     kKindItem = 15,
     kKindExportMotion = 16,
     kKindListbox = 17,
+    kKindPreview = 18,  // a picture the plug-in fills; writes no block
     kKindUnset = 99,
 };
 

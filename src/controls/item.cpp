@@ -242,7 +242,7 @@ void FormatItemDisplay(ItemControl *c) {
         }
     }
     if (n == 0) {
-        CopyText(c->display, sizeof c->display, "(none)");
+        CopyText(c->display, sizeof c->display, c->noneText ? c->noneText : "(none)");
     } else if (n == 1) {
         CopyText(c->display, sizeof c->display, ItemName(only));
     } else {

@@ -31,6 +31,7 @@ struct ItemControl {
     int nameStoreUsed;
     int savedCount;  // references, a bone taking two
     SavedItemRef *saved;  // kItemSlots
+    const char *noneText;  // shown when no item is chosen; "(none)" when null
     // Name-prefix mode.
     int prefixMode;
     int maxMatches;

@@ -29,6 +29,11 @@ void *Build(const ControlSpec &row, Panel *panel) {
         if (row.flags & kClipLow) c->lowClip = 1, c->lowLimit = row.low;
         if (row.flags & kClipHigh) c->highClip = 1, c->highLimit = row.high;
         if (row.flags & kNotAnimatable) c->animatable = 0;
+        if (row.flags & kDragRange) c->dragLow = row.dragLow, c->dragHigh = row.dragHigh, c->dragLowOn = c->dragHighOn = 1;
+        if (row.flags & kDragFromLow) DragNotBelowLow(c);
+        if (row.flags & kDragFree) c->dragLowOn = c->dragHighOn = 0;
+        if (row.digits >= 0) c->digits = row.digits;
+        if (row.dragStep > 0) c->dragStep = row.dragStep;
         return c;
     }
     case ControlSpecKind::Button: return NewButtonControl(key, x, y, panel);
@@ -60,6 +65,7 @@ void *Build(const ControlSpec &row, Panel *panel) {
         return t;
     }
     case ControlSpecKind::Graph: return NewGraphControl(key, x, y, panel);
+    case ControlSpecKind::Preview: return NewPreviewControl(key, x, y, panel);
     }
     return nullptr;
 }
@@ -70,14 +76,17 @@ PluginInstance *BuildInstance(const PanelSpec &layout, const ControlSpec *table,
                               const char *failure) {
     PluginInstance *instance = new (std::nothrow) PluginInstance;
     Panel *panel = instance ? NewPanel(layout.title, instance, layout.width, layout.height) : nullptr;
-    if (!panel || count > kMaxControls) {
+    unsigned char *work = layout.workBytes ? new (std::nothrow) unsigned char[layout.workBytes]() : nullptr;
+    if (!panel || count > kMaxControls || (layout.workBytes && !work)) {
         if (panel) DestroyPanel(panel);
+        delete[] work;
         delete instance;
         if (err) *err = failure;
         return nullptr;
     }
     *instance = PluginInstance{};
     instance->panel = panel;
+    instance->work = work;
     CopyText(panel->shortName, sizeof panel->shortName, layout.shortName);
     panel->version = layout.version;
     panel->create = layout.create;
@@ -91,6 +100,7 @@ PluginInstance *BuildInstance(const PanelSpec &layout, const ControlSpec *table,
         void *control = Build(table[i], panel);
         if (!control) {
             DestroyPanel(panel);
+            delete[] work;
             delete instance;
             if (err) *err = failure;
             return nullptr;

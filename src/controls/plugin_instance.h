@@ -3,6 +3,8 @@
 // one table, and BuildInstance turns the table into the panel and the instance.
 #pragma once
 
+#include <cstddef>
+
 #include "controls/control.h"
 
 struct ButtonControl;
@@ -47,13 +49,15 @@ struct PluginInstance {
     int controlCount;
     PixelFilterFrame pixel;
     ImageFilterHooks image;
+    char description[128];  // the instance's description line, for plug-ins that print one
+    void *work;             // the plug-in's own working state (workBytes, zeroed at creation), or null
 };
 
 // What the table can say of a control; anything else goes in `setup`.
 enum class ControlSpecKind {
     Numeric, Percent, Factor, Integer,
     Button, Toggle, Listbox, Radio, Color,
-    Item, ItemPrefix, ExportMotion, Text, Graph,
+    Item, ItemPrefix, ExportMotion, Text, Graph, Preview,
 };
 
 enum ControlSpecFlags : unsigned {
@@ -61,6 +65,9 @@ enum ControlSpecFlags : unsigned {
     kClipHigh = 2,    // numeric: clip at `high`
     kNotAnimatable = 4,
     kHidden = 8,      // not saved (window-only records)
+    kDragRange = 16,  // numeric: drags stay within dragLow to dragHigh
+    kDragFromLow = 32,  // numeric: drags stop at `low` and have no upper bound
+    kDragFree = 64,   // numeric: drags are not bounded
 };
 
 struct ControlSpec {
@@ -71,6 +78,9 @@ struct ControlSpec {
     double value = 0;                        // numeric value; toggle on; radio selection
     double low = 0, high = 0;                // numeric clip limits, with the flags
     unsigned flags = 0;
+    double dragLow = 0, dragHigh = 0;        // numeric drag bounds, with kDragRange
+    int digits = -1;                         // numeric digits shown; -1 the constructor's
+    double dragStep = 0;                     // numeric change per pixel dragged; 0 the constructor's
     const char *const *choices = nullptr;    // radio options or list entries, null-terminated
     void (*changed)(ControlRecord *) = nullptr;
     void (*setup)(void *control) = nullptr;  // any further field the plug-in sets
@@ -87,12 +97,19 @@ struct PanelSpec {
     double version = 1.0;
     PixelFilterFrame pixel = {};   // pixel filters' hooks
     ImageFilterHooks image = {};   // image filters' hooks
+    size_t workBytes = 0;          // the plug-in's working state, kept per instance and never saved
 };
 
 // Builds the panel and every control in table order. Any failure unwinds what
 // was built and returns null with `failure` stored in *err.
 PluginInstance *BuildInstance(const PanelSpec &panel, const ControlSpec *table, int count, LWItemID owner,
                               LWError *err, const char *failure);
+
+// The instance's working state, as the plug-in declared it.
+template <typename T>
+T *Work(PluginInstance *instance) {
+    return static_cast<T *>(instance->work);
+}
 
 // The instance's controls by table position.
 template <typename T>

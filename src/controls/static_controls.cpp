@@ -28,6 +28,12 @@ GraphControl *NewGraphControl(const char *key, int x, int y, Panel *panel) {
     return g;
 }
 
+PreviewControl *NewPreviewControl(const char *key, int x, int y, Panel *panel) {
+    PreviewControl *c = AllocateShown<PreviewControl>(kKindPreview, key, x, y, panel);
+    if (c) c->width = c->height = 64;
+    return c;
+}
+
 ExportMotionControl *NewExportMotionControl(const char *key, int x, int y, Panel *panel) {
     return AllocateShown<ExportMotionControl>(kKindExportMotion, key, x, y, panel);
 }

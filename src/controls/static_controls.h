@@ -1,6 +1,7 @@
 // Records that show rather than hold settings: a read-only text (captions and
-// reports), a graph of (x, y) points over a horizontal range, and the Export
-// Motion button's record. None of them writes a settings block.
+// reports), a graph of (x, y) points over a horizontal range, a preview picture
+// the plug-in fills, and the Export Motion button's record. None of them writes
+// a settings block.
 #pragma once
 
 #include "controls/control.h"
@@ -8,6 +9,8 @@
 struct TextControl {
     ControlRecord record;
     char text[256];
+    int coloured;            // drawn in rgb instead of the panel's text colour
+    unsigned char rgb[3];
 };
 
 constexpr int kGraphPoints = 1000;
@@ -20,6 +23,15 @@ struct GraphControl {
     double x[kGraphPoints], y[kGraphPoints];
 };
 
+constexpr int kPreviewSide = 128;  // the largest preview's width and height
+
+// Filled by the plug-in in portable code; the window only shows the pixels.
+struct PreviewControl {
+    ControlRecord record;
+    int width, height;  // 64 x 64 unless the plug-in sets them; widths in fours
+    unsigned char rgb[kPreviewSide * kPreviewSide * 3];  // rows top down
+};
+
 struct ExportMotionControl {
     ControlRecord record;
     void (*click)(ExportMotionControl *, int modifier);
@@ -27,6 +39,7 @@ struct ExportMotionControl {
 
 TextControl *NewTextControl(const char *key, int x, int y, Panel *panel);
 GraphControl *NewGraphControl(const char *key, int x, int y, Panel *panel);
+PreviewControl *NewPreviewControl(const char *key, int x, int y, Panel *panel);
 ExportMotionControl *NewExportMotionControl(const char *key, int x, int y, Panel *panel);
 
 void SetText(TextControl *control, const char *text);

@@ -76,14 +76,8 @@ const char *Describe(LWInstance instance) {
     return Disabled(p) ? "SuperQ: Disabled" : "SuperQ";
 }
 
-const LWItemID *ItemsUsed(LWInstance instance) {
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
-    if (!p || Disabled(p)) return nullptr;
-    return AppendOwnerAncestry(p, CollectUsedItems(p));
-}
-
 const DisplacementHandler kHandler = {Create,   SharedDestroy, SharedCopy, SharedLoad, SharedSave,    NewTime,
-                                      Evaluate, Flags,         Describe,   ItemsUsed,  SharedChangeID};
+                                      Evaluate, Flags,         Describe,   SharedOwnerItemsUsed, SharedChangeID};
 
 }  // namespace
 

@@ -50,7 +50,8 @@ const ControlSpec kTable[kControls] = {
 };
 
 const PanelSpec kPanel = {.title = "DropShadow", .shortName = "DropShadow", .width = 465, .height = 270,
-                          .image = {Setup, Pixel}};
+                          .create = [](LWError *err, LWItemID) { return Create(err); }, .destroy = SharedDestroy,
+                          .copy = SharedCopy, .image = {Setup, Pixel}};
 
 // What the setup works out for the frame being processed. Frames are processed
 // one at a time on the host's thread, so one set serves the module.

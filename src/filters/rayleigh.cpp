@@ -49,7 +49,8 @@ const ControlSpec kTable[kControls] = {
 };
 
 const PanelSpec kPanel = {.title = "Rayleigh", .shortName = "Rayleigh", .width = 400, .height = 280,
-                          .afterLoad = Reghost, .pixel = {.newTimeHook = NewTimeHook, .pixelHook = Pixel}};
+                          .create = [](LWError *err, LWItemID) { return Create(err); }, .destroy = SharedDestroy,
+                          .copy = SharedCopy, .afterLoad = Reghost, .pixel = {.newTimeHook = NewTimeHook, .pixelHook = Pixel}};
 
 double Current(PluginInstance *p, int i) { return Control<NumericControl>(p, i)->current; }
 bool Disabled(PluginInstance *p) { return ToggleIsOn(Control<ButtonControl>(p, kDisable)); }

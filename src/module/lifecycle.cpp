@@ -5,6 +5,7 @@
 #include <initializer_list>
 #include <new>
 
+#include "controls/choice.h"
 #include "controls/settings.h"
 #include "module/host_services.h"
 #include "panelui/panel_window.h"
@@ -107,6 +108,7 @@ void SharedDestroy(LWInstance instance) {
     if (!instance) return;
     PluginInstance *p = InstanceOf(instance);
     DestroyPanel(p->panel);
+    delete[] static_cast<unsigned char *>(p->work);
     delete p;
 }
 
@@ -175,6 +177,30 @@ const LWItemID *SharedItemsUsed(LWInstance instance) {
     if (!instance) return nullptr;
     CollectUsedItems(InstanceOf(instance));
     return usedItems;
+}
+
+namespace {
+
+// The state of a plug-in's on/off button by key; `otherwise` when it has none.
+bool Switch(PluginInstance *p, const char *key, bool otherwise) {
+    ControlRecord *r = FindControl(p->panel, key);
+    return r && r->kind == kKindButton ? ToggleIsOn(reinterpret_cast<ButtonControl *>(r)) : otherwise;
+}
+
+}  // namespace
+
+const LWItemID *SharedOwnerItemsUsed(LWInstance instance) {
+    if (!instance) return nullptr;
+    PluginInstance *p = InstanceOf(instance);
+    if (Switch(p, "DISABLE", false) || !Switch(p, "INTERACTIVE", true)) return nullptr;
+    return AppendOwnerAncestry(p, CollectUsedItems(p));
+}
+
+const char *SharedDescription(LWInstance instance, const char *line, const char *disabledLine) {
+    if (!instance) return "Error!";
+    PluginInstance *p = InstanceOf(instance);
+    SynchronisePanel(p->panel);
+    return Switch(p, "DISABLE", false) ? disabledLine : line;
 }
 
 LWError PixelFilterInit(LWInstance instance) {

@@ -24,6 +24,13 @@ const LWItemID *UsedItemsBuffer();
 // Items used by an instance that belongs to no item (shaders, filters): what
 // its controls refer to, nothing more.
 const LWItemID *SharedItemsUsed(LWInstance instance);
+// Items used by an instance applied to an item: none while its "DISABLE"
+// toggle is on or its "INTERACTIVE" toggle (where it has one) is off,
+// otherwise what its controls refer to, then the owner item and its ancestors.
+const LWItemID *SharedOwnerItemsUsed(LWInstance instance);
+// The description of a plug-in whose line only tells whether its "DISABLE"
+// toggle is on; "Error!" without an instance.
+const char *SharedDescription(LWInstance instance, const char *line, const char *disabledLine);
 
 // Shows a load error as the host's error box with the line it stopped at.
 void ShowLoadError(LWError error);

@@ -7,30 +7,30 @@
 // X(identifier, server name, class, state): the collection in the order the
 // host lists it; state is Built for plug-ins whose own source file defines them.
 #define VESK_PLUGINS(X)                          \
-    X(blink, "Blink", ItemMotion, Unbuilt)                \
-    X(pathAlign, "PathAlign", ItemMotion, Unbuilt)        \
-    X(phaseLink, "PhaseLink", ItemMotion, Unbuilt)        \
-    X(distLink, "DistLink", ItemMotion, Unbuilt)          \
-    X(wheelie, "Wheelie", ItemMotion, Unbuilt)            \
-    X(speedlimit, "Speedlimit", ItemMotion, Unbuilt)      \
+    X(blink, "Blink", ItemMotion, Built)                  \
+    X(pathAlign, "PathAlign", ItemMotion, Built)          \
+    X(phaseLink, "PhaseLink", ItemMotion, Built)          \
+    X(distLink, "DistLink", ItemMotion, Built)            \
+    X(wheelie, "Wheelie", ItemMotion, Built)              \
+    X(speedlimit, "Speedlimit", ItemMotion, Built)        \
     X(track, "Track", ItemMotion, Built)                \
-    X(parent, "Parent", ItemMotion, Unbuilt)              \
-    X(whip, "Whip", ItemMotion, Unbuilt)                  \
-    X(limiter, "Limiter", ItemMotion, Unbuilt)            \
-    X(objblur, "Objblur", ItemMotion, Unbuilt)            \
-    X(velAccel, "VelAccel", ItemMotion, Unbuilt)          \
-    X(diffuser, "Diffuser", ItemMotion, Unbuilt)          \
-    X(speedLink, "SpeedLink", ItemMotion, Unbuilt)        \
-    X(accelLink, "AccelLink", ItemMotion, Unbuilt)        \
-    X(throttleLink, "ThrottleLink", ItemMotion, Unbuilt)  \
-    X(poke, "Poke", Displacement, Unbuilt)                \
-    X(dangle, "Dangle", Displacement, Unbuilt)            \
-    X(flexor, "Flexor", Displacement, Unbuilt)            \
-    X(diffuse, "Diffuse", Displacement, Unbuilt)          \
+    X(parent, "Parent", ItemMotion, Built)                \
+    X(whip, "Whip", ItemMotion, Built)                    \
+    X(limiter, "Limiter", ItemMotion, Built)              \
+    X(objblur, "Objblur", ItemMotion, Built)              \
+    X(velAccel, "VelAccel", ItemMotion, Built)            \
+    X(diffuser, "Diffuser", ItemMotion, Built)            \
+    X(speedLink, "SpeedLink", ItemMotion, Built)          \
+    X(accelLink, "AccelLink", ItemMotion, Built)          \
+    X(throttleLink, "ThrottleLink", ItemMotion, Built)    \
+    X(poke, "Poke", Displacement, Built)                  \
+    X(dangle, "Dangle", Displacement, Built)              \
+    X(flexor, "Flexor", Displacement, Built)              \
+    X(diffuse, "Diffuse", Displacement, Built)            \
     X(superQ, "SuperQ", Displacement, Built)            \
     X(acid, "Acid", Shader, Unbuilt)                      \
-    X(hsvBoost, "HSVBoost", Shader, Unbuilt)              \
-    X(edgeRGB, "EdgeRGB", Shader, Unbuilt)                \
+    X(hsvBoost, "HSVBoost", Shader, Built)                \
+    X(edgeRGB, "EdgeRGB", Shader, Built)                  \
     X(bladeBlur, "BladeBlur", Shader, Unbuilt)            \
     X(unveil, "Unveil", Shader, Built)                  \
     X(polyPop, "PolyPop", Shader, Unbuilt)                \

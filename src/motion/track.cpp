@@ -149,14 +149,9 @@ const char *Describe(LWInstance instance) {
     return line;
 }
 
-const LWItemID *ItemsUsed(LWInstance instance) {
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
-    if (!p || On(p, kDisable) || !On(p, kInteractive)) return nullptr;
-    return AppendOwnerAncestry(p, CollectUsedItems(p));
-}
 
 const ItemMotionHandler kHandler = {Create,   SharedDestroy, SharedCopy, SharedLoad,   SharedSave,
-                                    Evaluate, Describe,      ItemsUsed, SharedChangeID};
+                                    Evaluate, Describe,      SharedOwnerItemsUsed, SharedChangeID};
 
 }  // namespace
 

@@ -174,7 +174,7 @@ bool OpenAdvancedDefinition(NumericControl *control, bool modifier) {
         {.key = "linear", .kind = ControlSpecKind::Numeric, .x = 124, .y = 185, .label = "Change per Frame:",
          .changed = RecomputeReport, .setup = DialogNumber},
         {.key = "IGNORE2", .kind = ControlSpecKind::Text, .x = 300, .y = 260},
-        {.key = "GRAPH", .kind = ControlSpecKind::Graph, .x = 75, .y = 280},
+        {.key = "GRAPH", .kind = ControlSpecKind::Graph, .x = 75, .y = 280, .label = ""},
         {.key = "LOWGRAPH", .kind = ControlSpecKind::Integer, .x = 52, .y = 420, .label = "From", .value = 0,
          .changed = RecomputeReport},
         {.key = "HIGHGRAPH", .kind = ControlSpecKind::Integer, .x = 502, .y = 418, .label = "To", .value = 250,

@@ -24,7 +24,10 @@ const ControlSpec kTable[kControls] = {
      .value = 1.0},
 };
 
-const PanelSpec kPanel = {.title = "Unveil", .shortName = "Unveil", .width = 400, .height = 205};
+// The panel keeps create and copy so that Cancel can put the settings back.
+const PanelSpec kPanel = {.title = "Unveil", .shortName = "Unveil", .width = 400, .height = 205,
+                          .create = [](LWError *err, LWItemID) { return Create(err); }, .destroy = SharedDestroy,
+                          .copy = SharedCopy};
 
 LWInstance Create(LWError *err) {
     return BuildInstance(kPanel, kTable, kControls, LWITEM_NULL, err, ClassInfo(PluginClass::Shader).createFailure);

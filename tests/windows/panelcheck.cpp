@@ -18,10 +18,13 @@
 #include "host/embedded_host.h"
 #include "host/module_loader.h"
 #include "host/scene_file.h"
+#include "tests/text_store.h"
 
 namespace {
 
 int passed = 0, failed = 0;
+// A cycle link driven by the item it is on.
+const char *const kSelf = " BEGIN RADIO CONTROL\n  SELECTION 1\n END RADIO CONTROL\n";
 std::string shots;
 
 void Check(bool ok, const std::string &what) {
@@ -94,12 +97,12 @@ bool EditEnabled(HWND h, int x, int y) {
 // Drags a numeric field's knob by dx screen pixels.
 void DragKnob(HWND h, int x, int y, int dx) {
     PostMessageA(h, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(x, y));
-    Sleep(250);
+    Sleep(600);
     POINT at;
     GetCursorPos(&at);  // the knob has moved the cursor to x = 320
     SetCursorPos(at.x + dx, at.y);
     PostMessageA(h, WM_MOUSEMOVE, MK_LBUTTON, MAKELPARAM(x, y));
-    Sleep(150);
+    Sleep(400);
     PostMessageA(h, WM_LBUTTONUP, 0, MAKELPARAM(x, y));
     Sleep(200);
 }
@@ -383,13 +386,15 @@ int main(int argc, char **argv) {
             if (!w) return;
             Screenshot(w, o.shot);
             if (rayleigh) {
+                // Waits long enough for the window to have taken each step, so
+                // that a busy machine does not cut the drag short.
                 PostMessageA(w, WM_RBUTTONDOWN, MK_RBUTTON, MAKELPARAM(108 + 10, 111 + 10));
-                Sleep(250);
+                Sleep(600);
                 POINT at;
                 GetCursorPos(&at);
                 SetCursorPos(at.x + 40, at.y);
                 PostMessageA(w, WM_MOUSEMOVE, MK_RBUTTON, MAKELPARAM(118, 121));
-                Sleep(150);
+                Sleep(400);
                 PostMessageA(w, WM_RBUTTONUP, 0, MAKELPARAM(118, 121));
                 Sleep(200);
                 Click(w, 108 + 10, 111 + 10);  // the colour chooser
@@ -411,6 +416,146 @@ int main(int argc, char **argv) {
                       colour.find("BLUE 222") != std::string::npos,
                   "the brightness drag: " + colour);
         }
+    }
+
+    // 8. The panels of the newer motion and displacement plug-ins: a typed
+    // field and a toggle each, read back from the settings they save.
+    struct MotionPanel {
+        bool displacement;
+        const char *server, *title, *shot;
+        int fieldX, fieldY;
+        const char *typed, *field;
+        int toggleX, toggleY;
+        const char *toggle, *toggleState;
+        const char *savedValue = nullptr;  // what the typed text is kept as, when it differs
+        const char *preset = nullptr;      // settings blocks loaded before the panel opens
+    } motionPanels[] = {
+        {false, "Blink", "Blink: Keyed Replay", "blink", 200, 125, "48", "BEGIN NUM PERIOD", 470, 245,
+         "BEGIN BUTTON VARY", "CHECKED YES"},
+        {false, "Diffuser", "Diffuser: Random Drift", "diffuser", 470, 115, "7", "BEGIN NUM SEED", 300, 180,
+         "BEGIN BUTTON SMOOTH", "CHECKED NO"},
+        {true, "Flexor", "Flexor: Guided Bend", "flexor", 340, 150, "90", "BEGIN NUM MAXBEND", 60, 222,
+         "BEGIN BUTTON INTERACTIVE", "CHECKED NO"},
+        {true, "Diffuse", "Diffuse Point Drift", "diffuse", 440, 60, "5", "BEGIN NUM SEED", 440, 164,
+         "BEGIN BUTTON SMOOTH", "CHECKED YES"},
+        {true, "Dangle", "Dangle", "dangle", 0, 0, nullptr, nullptr, 150, 100, "BEGIN BUTTON INTERACTIVE",
+         "CHECKED YES"},
+        {true, "Poke", "Poke", "poke", 420, 65, "30", "BEGIN NUM HISTLENGTH", 418, 145, "BEGIN BUTTON INTERACTIVE",
+         "CHECKED YES"},
+        // The third of Objblur's modes, "Normal Blur", one row of 18 pixels each.
+        {false, "Objblur", "OBJBlur", "objblur", 280, 65, "20", "BEGIN NUM BACK", 95, 65 + 2 * 18, "BEGIN RADIO MODE",
+         "SELECTION 2"},
+        {false, "Wheelie", "Wheelie!", "wheelie", 325, 129, "50", "BEGIN NUM RATE", 422, 158, "BEGIN BUTTON INTERACTIVE",
+         "CHECKED NO"},
+        {false, "Speedlimit", "Speedlimit", "speedlimit", 350, 134, "4", "BEGIN NUM V", 135, 85 + 18,
+         "BEGIN RADIO VEL", "SELECTION 1"},
+        {false, "Limiter", "Limiter", "limiter", 155, 79, "0.5", "BEGIN NUM PYLVAL", 130, 79, "BEGIN BUTTON PYL",
+         "CHECKED YES"},
+        {false, "VelAccel", "Velaccel", "velaccel", 265, 88, "-9.8", "BEGIN NUM YACCEL", 360, 143, "BEGIN BUTTON DISABLE",
+         "CHECKED YES"},
+        {false, "Parent", "Parent", "parent", 25, 90, "12", "BEGIN NUM DURATION1", 360, 370, "BEGIN BUTTON REPEAT",
+         "CHECKED YES"},
+        {false, "Whip", "Antenna Whip", "whip", 150, 60, "80", "BEGIN NUM RESTORE", 400, 150,
+         "BEGIN BUTTON INTERACTIVE", "CHECKED NO"},
+        {false, "PathAlign", "PathAlign", "pathalign", 270, 115, "4", "BEGIN NUM LOOKAHEAD", 95, 65 + 2 * 18,
+         "BEGIN RADIO AXIS", "SELECTION 2"},
+        // The cycle links, each driven by the item itself so that its graph shows.
+        {false, "PhaseLink", "PhaseLink", "phaselink", 526, 518, "100", "BEGIN NUM HIGHGRAPH", 246, 140 + 3 * 18,
+         "BEGIN RADIO TRACKFROM", "SELECTION 3", nullptr, kSelf},
+        {false, "SpeedLink", "SpeedLink", "speedlink", 45, 518, "20", "BEGIN NUM LOWGRAPH", 245, 150 + 3 * 18,
+         "BEGIN RADIO TRACKFROM", "SELECTION 3", nullptr, kSelf},
+        {false, "AccelLink", "AccelLink", "accellink", 190, 330, "5", "BEGIN NUM HIGHFROM", 245, 150 + 18,
+         "BEGIN RADIO TRACKFROM", "SELECTION 1", nullptr, kSelf},
+        {false, "ThrottleLink", "ThrottleLink", "throttlelink", 150, 175, "50", "BEGIN NUM PHASEVELOCITY", 534, 328,
+         "BEGIN BUTTON INTERACTIVE", "CHECKED NO", "0.5"},
+        {false, "DistLink", "DistLink", "distlink", 175, 290, "2", "BEGIN NUM DISTANCE", 245, 170 + 3 * 18,
+         "BEGIN RADIO TRACKFROM", "SELECTION 3", nullptr, kSelf},
+    };
+    for (const MotionPanel &m : motionPanels) {
+        // Each on an item of its own: plug-ins on one item evaluate each other.
+        Item &own = host.scene.AddNullObject(std::string("Panel ") + m.server);
+        own.SetRest({0, 1, 0});
+        own.AddKey(60, {4, 1, 2, 30, 0, 0, 1, 1, 1});
+        LWInstance instance = m.displacement ? host.AddDisplacementPlugin(own, m.server, &error2)
+                                             : host.AddMotionPlugin(own, m.server, &error2);
+        Check(instance != nullptr, std::string(m.server) + " created: " + error2);
+        if (!instance) continue;
+        if (m.preset) {
+            TextStore text = TextStore::Text(std::string("BEGIN MARVEN_LABS_PLUGIN ") + m.server + "\nVERSION 1\n" +
+                                             m.preset + "END MARVEN_LABS_PLUGIN " + m.server + "\n");
+            LWLoadState load = text.LoadState();
+            track.handler->load(instance, &load);
+        }
+        const ServerRecord *row =
+            FindServer(module, m.displacement ? "DisplacementInterface" : "ItemMotionInterface", m.server);
+        int shown = OpenPanel(module, *row, instance, [&] {
+            HWND w = WaitWindow("ML_CL_A10:32:44", m.title);
+            Check(w != nullptr, std::string(m.server) + "'s panel opens");
+            if (!w) return;
+            if (m.typed) Type(w, m.fieldX, m.fieldY, m.typed);
+            Click(w, m.toggleX + 5, m.toggleY + 5);
+            Screenshot(w, m.shot);
+            RECT size;
+            GetClientRect(w, &size);  // the button row sits below the lowest control
+            Click(w, size.right - 180 + 10, size.bottom - 26 + 10);  // Continue
+        });
+        Check(shown == 0, std::string(m.server) + "'s panel accepted");
+        std::string saved = Settings({track.handler, instance});
+        // A percentage is typed in percent and kept as a fraction.
+        std::string server = m.server;
+        std::string value = m.savedValue           ? m.savedValue
+                            : server == "Wheelie" ? "0.5"
+                            : server == "Whip"    ? "0.8"
+                            : m.typed             ? m.typed
+                                                  : "";
+        if (m.typed)
+            Check(Block(saved, m.field).find("VALUE " + value) != std::string::npos,
+                  std::string(m.server) + ": typed " + m.typed + ":\n" + Block(saved, m.field));
+        Check(Block(saved, m.toggle).find(m.toggleState) != std::string::npos,
+              std::string(m.server) + ": toggled:\n" + Block(saved, m.toggle));
+    }
+
+    // 9. The view-angle shaders: HSVBoost's hue swatch redrawn after a typed
+    // glancing hue shift, EdgeRGB's coverage typed; both read back.
+    for (const char *server : {"HSVBoost", "EdgeRGB"}) {
+        auto *h = static_cast<const ShaderHandler *>(host.Handler("ShaderHandler", server, &error2));
+        LWError failure = nullptr;
+        LWInstance instance = h ? h->create(&failure) : nullptr;
+        Check(instance != nullptr, std::string(server) + " created");
+        if (!instance) continue;
+        bool boost = std::string(server) == "HSVBoost";
+        COLORREF before = 0, after = 0;
+        OpenPanel(module, *FindServer(module, "ShaderInterface", server), instance, [&] {
+            HWND w = WaitWindow("ML_CL_A10:32:44", boost ? "HSVBoost" : "Simple Edge Coloring Tool");
+            Check(w != nullptr, std::string(server) + "'s panel opens");
+            if (!w) return;
+            auto rim = [&] {  // a pixel near the rim of the hue swatch
+                HDC dc = GetDC(w);
+                COLORREF c = GetPixel(dc, 350 + 3, 166 + 32);
+                ReleaseDC(w, dc);
+                return c;
+            };
+            if (boost) before = rim();
+            Type(w, boost ? 180 : 185, boost ? 180 : 100, boost ? "90" : "0.8");
+            Sleep(300);
+            if (boost) after = rim();
+            Screenshot(w, boost ? "hsvboost" : "edgergb");
+            RECT size;
+            GetClientRect(w, &size);
+            Click(w, size.right - 180 + 10, size.bottom - 26 + 10);
+        });
+        std::string saved = Settings({track.handler, instance});
+        if (boost) {
+            Check(Block(saved, "BEGIN NUM GLANCEHUE").find("VALUE 90") != std::string::npos,
+                  "HSVBoost: GLANCEHUE typed as 90:\n" + Block(saved, "BEGIN NUM GLANCEHUE"));
+            // Orange turned 90 degrees is green: the rim was redrawn.
+            Check(GetRValue(before) > GetGValue(before) && GetGValue(after) > GetRValue(after),
+                  "the hue swatch redrawn: " + std::to_string(before) + " then " + std::to_string(after));
+        } else {
+            Check(Block(saved, "BEGIN NUM TRANS").find("VALUE 0.8") != std::string::npos,
+                  "EdgeRGB: TRANS typed as 0.8:\n" + Block(saved, "BEGIN NUM TRANS"));
+        }
+        h->destroy(instance);
     }
 
     std::ifstream cut(aborted);

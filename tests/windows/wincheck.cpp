@@ -83,9 +83,9 @@ void CheckActivations(const LoadedModule &module, EmbeddedHost &host) {
 void CheckBinding(const char *path, EmbeddedHost &host) {
     LoadedModule module;
     if (!Load(&module, path)) return;
-    const ServerRecord *track = FindServer(module, "ItemMotionHandler", "Blink");
-    const ServerRecord *options = FindServer(module, "ItemMotionInterface", "Blink");
-    Check(track && options, "Blink rows found");
+    const ServerRecord *track = FindServer(module, "ShaderHandler", "Acid");
+    const ServerRecord *options = FindServer(module, "ShaderInterface", "Acid");
+    Check(track && options, "Acid rows found");
     if (track && options) {
         std::vector<void *> record(HandlerSlotCount(track->className, 3));
         ActivateServer(module, *track, 1, EmbeddedHost::Lookup(), record.data());
@@ -98,9 +98,8 @@ void CheckBinding(const char *path, EmbeddedHost &host) {
         code = ActivateServer(module, *track, 3, EmbeddedHost::Lookup(), record.data());
         Check(code == 0, "bone info back: 0, got " + std::to_string(code));
         LWError err = nullptr;
-        auto create = reinterpret_cast<ItemMotionHandler *>(record.data())->create;
-        Check(create(&err, nullptr) == nullptr && err &&
-                  std::strcmp(err, "Error Initializing plugin.. restart LightWave or reboot?") == 0,
+        auto create = reinterpret_cast<ShaderHandler *>(record.data())->create;
+        Check(create(&err) == nullptr && err && std::strcmp(err, "Error Starting GUI.. restart LightWave or reboot?") == 0,
               "a plug-in not in this build refuses to create");
     }
     UnloadModule(&module);

@@ -65,11 +65,12 @@ Window *Of(Panel *panel) { return panel ? static_cast<Window *>(panel->window) :
 RECT Box(int x, int y, int w, int h) { return RECT{x, y, x + w, y + h}; }
 bool Inside(const RECT &r, int x, int y) { return x >= r.left && x < r.right && y >= r.top && y < r.bottom; }
 
-RECT AcceptRect(Panel *p) { return Box(p->width - 180, p->height - 26, 84, 20); }
-RECT CancelRect(Panel *p) { return Box(p->width - 90, p->height - 26, 84, 20); }
-RECT LoadRect(Panel *p) { return Box(6, p->height - 26, 50, 20); }
-RECT SaveRect(Panel *p) { return Box(60, p->height - 26, 50, 20); }
-RECT MemoryRect(Panel *p) { return Box(114, p->height - 21, 10, 10); }
+int WindowHeight(Panel *p);
+RECT AcceptRect(Panel *p) { return Box(p->width - 180, WindowHeight(p) - 26, 84, 20); }
+RECT CancelRect(Panel *p) { return Box(p->width - 90, WindowHeight(p) - 26, 84, 20); }
+RECT LoadRect(Panel *p) { return Box(6, WindowHeight(p) - 26, 50, 20); }
+RECT SaveRect(Panel *p) { return Box(60, WindowHeight(p) - 26, 50, 20); }
+RECT MemoryRect(Panel *p) { return Box(114, WindowHeight(p) - 21, 10, 10); }
 
 int ListRows(Panel *p, ControlRecord *r) { return std::max(1, std::min(18, (p->height - 40 - r->y) / kRow)); }
 
@@ -79,7 +80,9 @@ int RadioLabelWidth(RadioControl *rc) {
         longest = std::max(longest, std::strlen(rc->choices[i]));
     return 6 * static_cast<int>(longest);
 }
-bool RadioLabelsLeft(Panel *p, RadioControl *rc) { return rc->record.x + 20 + RadioLabelWidth(rc) > p->width - 6; }
+bool RadioLabelsLeft(Panel *p, RadioControl *rc) {
+    return rc->labelsLeft || rc->record.x + 20 + RadioLabelWidth(rc) > p->width - 6;
+}
 
 RECT BodyRect(Panel *p, ControlRecord *r) {
     switch (r->kind) {
@@ -102,10 +105,27 @@ RECT BodyRect(Panel *p, ControlRecord *r) {
     }
     case kKindListbox: return Box(r->x, r->y, 180, kRow * ListRows(p, r));
     case kKindItem: return Box(r->x, r->y, reinterpret_cast<ItemControl *>(r)->width, 21);
-    case kKindGraph: return Box(r->x, r->y, 400, 120);
+    case kKindGraph: {
+        auto *gr = reinterpret_cast<GraphControl *>(r);
+        return Box(r->x, r->y, gr->width, gr->height);
+    }
+    case kKindPreview: {
+        auto *pv = reinterpret_cast<PreviewControl *>(r);
+        return Box(r->x, r->y, pv->width, pv->height);
+    }
     case kKindExportMotion: return Box(r->x, r->y, 100, 20);
     default: return Box(r->x, r->y, 0, 0);
     }
+}
+// The window is the panel's size, grown downwards where a control reaches into
+// the row of Load, Save, Continue and Cancel, so that the row stays clear.
+int WindowHeight(Panel *p) {
+    int height = p->height;
+    for (ControlRecord *r = p->record.next; r; r = r->next) {
+        RECT body = BodyRect(p, r);
+        if (body.bottom > body.top && body.bottom > p->height - 28) height = std::max(height, static_cast<int>(body.bottom) + 30);
+    }
+    return height;
 }
 RECT KnobRect(NumericControl *n) { return Box(n->record.x + n->width + 3, n->record.y, 12, n->height); }
 RECT AdvancedRect(NumericControl *n) { return Box(n->record.x + n->width + 17, n->record.y, 12, n->height); }
@@ -139,6 +159,17 @@ void Text(HDC dc, const char *s, RECT r, COLORREF c, UINT align) {
     DrawTextA(dc, s, -1, &r, align | DT_SINGLELINE | DT_VCENTER | DT_NOPREFIX);
 }
 
+// An on/off button's label: right of the box, or left of it where the panel
+// ends first. Drawing and clicks use the same rectangle, so a click on one
+// toggle's label never reaches a toggle beside it.
+RECT ToggleLabelRect(HDC dc, Panel *p, ButtonControl *b) {
+    RECT body = BodyRect(p, &b->record);
+    SIZE size;
+    GetTextExtentPoint32A(dc, b->record.label, static_cast<int>(std::strlen(b->record.label)), &size);
+    if (!b->labelLeft && body.right + 6 + size.cx <= p->width - 6) return Box(body.right + 6, body.top, size.cx + 4, b->height);
+    return Box(body.left - 10 - size.cx, body.top, size.cx + 4, b->height);
+}
+
 void ButtonFace(HDC dc, RECT r, const char *caption, bool lit, bool ghosted) {
     Fill(dc, r, lit ? kLit : kFace);
     Bevel(dc, r, lit);
@@ -146,7 +177,7 @@ void ButtonFace(HDC dc, RECT r, const char *caption, bool lit, bool ghosted) {
 }
 
 void Label(HDC dc, const char *label, int rightEdge, int y, int height, bool ghosted) {
-    Text(dc, label, Box(rightEdge - 240, y, 240, height), ghosted ? kGhost : kText, DT_RIGHT);
+    Text(dc, label, Box(rightEdge - 240, y, 240, height), ghosted ? kGhost : kText, DT_RIGHT | DT_NOCLIP);  // glyphs may overhang their box by a pixel
 }
 
 void DrawControl(Window *w, HDC dc, ControlRecord *r) {
@@ -173,13 +204,10 @@ void DrawControl(Window *w, HDC dc, ControlRecord *r) {
             Fill(dc, body, kField);
             Bevel(dc, body, true);
             if (ToggleIsOn(b)) Fill(dc, Box(body.left + 4, body.top + 4, b->width - 8, b->height - 8), g ? kGhost : kChosen);
-            // The label goes to the right of the box, or to its left where the panel ends first.
-            SIZE size;
-            GetTextExtentPoint32A(dc, r->label, static_cast<int>(std::strlen(r->label)), &size);
-            if (body.right + 6 + size.cx <= p->width - 6)
-                Text(dc, r->label, Box(body.right + 6, body.top, size.cx + 4, b->height), g ? kGhost : kText, DT_LEFT);
-            else
-                Label(dc, r->label, body.left - 6, body.top, b->height, g);
+            RECT label = ToggleLabelRect(dc, p, b);
+            Text(dc, r->label, label, g ? kGhost : kText, label.left > body.left ? DT_LEFT : DT_RIGHT);
+            // A switch without a label carries its text on its face (Parent's X, Y, Z).
+            if (!r->label[0] && b->text[0]) Text(dc, b->text, body, g ? kGhost : (ToggleIsOn(b) ? kBack : kText), DT_CENTER);
         } else {
             ButtonFace(dc, body, b->text, (b->state & kHighlighted) != 0, g);
         }
@@ -216,7 +244,7 @@ void DrawControl(Window *w, HDC dc, ControlRecord *r) {
             COLORREF colour = g ? kGhost : (i == chosen ? kChosen : kText);
             if (rc->dotsOnly) continue;
             if (RadioLabelsLeft(p, rc))
-                Text(dc, rc->choices[i], Box(r->x - 246, r->y + i * rc->rowSpacing, 240, 17), colour, DT_RIGHT);
+                Text(dc, rc->choices[i], Box(r->x - 246, r->y + i * rc->rowSpacing, 240, 17), colour, DT_RIGHT | DT_NOCLIP);
             else
                 Text(dc, rc->choices[i], Box(r->x + 17, r->y + i * rc->rowSpacing, 220, 17), colour, DT_LEFT);
         }
@@ -249,22 +277,37 @@ void DrawControl(Window *w, HDC dc, ControlRecord *r) {
         SIZE size;
         GetTextExtentPoint32A(dc, t->text, static_cast<int>(std::strlen(t->text)), &size);
         int left = r->x + size.cx > p->width - 8 ? std::max(8, static_cast<int>(p->width - 8 - size.cx)) : r->x;
-        Text(dc, t->text, Box(left, r->y, p->width - left - 8, 16), g ? kGhost : kText, DT_LEFT | DT_END_ELLIPSIS);
+        COLORREF colour = g ? kGhost : (t->coloured ? RGB(t->rgb[0], t->rgb[1], t->rgb[2]) : kText);
+        Text(dc, t->text, Box(left, r->y, p->width - left - 8, 16), colour, DT_LEFT | DT_END_ELLIPSIS);
         break;
     }
     case kKindGraph: {
+        // The points over the horizontal range, the vertical range scaled to
+        // what is shown with its ends written at the left; faint lines at the
+        // quarters; the label centred below ("Frame").
         auto *gr = reinterpret_cast<GraphControl *>(r);
         Fill(dc, body, kField);
         Bevel(dc, body, true);
+        int w = gr->width - 10, h = gr->height - 10;
+        HPEN grid = CreatePen(PS_DOT, 1, kGhost);
+        HGDIOBJ old = SelectObject(dc, grid);
+        for (int q = 1; q < 4; ++q) {
+            int gx = body.left + 5 + w * q / 4, gy = body.top + 5 + h * q / 4;
+            MoveToEx(dc, gx, body.top + 2, nullptr), LineTo(dc, gx, body.bottom - 2);
+            MoveToEx(dc, body.left + 2, gy, nullptr), LineTo(dc, body.right - 2, gy);
+        }
+        SelectObject(dc, old);
+        DeleteObject(grid);
+        if (r->label[0]) Text(dc, r->label, Box(body.left, body.bottom + 1, gr->width, 14), g ? kGhost : kText, DT_CENTER);
         if (gr->count < 2) break;
         double lo = *std::min_element(gr->y, gr->y + gr->count), hi = *std::max_element(gr->y, gr->y + gr->count);
         if (hi - lo < 1e-9) lo -= 1, hi += 1;
         double span = gr->xHigh - gr->xLow > 0 ? gr->xHigh - gr->xLow : 1;
-        HPEN pen = CreatePen(PS_SOLID, 2, kChosen);
-        HGDIOBJ old = SelectObject(dc, pen);
+        HPEN pen = CreatePen(PS_SOLID, 2, g ? kGhost : kChosen);
+        old = SelectObject(dc, pen);
         for (int i = 0; i < gr->count; ++i) {
-            int px = body.left + 4 + static_cast<int>((gr->x[i] - gr->xLow) / span * 391);
-            int py = body.bottom - 5 - static_cast<int>((gr->y[i] - lo) / (hi - lo) * 110);
+            int px = body.left + 5 + static_cast<int>((gr->x[i] - gr->xLow) / span * w);
+            int py = body.bottom - 5 - static_cast<int>((gr->y[i] - lo) / (hi - lo) * h);
             i ? LineTo(dc, px, py) : MoveToEx(dc, px, py, nullptr);
         }
         SelectObject(dc, old);
@@ -277,6 +320,19 @@ void DrawControl(Window *w, HDC dc, ControlRecord *r) {
         break;
     }
     case kKindExportMotion: ButtonFace(dc, body, "Export Motion", false, g); break;
+    case kKindPreview: {
+        // The plug-in filled the pixels; here they only change order (GDI
+        // wants blue first) and reach the screen.
+        auto *pv = reinterpret_cast<PreviewControl *>(r);
+        static unsigned char bgr[kPreviewSide * kPreviewSide * 3];
+        int w = std::min(pv->width, kPreviewSide) & ~3, h = std::min(pv->height, kPreviewSide);
+        for (int i = 0; i < w * h; ++i)
+            for (int c = 0; c < 3; ++c) bgr[i * 3 + c] = pv->rgb[i * 3 + 2 - c];
+        BITMAPINFO info{};
+        info.bmiHeader = {sizeof(BITMAPINFOHEADER), w, -h, 1, 24, BI_RGB, 0, 0, 0, 0, 0};
+        SetDIBitsToDevice(dc, r->x, r->y, w, h, 0, 0, 0, h, bgr, &info, DIB_RGB_COLORS);
+        break;
+    }
     default: break;
     }
 }
@@ -292,7 +348,7 @@ void DrawBitmap(HDC dc, HBITMAP bitmap, int x, int y, int w, int h) {
 
 void Paint(Window *w, HDC dc) {
     Panel *p = w->panel;
-    RECT all = Box(0, 0, p->width, p->height);
+    RECT all = Box(0, 0, p->width, WindowHeight(p));
     FillRect(dc, &all, w->back);
     // The title band: the panel's strip, its title, the collection's mark.
     Fill(dc, Box(0, 0, p->width, kBand), RGB(14, 22, 48));
@@ -506,10 +562,19 @@ void Click(Window *w, int x, int y, bool modifier) {
             break;
         }
         case kKindButton:
-            if (Inside(body, x, y) || (reinterpret_cast<ButtonControl *>(r)->width <= 24 &&
-                                       Inside(Box(body.left, body.top, 200, body.bottom - body.top), x, y)))
-                return ToggleOrPress(w, reinterpret_cast<ButtonControl *>(r), modifier);
+        {
+            auto *b = reinterpret_cast<ButtonControl *>(r);
+            bool onLabel = false;
+            if (b->width <= 24) {  // an on/off button also answers on its label
+                HDC dc = GetDC(w->hwnd);
+                HGDIOBJ old = SelectObject(dc, w->font);
+                onLabel = Inside(ToggleLabelRect(dc, p, b), x, y);
+                SelectObject(dc, old);
+                ReleaseDC(w->hwnd, dc);
+            }
+            if (Inside(body, x, y) || onLabel) return ToggleOrPress(w, b, modifier);
             break;
+        }
         case kKindColor:
             if (Inside(body, x, y)) return PickColour(w, reinterpret_cast<ColorControl *>(r));
             break;
@@ -710,9 +775,10 @@ int OpenPanelModal(Panel *panel) {
 
     RECT host;
     GetWindowRect(w.hostMain, &host);
-    int x = (host.left + host.right - panel->width) / 2, y = (host.top + host.bottom - panel->height) / 2;
+    int height = WindowHeight(panel);
+    int x = (host.left + host.right - panel->width) / 2, y = (host.top + host.bottom - height) / 2;
     x = std::max(0, std::min(x, screenW - panel->width));
-    y = std::max(0, std::min(y, screenH - 25 - panel->height));
+    y = std::max(0, std::min(y, screenH - 25 - height));
 
     // While open, a control's redraw repaints the window.
     for (ControlRecord *r = &panel->record; r; r = r->next) {
@@ -722,7 +788,7 @@ int OpenPanelModal(Panel *panel) {
     panel->window = &w;
     panel->cancelled = 1;
     w.hwnd = CreateWindowExA(0, kClassName, panel->title, WS_POPUP | WS_VISIBLE | WS_CLIPCHILDREN, x, y, panel->width,
-                             panel->height, w.hostMain, nullptr, module, nullptr);
+                             height, w.hostMain, nullptr, module, nullptr);
     if (!w.hwnd) {
         for (auto &d : w.draws) d.first->draw = d.second;
         panel->window = nullptr;

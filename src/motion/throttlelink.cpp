@@ -1,0 +1,27 @@
+// ThrottleLink: plays the cycle definition at a phase that advances at an
+// animatable phase velocity (100% is one cycle a second), integrated from
+// time 0. It has no control object.
+#include "controls/choice.h"
+#include "module/lifecycle.h"
+#include "module/server_table.h"
+#include "motion/cycle_link.h"
+
+namespace {
+
+const ControlSpec kRows[] = {
+    {.key = "PHASEVELOCITY", .kind = ControlSpecKind::Percent, .x = 150, .y = 175, .label = "Phase Velocity (%/sec)",
+     .value = 1, .changed = CycleRefreshFrom},
+    {.key = "STARTPHASE", .kind = ControlSpecKind::Percent, .x = 150, .y = 200, .label = "Starting Cycle Phase",
+     .value = 0, .changed = CycleRefreshFrom},
+};
+
+LWInstance Create(LWError *err, LWItemID item);
+const CycleMember kMember = {"ThrottleLink", CycleSource::Throttle, kRows, sizeof kRows / sizeof kRows[0], Create};
+LWInstance Create(LWError *err, LWItemID item) { return CycleCreate(kMember, err, item); }
+
+const ItemMotionHandler kHandler = {Create,        SharedDestroy, SharedCopy,     SharedLoad,    SharedSave,
+                                    CycleEvaluate, CycleDescribe, SharedOwnerItemsUsed, SharedChangeID};
+
+}  // namespace
+
+extern const PluginDef throttleLinkPlugin = {"ThrottleLink", PluginClass::ItemMotion, &kHandler};

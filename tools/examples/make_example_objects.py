@@ -1,0 +1,126 @@
+#!/usr/bin/env python3
+"""Writes the example objects of examples/ as LWOB files (points, one surface,
+quads): a stalk modelled straight up +Y from its origin, a ball and a box of
+about a thousand points each, fine enough to disperse or shiver point by point,
+a rope lying along +X from its pivot, a finely divided floor to dent, and a
+wheel about the Z axis.
+usage: make_example_objects.py EXAMPLES_DIR"""
+import math
+import struct
+import sys
+
+
+def lwob(path, points, polygons):
+    pnts = b"".join(struct.pack(">fff", *p) for p in points)
+    srfs = b"Default\0"
+    pols = b"".join(struct.pack(">H", len(p)) + b"".join(struct.pack(">H", i) for i in p) + struct.pack(">h", 1)
+                    for p in polygons)
+    body = b"LWOB"
+    for name, data in ((b"PNTS", pnts), (b"SRFS", srfs), (b"POLS", pols)):
+        body += name + struct.pack(">I", len(data)) + data + (b"\0" if len(data) % 2 else b"")
+    with open(path, "wb") as f:
+        f.write(b"FORM" + struct.pack(">I", len(body)) + body)
+
+
+def stalk(rings=41, height=2.0, width=0.08):
+    # A square tube tapering a little towards the tip.
+    points, polygons = [], []
+    for r in range(rings):
+        y = height * r / (rings - 1)
+        h = width * (1 - 0.5 * r / (rings - 1)) / 2
+        points += [(-h, y, -h), (h, y, -h), (h, y, h), (-h, y, h)]
+    for r in range(rings - 1):
+        for s in range(4):
+            a, b = 4 * r + s, 4 * r + (s + 1) % 4
+            polygons.append((a, b, b + 4, a + 4))
+    return points, polygons
+
+
+def ball(rings=24, sides=48, radius=1.0, centre=1.2):
+    # Latitude rings between two poles, quads between the rings, triangles at the poles.
+    points = [(0.0, centre - radius, 0.0)]
+    for r in range(1, rings):
+        lat = math.pi * r / rings - math.pi / 2
+        for s in range(sides):
+            lon = 2 * math.pi * s / sides
+            points.append((radius * math.cos(lat) * math.cos(lon), centre + radius * math.sin(lat),
+                           radius * math.cos(lat) * math.sin(lon)))
+    points.append((0.0, centre + radius, 0.0))
+    top = len(points) - 1
+    ring = lambda r, s: 1 + (r - 1) * sides + s % sides
+    polygons = [(0, ring(1, s + 1), ring(1, s)) for s in range(sides)]
+    for r in range(1, rings - 1):
+        polygons += [(ring(r, s), ring(r, s + 1), ring(r + 1, s + 1), ring(r + 1, s)) for s in range(sides)]
+    polygons += [(top, ring(rings - 1, s), ring(rings - 1, s + 1)) for s in range(sides)]
+    return points, polygons
+
+
+def box(cells=12, size=1.0, base=0.2):
+    # Six faces of cells x cells quads each; the faces' edge points coincide,
+    # as in a box modelled face by face.
+    points, polygons = [], []
+    h = size / 2
+    for axis in range(3):
+        for sign in (-1, 1):
+            first = len(points)
+            for i in range(cells + 1):
+                for j in range(cells + 1):
+                    u, v = -h + size * i / cells, -h + size * j / cells
+                    p = [0.0, 0.0, 0.0]
+                    p[axis], p[(axis + 1) % 3], p[(axis + 2) % 3] = sign * h, u, v
+                    points.append((p[0], p[1] + h + base, p[2]))
+            for i in range(cells):
+                for j in range(cells):
+                    a = first + i * (cells + 1) + j
+                    quad = (a, a + cells + 1, a + cells + 2, a + 1)
+                    polygons.append(quad if sign > 0 else quad[::-1])
+    return points, polygons
+
+
+def rope(rings=61, length=3.0, width=0.05):
+    # A square tube lying along +X from its pivot at the origin.
+    points, polygons = [], []
+    h = width / 2
+    for r in range(rings):
+        x = length * r / (rings - 1)
+        points += [(x, -h, -h), (x, h, -h), (x, h, h), (x, -h, h)]
+    for r in range(rings - 1):
+        for s in range(4):
+            a, b = 4 * r + s, 4 * r + (s + 1) % 4
+            polygons.append((a, a + 4, b + 4, b))
+    return points, polygons
+
+
+def plane(cells=40, size=4.0):
+    # A flat grid in X and Z, its middle at the origin.
+    points = [(-size / 2 + size * i / cells, 0.0, -size / 2 + size * j / cells)
+              for j in range(cells + 1) for i in range(cells + 1)]
+    polygons = [(j * (cells + 1) + i, (j + 1) * (cells + 1) + i, (j + 1) * (cells + 1) + i + 1, j * (cells + 1) + i + 1)
+                for j in range(cells) for i in range(cells)]
+    return points, polygons
+
+
+def wheel(sides=24, radius=0.35, width=0.08):
+    # A cylinder about the Z axis: a wheel that rolls along X, turning in bank.
+    # Thin, since its rolling radius is measured to its outermost rim points.
+    points, polygons = [], []
+    for z in (-width / 2, width / 2):
+        for s in range(sides):
+            a = 2 * math.pi * s / sides
+            points.append((radius * math.cos(a), radius * math.sin(a), z))
+    for s in range(sides):
+        n = (s + 1) % sides
+        polygons.append((s, n, sides + n, sides + s))
+    polygons.append(tuple(range(sides - 1, -1, -1)))
+    polygons.append(tuple(range(sides, 2 * sides)))
+    return points, polygons
+
+
+if __name__ == "__main__":
+    out = sys.argv[1] if len(sys.argv) > 1 else "."
+    lwob(out + "/stalk.lwo", *stalk())
+    lwob(out + "/ball.lwo", *ball())
+    lwob(out + "/jelly.lwo", *box())
+    lwob(out + "/rope.lwo", *rope())
+    lwob(out + "/plane.lwo", *plane())
+    lwob(out + "/wheel.lwo", *wheel())
