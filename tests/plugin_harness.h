@@ -34,6 +34,10 @@ protected:
         std::snprintf(text, sizeof text, " VALUE %.17g\n", v);
         return std::string(" BEGIN NUM ") + key + "\n" + text + " END\n";
     }
+    static std::string Radio(const char *key, int selection) {
+        return std::string(" BEGIN RADIO ") + key + "\n  SELECTION " + std::to_string(selection) + "\n END RADIO " + key +
+               "\n";
+    }
     static std::string Toggle(const char *key, bool on) {
         return std::string(" BEGIN BUTTON ") + key + "\n  CHECKED " + (on ? "YES" : "NO") + "\n  HIGHLIGHTED " +
                (on ? "YES" : "NO") + "\n END\n";

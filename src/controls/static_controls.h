@@ -23,12 +23,12 @@ struct GraphControl {
     double x[kGraphPoints], y[kGraphPoints];
 };
 
-constexpr int kPreviewSide = 128;  // the largest preview's width and height
+constexpr int kPreviewSide = 172;  // the largest preview's width and height
 
 // Filled by the plug-in in portable code; the window only shows the pixels.
 struct PreviewControl {
     ControlRecord record;
-    int width, height;  // 64 x 64 unless the plug-in sets them; widths in fours
+    int width, height;  // 64 x 64 unless the plug-in sets them
     unsigned char rgb[kPreviewSide * kPreviewSide * 3];  // rows top down
 };
 

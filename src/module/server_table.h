@@ -38,7 +38,7 @@
     X(vFog, "VFog", PixelFilter, Unbuilt)                 \
     X(rayleigh, "Rayleigh", PixelFilter, Built)         \
     X(dropShadow, "DropShadow", ImageFilter, Built)     \
-    X(lens, "Lens", ImageFilter, Unbuilt)                 \
+    X(lens, "Lens", ImageFilter, Built)                   \
     X(confusion, "Confusion", ImageFilter, Unbuilt)
 
 // Each plug-in's description, defined in its own source file as <identifier>Plugin.

@@ -324,10 +324,12 @@ void DrawControl(Window *w, HDC dc, ControlRecord *r) {
         // The plug-in filled the pixels; here they only change order (GDI
         // wants blue first) and reach the screen.
         auto *pv = reinterpret_cast<PreviewControl *>(r);
-        static unsigned char bgr[kPreviewSide * kPreviewSide * 3];
-        int w = std::min(pv->width, kPreviewSide) & ~3, h = std::min(pv->height, kPreviewSide);
-        for (int i = 0; i < w * h; ++i)
-            for (int c = 0; c < 3; ++c) bgr[i * 3 + c] = pv->rgb[i * 3 + 2 - c];
+        // GDI rows start on four-byte boundaries.
+        static unsigned char bgr[(kPreviewSide * 3 + 3) / 4 * 4 * kPreviewSide];
+        int w = std::min(pv->width, kPreviewSide), h = std::min(pv->height, kPreviewSide), stride = (w * 3 + 3) / 4 * 4;
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x)
+                for (int c = 0; c < 3; ++c) bgr[y * stride + x * 3 + c] = pv->rgb[(y * w + x) * 3 + 2 - c];
         BITMAPINFO info{};
         info.bmiHeader = {sizeof(BITMAPINFOHEADER), w, -h, 1, 24, BI_RGB, 0, 0, 0, 0, 0};
         SetDIBitsToDevice(dc, r->x, r->y, w, h, 0, 0, 0, h, bgr, &info, DIB_RGB_COLORS);

@@ -1,0 +1,58 @@
+// An image filter created through the embedded host and run over whole frames
+// by the host's image-filter pass, as the host runs it after a render.
+#pragma once
+
+#include <random>
+#include <vector>
+
+#include "controls/plugin_instance.h"
+#include "host/passes.h"
+#include "plugin_harness.h"
+
+class ImageFilterTest : public PluginTest {
+protected:
+    const ImageFilterHandler *h = nullptr;
+    LWInstance filter = nullptr;
+    std::string server;
+    explicit ImageFilterTest(const char *name) : server(name) {}
+    void SetUp() override {
+        PluginTest::SetUp();
+        h = HandlerOf<ImageFilterHandler>("ImageFilterHandler", server.c_str());
+        LWError err = nullptr;
+        filter = h->create(&err);
+        ASSERT_NE(filter, nullptr);
+    }
+    void TearDown() override {
+        h->destroy(filter);
+        PluginTest::TearDown();
+    }
+    // A new instance at its defaults, for a table of cases that each set only
+    // what they change.
+    void Recreate() {
+        h->destroy(filter);
+        LWError err = nullptr;
+        filter = h->create(&err);
+        ASSERT_NE(filter, nullptr);
+    }
+    // The image is the whole frame; the settings replace the instance's.
+    RgbaImage Run(RgbaImage image, const std::string &settings, int frame = 0) {
+        host.scene.frameWidth = image.width;
+        host.scene.frameHeight = image.height;
+        Settings(h, filter, server.c_str(), settings);
+        std::string error;
+        EXPECT_TRUE(RunImageFilter(h, filter, &image, frame, frame / host.scene.framesPerSecond, &error)) << error;
+        return image;
+    }
+    static RgbaImage Noise(int w, int h, unsigned seed) {
+        std::mt19937 random(seed);
+        RgbaImage image;
+        image.width = w;
+        image.height = h;
+        image.rgba.resize(static_cast<size_t>(w) * h * 4);
+        for (unsigned char &v : image.rgba) v = static_cast<unsigned char>(random() % 256);
+        return image;
+    }
+    static const unsigned char *At(const RgbaImage &image, int x, int y) {
+        return &image.rgba[(static_cast<size_t>(y) * image.width + x) * 4];
+    }
+};
