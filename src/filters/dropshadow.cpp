@@ -2,8 +2,6 @@
 // an offset, averaged over an elliptical neighbourhood and laid in the shadow
 // colour under everything that is not fully opaque.
 #include <cmath>
-#include <cstdint>
-#include <vector>
 
 #include "controls/choice.h"
 #include "controls/numeric.h"
@@ -60,7 +58,7 @@ struct FrameState {
     int rows;                              // ellipse rows sampled
     int halfWidth[2 * kMaxRadius + 2];     // per sampled row: |i| <= halfWidth is inside, -1: none
     int width, height;
-    std::vector<int32_t> prefix;           // per image row: alpha summed over columns [0, x)
+    RowSums alpha;
     double opacity, colour[3];
     bool addToAlpha, disabled;
 } frame;
@@ -103,13 +101,7 @@ int Setup(PluginInstance *p, const ImageRecord &image, LWFrame, LWTime time) {
     // Row sums of alpha, so that a run of columns costs one subtraction.
     frame.width = image.width;
     frame.height = image.height;
-    frame.prefix.resize(static_cast<size_t>(image.width + 1) * image.height);
-    for (int y = 0; y < image.height; ++y) {
-        int32_t *sums = &frame.prefix[static_cast<size_t>(y) * (image.width + 1)];
-        const BufferValue *alpha = image.Row(image.alpha, y);
-        sums[0] = 0;
-        for (int x = 0; x < image.width; ++x) sums[x + 1] = sums[x] + alpha[x];
-    }
+    frame.alpha.Build(image.alpha, image.width, image.height);
     const ColorControl *colour = Control<ColorControl>(p, kColor);
     frame.colour[0] = colour->red, frame.colour[1] = colour->green, frame.colour[2] = colour->blue;
     frame.addToAlpha = ToggleIsOn(Control<ButtonControl>(p, kAlpha));
@@ -135,8 +127,7 @@ void Pixel(PluginInstance *, const ImageRecord &image, int x, int y, BufferValue
         int lo = column - half < 0 ? 0 : column - half;
         int hi = column + half >= frame.width ? frame.width - 1 : column + half;
         if (lo > hi) continue;
-        const int32_t *sums = &frame.prefix[static_cast<size_t>(row) * (frame.width + 1)];
-        sum += sums[hi + 1] - sums[lo];
+        sum += frame.alpha.Run(row, lo, hi);
     }
     double cover = sum * (1.0 / 255) / count;
     double w = cover * frame.opacity * t;

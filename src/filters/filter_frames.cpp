@@ -95,3 +95,14 @@ void ImageFilterProcess(LWInstance instance, const FilterAccess *access) {
     }
     if (monitor) monitor->done(monitor->data);
 }
+
+void RowSums::Build(const BufferValue *plane, int planeWidth, int height) {
+    width = planeWidth;
+    sums.resize(static_cast<size_t>(width + 1) * height);
+    for (int y = 0; y < height; ++y) {
+        int32_t *row = &sums[static_cast<size_t>(y) * (width + 1)];
+        const BufferValue *values = plane + static_cast<size_t>(y) * width;
+        row[0] = 0;
+        for (int x = 0; x < width; ++x) row[x + 1] = row[x] + values[x];
+    }
+}

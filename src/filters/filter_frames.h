@@ -5,6 +5,9 @@
 // image record of the whole frame.
 #pragma once
 
+#include <cstdint>
+#include <vector>
+
 #include "controls/plugin_instance.h"
 
 struct ImageRecord {
@@ -27,3 +30,17 @@ void ImageFilterProcess(LWInstance instance, const FilterAccess *access);
 
 // A byte from a value on the 0-255 scale: held to the scale, then rounded.
 BufferValue ToByte(double v);
+
+// Running sums along each row of a plane, so that the sum over any run of
+// columns costs one subtraction: row y's entries are (width + 1) long and
+// entry x holds columns [0, x). Kept by the caller and reused frame to frame.
+struct RowSums {
+    std::vector<int32_t> sums;
+    int width = 0;
+    void Build(const BufferValue *plane, int planeWidth, int height);
+    // Columns lo..hi of row y, both inside the row.
+    int32_t Run(int y, int lo, int hi) const {
+        const int32_t *row = &sums[static_cast<size_t>(y) * (width + 1)];
+        return row[hi + 1] - row[lo];
+    }
+};

@@ -39,7 +39,7 @@
     X(rayleigh, "Rayleigh", PixelFilter, Built)         \
     X(dropShadow, "DropShadow", ImageFilter, Built)     \
     X(lens, "Lens", ImageFilter, Built)                   \
-    X(confusion, "Confusion", ImageFilter, Unbuilt)
+    X(confusion, "Confusion", ImageFilter, Built)
 
 // Each plug-in's description, defined in its own source file as <identifier>Plugin.
 #define VESK_DECLARE_PLUGIN(id, name, cls, state) extern const PluginDef id##Plugin;
