@@ -4,6 +4,7 @@
 #include <random>
 
 #include "controls/plugin_instance.h"
+#include "controls/static_controls.h"
 #include "dropshadow_reference.h"
 #include "host/passes.h"
 #include "plugin_harness.h"
@@ -195,6 +196,68 @@ TEST_F(DropShadow, DocumentedCases) {
     ShadowSettings soft{.xOffset = 0, .yOffset = 0, .softness = 1, .opacity = 1};  // radius 2
     auto faded = Run(band, w, hgt, soft);
     EXPECT_GT(at(faded, 10, 0), at(faded, 10, 20)) << "weaker shadow (lighter) at the top border";
+}
+
+}  // namespace
+
+namespace {
+
+const PreviewControl *PreviewOf(LWInstance instance) {
+    auto *p = static_cast<PluginInstance *>(instance);
+    p->panel->afterLoad(p);  // as the window does when it opens
+    return reinterpret_cast<const PreviewControl *>(FindControl(p->panel, "PREVIEW"));
+}
+
+TEST_F(Rayleigh, PreviewShowsFogOverDistance) {
+    // Defaults: falloffs 1000, 3000 and 20000, so the distance axis runs to
+    // 3 * 20000 = 60000 and column 64 stands at 64.5 / 128 * 60000. The white
+    // bar (235) there is fog (38, 134, 185) mixed by each channel's exp(-d / L).
+    const PreviewControl *preview = PreviewOf(fog);
+    ASSERT_EQ(preview->width, 128);
+    const double d = 64.5 / 128 * 60000, fogColour[3] = {38, 134, 185}, falloff[3] = {1000, 3000, 20000};
+    for (int c = 0; c < 3; ++c) {
+        double t = std::exp(-d / falloff[c]);
+        EXPECT_NEAR(preview->rgb[(5 * 128 + 64) * 3 + c], fogColour[c] * (1 - t) + 235 * t, 1) << c;
+    }
+    // What is left of blue is plotted higher up than red, which is gone.
+    auto rowOf = [preview](int channel) {
+        for (int y = 84; y < 128; ++y)
+            if (preview->rgb[(y * 128 + 64) * 3 + channel] == 255) return y;
+        return -1;
+    };
+    // (Red and green are both gone there; green is drawn over red.)
+    EXPECT_EQ(rowOf(1), 126) << "nothing left: the bottom line";
+    EXPECT_LT(rowOf(2), 126 - 5);
+    // A change redraws it: a shorter blue falloff brings blue down.
+    int blueBefore = rowOf(2);
+    Settings(h, fog, "Rayleigh", Number("BLENGTH", 2000));
+    preview = PreviewOf(fog);
+    EXPECT_GT(rowOf(2), blueBefore);
+}
+
+TEST_F(DropShadow, PreviewShowsTheShadowAsSet) {
+    // The card's backdrop (alpha 0) darkens where the shadow falls: below and
+    // to the right of the shapes with the default offsets, to the left with a
+    // negative X offset; the opaque shapes are untouched; opacity 0 leaves
+    // the card as it is.
+    auto darkened = [this](const std::string &settings, double *meanShift) {
+        Settings(h, shadow, "DropShadow", Number("STRENGTH", 0));
+        std::vector<unsigned char> card(PreviewOf(shadow)->rgb, PreviewOf(shadow)->rgb + 128 * 128 * 3);
+        Settings(h, shadow, "DropShadow", Number("STRENGTH", 0.65) + settings);
+        const PreviewControl *preview = PreviewOf(shadow);
+        int count = 0;
+        double sumX = 0;
+        for (int i = 0; i < 128 * 128; ++i)
+            if (preview->rgb[i * 3] + 20 < card[i * 3]) ++count, sumX += i % 128;
+        *meanShift = count ? sumX / count : 0;
+        return count;
+    };
+    double right = 0, left = 0;
+    EXPECT_GT(darkened("", &right), 500);
+    EXPECT_GT(darkened(Number("XOFF", -0.1), &left), 500);
+    EXPECT_GT(right, left + 15) << "the shadow moves with the X offset (about 25 pixels of 128 between them)";
+    double none = 0;
+    EXPECT_EQ(darkened(Toggle("DISABLE", true), &none), 0);
 }
 
 }  // namespace

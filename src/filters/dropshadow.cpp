@@ -6,18 +6,23 @@
 #include "controls/choice.h"
 #include "controls/numeric.h"
 #include "controls/plugin_instance.h"
+#include "controls/static_controls.h"
 #include "filters/filter_frames.h"
 #include "module/lifecycle.h"
 #include "module/server_table.h"
 
 namespace {
 
-enum { kXOff, kYOff, kBlur, kColor, kStrength, kAlpha, kDisable, kControls };
+enum { kXOff, kYOff, kBlur, kColor, kStrength, kAlpha, kDisable, kPreview, kControls };
 constexpr int kMaxRadius = 20;
+constexpr int kPreviewSize = 128;
 
 LWInstance Create(LWError *err);
 int Setup(PluginInstance *p, const ImageRecord &image, LWFrame, LWTime time);
 void Pixel(PluginInstance *p, const ImageRecord &image, int x, int y, BufferValue out[4]);
+void Refresh(PluginInstance *p);
+void RefreshFrom(ControlRecord *r) { Refresh(r->panel->instance); }
+void PreviewSize(void *c) { static_cast<PreviewControl *>(c)->width = static_cast<PreviewControl *>(c)->height = kPreviewSize; }
 
 void Limits(NumericControl *c, double low, double high, double dragLow, double dragHigh) {
     c->lowClip = c->highClip = 1;
@@ -35,21 +40,25 @@ void Black(void *c) {
 
 const ControlSpec kTable[kControls] = {
     {.key = "XOFF", .kind = ControlSpecKind::Numeric, .x = 120, .y = 60, .label = "Shadow X Offset", .value = 0.1,
-     .setup = Offset},
+     .changed = RefreshFrom, .setup = Offset},
     {.key = "YOFF", .kind = ControlSpecKind::Numeric, .x = 120, .y = 83, .label = "Shadow Y Offset", .value = 0.07,
-     .setup = Offset},
+     .changed = RefreshFrom, .setup = Offset},
     {.key = "BLUR", .kind = ControlSpecKind::Numeric, .x = 120, .y = 106, .label = "Shadow Softness", .value = 0.4,
-     .setup = Softness},
-    {.key = "COLOR", .kind = ControlSpecKind::Color, .x = 118, .y = 131, .label = "Shadow Color", .setup = Black},
+     .changed = RefreshFrom, .setup = Softness},
+    {.key = "COLOR", .kind = ControlSpecKind::Color, .x = 118, .y = 131, .label = "Shadow Color", .changed = RefreshFrom,
+     .setup = Black},
     {.key = "STRENGTH", .kind = ControlSpecKind::Numeric, .x = 120, .y = 158, .label = "Shadow Opacity",
-     .value = 0.65, .setup = Opacity},
-    {.key = "ALPHA", .kind = ControlSpecKind::Toggle, .x = 120, .y = 186, .label = "Add to Alpha"},
-    {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 120, .y = 211, .label = "Disable All Effects"},
+     .value = 0.65, .changed = RefreshFrom, .setup = Opacity},
+    {.key = "ALPHA", .kind = ControlSpecKind::Toggle, .x = 120, .y = 186, .label = "Add to Alpha", .changed = RefreshFrom},
+    {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 120, .y = 211, .label = "Disable All Effects",
+     .changed = RefreshFrom},
+    {.key = "PREVIEW", .kind = ControlSpecKind::Preview, .x = 322, .y = 60, .setup = PreviewSize},
 };
 
 const PanelSpec kPanel = {.title = "DropShadow", .shortName = "DropShadow", .width = 465, .height = 270,
                           .create = [](LWError *err, LWItemID) { return Create(err); }, .destroy = SharedDestroy,
-                          .copy = SharedCopy, .image = {Setup, Pixel}};
+                          .copy = SharedCopy, .afterLoad = Refresh, .image = {Setup, Pixel},
+                          .workBytes = sizeof(BufferValue) * 4 * kPreviewSize * kPreviewSize};
 
 // What the setup works out for the frame being processed. Frames are processed
 // one at a time on the host's thread, so one set serves the module.
@@ -134,6 +143,43 @@ void Pixel(PluginInstance *, const ImageRecord &image, int x, int y, BufferValue
     for (int c = 0; c < 3; ++c) out[c] = Truncated(frame.colour[c] * w + out[c] * (1 - w));
     if (frame.addToAlpha) out[3] = Truncated(255 - (255 - a) * (1 - cover * frame.opacity * t));
     (void)image;
+}
+
+// The preview: a small frame of its own (a disc and a bar, opaque, over a
+// light checked backdrop that is background, alpha 0) put through the shadow
+// as set, at time 0. Offsets and softness are fractions of the frame, so they
+// show in proportion; Add to Alpha shows as the backdrop darkening where the
+// shadow would be kept in the alpha.
+void Refresh(PluginInstance *p) {
+    const int n = kPreviewSize;
+    BufferValue *card = static_cast<BufferValue *>(p->work);
+    BufferValue *planes[4] = {card, card + n * n, card + 2 * n * n, card + 3 * n * n};
+    for (int y = 0; y < n; ++y)
+        for (int x = 0; x < n; ++x) {
+            int at = y * n + x, dx = x - 48, dy = y - 50;
+            bool shape = dx * dx + dy * dy <= 26 * 26 || (x >= 70 && x < 108 && y >= 66 && y < 82);
+            BufferValue grey = ((x / 16 + y / 16) % 2) ? 215 : 190;
+            planes[0][at] = shape ? 230 : grey;
+            planes[1][at] = shape ? 120 : grey;
+            planes[2][at] = shape ? 40 : grey;
+            planes[3][at] = shape ? 255 : 0;
+        }
+    ImageRecord image{planes[0], planes[1], planes[2], planes[3], nullptr, n, n, n, n, 0, 0, 1.0, 1, 0};
+    PreviewControl *preview = Control<PreviewControl>(p, kPreview);
+    bool active = Setup(p, image, 0, 0) == 0;
+    bool alphaShown = ToggleIsOn(Control<ButtonControl>(p, kAlpha));
+    for (int y = 0; y < n; ++y)
+        for (int x = 0; x < n; ++x) {
+            int at = y * n + x;
+            BufferValue out[4] = {planes[0][at], planes[1][at], planes[2][at], planes[3][at]};
+            if (active) Pixel(p, image, x, y, out);
+            for (int c = 0; c < 3; ++c) {
+                int v = out[c];
+                if (alphaShown && planes[3][at] == 0) v = v * (255 - out[3] / 2) / 255;
+                preview->rgb[at * 3 + c] = static_cast<unsigned char>(v);
+            }
+        }
+    RedrawControl(&preview->record, kDrawAll);
 }
 
 unsigned Flags(LWInstance) { return 0; }  // only the final colour and alpha

@@ -7,20 +7,23 @@
 #include "controls/choice.h"
 #include "controls/numeric.h"
 #include "controls/plugin_instance.h"
+#include "controls/static_controls.h"
 #include "filters/filter_frames.h"
 #include "module/lifecycle.h"
 #include "module/server_table.h"
 
 namespace {
 
-enum { kNoFog, kMaxFog, kColor, kRedLength, kGreenLength, kBlueLength, kAlpha, kDisable, kControls };
+enum { kNoFog, kMaxFog, kColor, kRedLength, kGreenLength, kBlueLength, kAlpha, kDisable, kPreview, kControls };
 enum { kNoAlphaEffect, kMultiplyAlpha, kReplaceAlpha };
 
 const char *const kAlphaChoices[] = {"No Alpha Effect", "Multiply Alpha", "Replace Alpha", nullptr};
 constexpr double kShortestFalloff = 0.001;
 
-void Reghost(PluginInstance *p);
-void ReghostFrom(ControlRecord *r) { Reghost(r->panel->instance); }
+constexpr int kPreviewSize = 128;
+
+void Refresh(PluginInstance *p);
+void RefreshFrom(ControlRecord *r) { Refresh(r->panel->instance); }
 LWInstance Create(LWError *err);
 int NewTimeHook(PluginInstance *p, LWFrame, LWTime time);
 double Pixel(PluginInstance *p, double depth, double rgb[3]);
@@ -29,28 +32,31 @@ void FogColor(void *control) {
     ColorControl *c = static_cast<ColorControl *>(control);
     c->red = 38, c->green = 134, c->blue = 185;
 }
+void PreviewSize(void *c) { static_cast<PreviewControl *>(c)->width = static_cast<PreviewControl *>(c)->height = kPreviewSize; }
 
 const ControlSpec kTable[kControls] = {
     {.key = "NOFOG", .kind = ControlSpecKind::Numeric, .x = 108, .y = 65, .label = "Clear Distance", .value = 0,
-     .low = 0, .flags = kClipLow, .setup = DragNotBelowLow},
+     .low = 0, .flags = kClipLow, .changed = RefreshFrom, .setup = DragNotBelowLow},
     {.key = "MAXFOG", .kind = ControlSpecKind::Numeric, .x = 108, .y = 88, .label = "Max Distance", .value = 99999.0,
-     .low = 0, .flags = kClipLow, .setup = DragNotBelowLow},
-    {.key = "COLOR", .kind = ControlSpecKind::Color, .x = 108, .y = 111, .label = "Fog Color", .setup = FogColor},
+     .low = 0, .flags = kClipLow, .changed = RefreshFrom, .setup = DragNotBelowLow},
+    {.key = "COLOR", .kind = ControlSpecKind::Color, .x = 108, .y = 111, .label = "Fog Color", .changed = RefreshFrom,
+     .setup = FogColor},
     {.key = "RLENGTH", .kind = ControlSpecKind::Numeric, .x = 108, .y = 134, .label = "Red Falloff Dist",
-     .value = 1000.0, .low = kShortestFalloff, .flags = kClipLow, .setup = DragNotBelowLow},
+     .value = 1000.0, .low = kShortestFalloff, .flags = kClipLow, .changed = RefreshFrom, .setup = DragNotBelowLow},
     {.key = "GLENGTH", .kind = ControlSpecKind::Numeric, .x = 108, .y = 157, .label = "Green Falloff Dist",
-     .value = 3000.0, .low = kShortestFalloff, .flags = kClipLow, .setup = DragNotBelowLow},
+     .value = 3000.0, .low = kShortestFalloff, .flags = kClipLow, .changed = RefreshFrom, .setup = DragNotBelowLow},
     {.key = "BLENGTH", .kind = ControlSpecKind::Numeric, .x = 108, .y = 180, .label = "Blue Falloff Dist",
-     .value = 20000.0, .low = kShortestFalloff, .flags = kClipLow, .setup = DragNotBelowLow},
+     .value = 20000.0, .low = kShortestFalloff, .flags = kClipLow, .changed = RefreshFrom, .setup = DragNotBelowLow},
     {.key = "ALPHA", .kind = ControlSpecKind::Radio, .x = 350, .y = 192, .value = kNoAlphaEffect,
      .choices = kAlphaChoices},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 132, .y = 220, .label = "Disable All Effects",
-     .changed = ReghostFrom},
+     .changed = RefreshFrom},
+    {.key = "PREVIEW", .kind = ControlSpecKind::Preview, .x = 247, .y = 60, .setup = PreviewSize},
 };
 
 const PanelSpec kPanel = {.title = "Rayleigh", .shortName = "Rayleigh", .width = 400, .height = 280,
                           .create = [](LWError *err, LWItemID) { return Create(err); }, .destroy = SharedDestroy,
-                          .copy = SharedCopy, .afterLoad = Reghost, .pixel = {.newTimeHook = NewTimeHook, .pixelHook = Pixel}};
+                          .copy = SharedCopy, .afterLoad = Refresh, .pixel = {.newTimeHook = NewTimeHook, .pixelHook = Pixel}};
 
 double Current(PluginInstance *p, int i) { return Control<NumericControl>(p, i)->current; }
 bool Disabled(PluginInstance *p) { return ToggleIsOn(Control<ButtonControl>(p, kDisable)); }
@@ -59,10 +65,6 @@ LWInstance Create(LWError *err) {
     return BuildInstance(kPanel, kTable, kControls, LWITEM_NULL, err, ClassInfo(PluginClass::PixelFilter).createFailure);
 }
 
-void Reghost(PluginInstance *p) {
-    for (int i = 0; i < kControls; ++i)
-        if (i != kDisable) GhostControl(static_cast<ControlRecord *>(p->controls[i]), Disabled(p));
-}
 
 int NewTimeHook(PluginInstance *p, LWFrame, LWTime time) {
     EvaluatePanelNumerics(p->panel, time);
@@ -94,6 +96,60 @@ double Pixel(PluginInstance *p, double depth, double rgb[3]) {
     default: break;
     }
     return 0.0;
+}
+
+// The preview: distance runs across, from the camera to three times the
+// longest falloff past the clear distance (or a little past Max Distance when
+// that comes first). The upper part shows white, grey and dark bars as they
+// would render at each distance, fogged by the very routine the render uses,
+// so the colour shift (red going first, blue last) reads directly; the lower
+// part plots what is left of each channel (red, green and blue lines) from all
+// at the top to none at the bottom. Ticks along the top mark the clear and the
+// maximum distances. It shows the settings at time 0.
+void Refresh(PluginInstance *p) {
+    for (int i = 0; i < kControls; ++i)
+        if (i != kDisable && i != kPreview) GhostControl(static_cast<ControlRecord *>(p->controls[i]), Disabled(p));
+    PreviewControl *preview = Control<PreviewControl>(p, kPreview);
+    const double keptAlpha = p->pixel.alpha;
+    NewTimeHook(p, 0, 0);
+    double longest = 0;
+    for (int i : {kRedLength, kGreenLength, kBlueLength}) longest = std::fmax(longest, Current(p, i));
+    double clear = Current(p, kNoFog), maxFog = Current(p, kMaxFog);
+    double farthest = clear + 3 * longest;
+    if (maxFog * 1.25 < farthest) farthest = maxFog * 1.25;
+    if (!(farthest > 0)) farthest = 1;
+    const int n = kPreviewSize, bars = 84, bar = bars / 3;
+    auto put = [preview](int x, int y, const double rgb[3]) {
+        for (int c = 0; c < 3; ++c) preview->rgb[(y * kPreviewSize + x) * 3 + c] = ToByte(rgb[c]);
+    };
+    const double shades[3] = {235, 128, 24}, background[3] = {30, 30, 34};
+    for (int x = 0; x < n; ++x) {
+        double depth = (x + 0.5) / n * farthest, left[3];
+        for (int b = 0; b < 3; ++b) {
+            double rgb[3] = {shades[b], shades[b], shades[b]};
+            Pixel(p, depth, rgb);
+            for (int y = b * bar; y < (b + 1) * bar; ++y) put(x, y, rgb);
+        }
+        for (int y = bars; y < n; ++y) put(x, y, background);
+        // What is left of each channel: white through the fog, minus the fog's own colour.
+        double white[3] = {255, 255, 255}, black[3] = {0, 0, 0};
+        Pixel(p, depth, white);
+        Pixel(p, depth, black);
+        for (int c = 0; c < 3; ++c) {
+            left[c] = (white[c] - black[c]) / 255;
+            int y = n - 2 - static_cast<int>(left[c] * (n - bars - 4));
+            double line[3] = {c == 0 ? 255.0 : 60, c == 1 ? 255.0 : 60, c == 2 ? 255.0 : 60};
+            put(x, y, line);
+        }
+    }
+    const double tick[3] = {255, 255, 255};
+    for (double at : {clear, maxFog}) {
+        int x = static_cast<int>(at / farthest * n);
+        if (x >= 0 && x < n)
+            for (int y = 0; y < 6; ++y) put(x, y, tick);
+    }
+    p->pixel.alpha = keptAlpha;
+    RedrawControl(&preview->record, kDrawAll);
 }
 
 void Cleanup(LWInstance) {}
