@@ -1,0 +1,139 @@
+#include "tools/command_line.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+#include "controls/plugin_instance.h"
+#include "host/scene_file.h"
+#include "module/lifecycle.h"
+
+extern "C" ModuleDescriptor _mod_descrip;
+
+int Fail(const std::string &message) {
+    std::fprintf(stderr, "vesk: %s\n", message.c_str());
+    return 1;
+}
+
+Session::Session() {
+    ready = AttachModule(&_mod_descrip, &module, &error);
+    host.UseModule(&module);
+}
+
+void Session::PrintMessages() {
+    for (const ShownMessage &m : host.messages)
+        std::printf("%s: %s%s%s\n", MessageKindName(m.kind), m.line1.c_str(), m.line2.empty() ? "" : " / ",
+                    m.line2.c_str());
+    host.messages.clear();
+}
+
+bool Options(const std::vector<std::string> &args, const std::vector<std::string> &names,
+             std::vector<std::string> *positional, std::vector<std::string> *values, std::string *error,
+             const std::vector<std::string> &flags) {
+    values->assign(names.size(), "");
+    for (size_t i = 0; i < args.size(); ++i) {
+        auto known = std::find(names.begin(), names.end(), args[i]);
+        if (known != names.end() && std::find(flags.begin(), flags.end(), args[i]) != flags.end()) {
+            (*values)[known - names.begin()] = "1";
+        } else if (known != names.end()) {
+            if (i + 1 >= args.size()) return *error = args[i] + " needs a value", false;
+            (*values)[known - names.begin()] = args[++i];
+        } else if (args[i].size() > 1 && args[i][0] == '-') {
+            return *error = "unknown option '" + args[i] + "'", false;
+        } else {
+            positional->push_back(args[i]);
+        }
+    }
+    return true;
+}
+
+bool FrameRange(const std::string &text, int *first, int *last) {
+    char dash = 0;
+    int used = 0;
+    return std::sscanf(text.c_str(), "%d%c%d%n", first, &dash, last, &used) == 3 && dash == '-' &&
+           used == static_cast<int>(text.size()) && *first <= *last;
+}
+
+const void *FindHandler(Session &s, const std::string &name, std::string *className, std::string *error) {
+    for (const ServerRecord *row : ServerRows(s.module)) {
+        if (name != row->name || !std::strstr(row->className, "Handler")) continue;
+        *className = row->className;
+        return s.host.Handler(row->className, name, error);
+    }
+    *error = "no plug-in named '" + name + "' (vesk list shows them)";
+    return nullptr;
+}
+
+bool CreateInstance(Session &s, const std::string &name, const std::string &settingsFile, NewInstance *out,
+                    std::string *error) {
+    out->handler = FindHandler(s, name, &out->className, error);
+    if (!out->handler) return false;
+    if (!settingsFile.empty() && access(settingsFile.c_str(), R_OK) != 0) return *error = settingsFile + ": cannot be read", false;
+    // Every class's record begins with create, destroy, copy, load and save.
+    LWError failure = nullptr;
+    bool forItem = out->className == "ItemMotionHandler" || out->className == "DisplacementHandler";
+    out->instance = forItem ? static_cast<const ItemMotionHandler *>(out->handler)->create(&failure, nullptr)
+                            : static_cast<const ShaderHandler *>(out->handler)->create(&failure);
+    if (!out->instance) return *error = name + ": " + (failure ? failure : "could not be created"), false;
+    if (!settingsFile.empty()) {
+        s.host.fileAnswers.push_back({1, settingsFile});
+        PanelLoadButton(static_cast<PluginInstance *>(out->instance)->panel, false);
+    }
+    return true;
+}
+
+void Destroy(const NewInstance &n) { static_cast<const ShaderHandler *>(n.handler)->destroy(n.instance); }
+
+bool LoadScene(Session &s, const std::string &path, int *status) {
+    if (!s.ready) {
+        *status = Fail(s.error);
+        return false;
+    }
+    std::string error;
+    if (!LoadSceneFile(s.host, path, &error)) {
+        s.PrintMessages();
+        *status = Fail(error);
+        return false;
+    }
+    return true;
+}
+
+void EachItem(Scene &scene, const std::function<void(Item &)> &visit) {
+    for (auto *list : {&scene.objects, &scene.lights, &scene.cameras})
+        for (auto &item : *list) {
+            visit(*item);
+            for (auto &bone : item->bones) visit(*bone);
+        }
+}
+
+void DrawProgress(int done, int total) {
+    if (!isatty(2) || total <= 0) return;
+    int width = 40, filled = done * width / total;
+    std::fprintf(stderr, "\r[%.*s%*s] %3.1f%%", filled, "========================================", width - filled, "",
+                 100.0 * done / total);
+    if (done == total) std::fprintf(stderr, "\n");
+}
+
+bool ShowProgress(void *data, int done, int total) {
+    if (total >= 500) DrawProgress(done, total);
+    return true;
+}
+
+Item *NamedItem(Scene &scene, const std::string &name) {
+    Item *item = nullptr;
+    EachItem(scene, [&](Item &candidate) {
+        if (!item && (scene.ShownName(candidate) == name || candidate.name == name)) item = &candidate;
+    });
+    return item;
+}
+
+std::string FrameFileName(const std::string &out, int frame) {
+    size_t dot = out.find_last_of('.'), slash = out.find_last_of("/\\");
+    if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) dot = out.size();
+    char number[16];
+    std::snprintf(number, sizeof number, "_%04d", frame);
+    return out.substr(0, dot) + number + out.substr(dot);
+}
+

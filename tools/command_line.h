@@ -1,0 +1,77 @@
+// What the vesk command's subcommands share: the module taken up in front of
+// an embedded host, plug-in instances made by name, scenes loaded with their
+// errors, one argument reader, one progress bar on the terminal and the frame
+// numbering of sequences. Files are written whole or not at all by
+// tools/image_files.h.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "host/embedded_host.h"
+#include "host/module_loader.h"
+
+struct Command {
+    const char *name;
+    const char *summary;  // one line in the command list
+    const char *usage;
+    int (*run)(const std::vector<std::string> &args);
+};
+
+// Prints "vesk: MESSAGE" on the error stream and gives the failure status.
+int Fail(const std::string &message);
+
+// The module as the host takes it up, in front of an embedded host.
+struct Session {
+    EmbeddedHost host;
+    LoadedModule module;
+    std::string error;
+    bool ready;
+    Session();
+    // Prints every message the plug-ins showed, and forgets them.
+    void PrintMessages();
+};
+
+// Options of the form --name VALUE and -o VALUE, in the order of `names`
+// (empty when not given); the rest are positional. Names also listed in
+// `flags` take no value and come back as "1".
+bool Options(const std::vector<std::string> &args, const std::vector<std::string> &names,
+             std::vector<std::string> *positional, std::vector<std::string> *values, std::string *error,
+             const std::vector<std::string> &flags = {});
+// FIRST-LAST, as 1-120, with FIRST <= LAST.
+bool FrameRange(const std::string &text, int *first, int *last);
+
+// The handler record of a plug-in by name, whatever its class; the class in *className.
+const void *FindHandler(Session &s, const std::string &name, std::string *className, std::string *error);
+
+// An instance of a plug-in by name, created as the host creates it (item
+// motion and displacement for no item), with FILE loaded as its panel's load
+// button does; false with the reason.
+struct NewInstance {
+    const void *handler = nullptr;
+    std::string className;
+    LWInstance instance = nullptr;
+};
+bool CreateInstance(Session &s, const std::string &name, const std::string &settingsFile, NewInstance *out,
+                    std::string *error);
+void Destroy(const NewInstance &n);
+
+bool LoadScene(Session &s, const std::string &path, int *status);
+void EachItem(Scene &scene, const std::function<void(Item &)> &visit);
+// An item by the name the host shows (with its number) or its own.
+Item *NamedItem(Scene &scene, const std::string &name);
+
+// A bar on the terminal's error stream, redrawn as work is done; nothing when
+// the stream is not a terminal.
+void DrawProgress(int done, int total);
+// The export's progress callback: the bar for bakes of 500 keys or more.
+bool ShowProgress(void *data, int done, int total);
+
+// The file of one frame of a sequence: the frame number, four digits, before
+// the extension ("dust.obj" gives "dust_0012.obj").
+std::string FrameFileName(const std::string &out, int frame);
+
+// The subcommands, each in its own file.
+extern const Command listCommand, settingsCommand, describeCommand, bakeCommand, filterCommand, blurCommand,
+    displaceCommand, shadeCommand;

@@ -1,0 +1,59 @@
+// vesk list: the server table, from the built-in module or a built vesk.p.
+#include "host/pe_image.h"
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "tools/command_line.h"
+
+namespace {
+
+void PrintRow(int row, const char *className, const char *name) { std::printf("%2d  %-22s %s\n", row, className, name); }
+
+int ListFile(const char *path) {
+    PeModuleFacts facts;
+    std::string error;
+    if (!ReadPeModule(path, &facts, &error)) return Fail(error);
+    if (!facts.hasDescriptor) return Fail(std::string(path) + " exports no 32-bit _mod_descrip");
+    std::printf("module %s (%s): sync 0x%08X, version %u, machine 0x%X\n", facts.internalName.c_str(), path,
+                facts.sysSync, facts.sysVersion, facts.sysMachine);
+    std::printf("exports:");
+    for (const std::string &e : facts.exports) std::printf(" %s", e.c_str());
+    std::printf("\nimports:");
+    for (const std::string &dll : facts.importedDlls) std::printf(" %s", dll.c_str());
+    std::printf("\n");
+    int row = 0;
+    for (const StaticServerRow &server : facts.servers) PrintRow(++row, server.className.c_str(), server.name.c_str());
+    std::printf("%d servers\n", row);
+    return 0;
+}
+
+int List(const std::vector<std::string> &args) {
+    if (args.size() == 2 && args[0] == "--module") return ListFile(args[1].c_str());
+    if (!args.empty()) return Fail("list: unexpected argument '" + args[0] + "'");
+    Session s;
+    if (!s.ready) return Fail(s.error);
+    const ModuleDescriptor &d = *s.module.descriptor;
+    std::printf("module vesk.uuu (built in): sync 0x%08lX, version %lu, machine 0x%lX\n",
+                static_cast<unsigned long>(d.sysSync), static_cast<unsigned long>(d.sysVersion),
+                static_cast<unsigned long>(d.sysMachine));
+    int row = 0;
+    for (const ServerRecord *server : ServerRows(s.module)) PrintRow(++row, server->className, server->name);
+    std::printf("%d servers\n", row);
+    return 0;
+}
+
+}  // namespace
+
+extern const Command listCommand = {
+    "list", "the server table the module offers",
+    "usage: vesk list [--module FILE]\n"
+    "\n"
+    "Prints the module's server table as the host reads it: one row per server,\n"
+    "its position, class and name.\n"
+    "\n"
+    "  --module FILE  read the table out of a built 32-bit vesk.p without running\n"
+    "                 it, with the module's internal name, exports and imported DLLs;\n"
+    "                 without it, the module built into this program is loaded and\n"
+    "                 started by the embedded host\n",
+    List};

@@ -1,0 +1,51 @@
+// vesk settings: a plug-in's settings text and description line.
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "tools/command_line.h"
+#include "module/server_table.h"
+
+namespace {
+
+int Settings(const std::vector<std::string> &args) {
+    if (args.empty() || args.size() > 2) return Fail("settings: give a plug-in and at most one file");
+    Session s;
+    if (!s.ready) return Fail(s.error);
+    NewInstance made;
+    std::string error;
+    if (!CreateInstance(s, args[0], args.size() == 2 ? args[1] : "", &made, &error)) {
+        s.PrintMessages();
+        return Fail(error);
+    }
+    const std::string &className = made.className;
+    const void *handler = made.handler;
+    LWInstance instance = made.instance;
+    std::vector<std::string> lines;
+    LWSaveState save = {LWIO_SCENE, &lines, [](void *d, char *buf, int) {
+                            static_cast<std::vector<std::string> *>(d)->push_back(buf);
+                        }};
+    LWError saveError = static_cast<const ShaderHandler *>(handler)->save(instance, &save);
+    // The description line ends every class's version-2 record.
+    auto slots = static_cast<void *const *>(handler);
+    auto describe = reinterpret_cast<const char *(*)(LWInstance)>(slots[HandlerSlotCount(className.c_str(), 2) - 1]);
+    const char *description = describe(instance);
+    s.PrintMessages();
+    std::printf("description: %s\n", description ? description : "");
+    if (saveError) std::printf("save error: %s\n", saveError);
+    // Each write is one line of the host's file (the saved-date line brings a line end of its own).
+    for (const std::string &l : lines) std::printf("%s\n", l.c_str());
+    Destroy(made);
+    return 0;
+}
+
+}  // namespace
+
+extern const Command settingsCommand = {
+    "settings", "a plug-in's settings text, optionally after loading a settings file",
+    "usage: vesk settings PLUGIN [FILE]\n"
+    "\n"
+    "Creates an instance of the plug-in, loads FILE into it as its panel's load\n"
+    "button does (the file may come from any plug-in), and prints every message\n"
+    "the plug-in showed, its description line and the settings text it saves.\n",
+    Settings};
