@@ -392,6 +392,9 @@ EmbeddedHost::~EmbeddedHost() {
             item->displacementPlugins.clear();
         }
     };
+    for (FilterPluginUse &use : scene.filterPlugins)
+        if (use.instance) use.pixel ? use.pixel->destroy(use.instance) : use.image->destroy(use.instance);
+    scene.filterPlugins.clear();
     release(scene.objects);
     release(scene.lights);
     release(scene.cameras);
@@ -478,6 +481,26 @@ LWInstance EmbeddedHost::AddDisplacementPlugin(Item &object, const std::string &
 
 LWInstance EmbeddedHost::AddMotionPlugin(Item &item, const std::string &server, std::string *error) {
     return AddPlugin<ItemMotionHandler>(*this, "ItemMotionHandler", item, item.motionPlugins, server, error);
+}
+
+LWInstance EmbeddedHost::AddFilterPlugin(const std::string &className, const std::string &server, std::string *error) {
+    FilterPluginUse use{className, server};
+    const void *handler = className == "PixelFilterHandler" || className == "ImageFilterHandler"
+                              ? Handler(className.c_str(), server, error)
+                              : (*error = className + " is not a filter class", nullptr);
+    if (!handler) return nullptr;
+    if (className == "PixelFilterHandler")
+        use.pixel = static_cast<const PixelFilterHandler *>(handler);
+    else
+        use.image = static_cast<const ImageFilterHandler *>(handler);
+    LWError failure = nullptr;
+    use.instance = use.pixel ? use.pixel->create(&failure) : use.image->create(&failure);
+    if (!use.instance) {
+        *error = failure ? failure : server + " could not be created";
+        return nullptr;
+    }
+    scene.filterPlugins.push_back(use);
+    return use.instance;
 }
 
 EmbeddedHost &EmbeddedHost::Active() { return *activeHost; }

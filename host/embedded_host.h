@@ -74,6 +74,8 @@ public:
     LWInstance AddMotionPlugin(Item &item, const std::string &server, std::string *error);
     // Applies a displacement plug-in to an object after the ones it has.
     LWInstance AddDisplacementPlugin(Item &object, const std::string &server, std::string *error);
+    // Adds a pixel or image filter to the scene's effects, after the ones it has.
+    LWInstance AddFilterPlugin(const std::string &className, const std::string &server, std::string *error);
     // The item's motion with its plug-ins applied, at a time in seconds.
     void FinalMotion(const Item &item, double time, double out[9]);
     // The times (seconds) at which a render of the frame samples motion: the

@@ -31,6 +31,14 @@ struct DisplacementPluginUse {
     LWInstance instance = nullptr;
 };
 
+// A pixel or image filter of the scene's effects, in the order they run.
+struct FilterPluginUse {
+    std::string className, server;  // "PixelFilterHandler" or "ImageFilterHandler"
+    const PixelFilterHandler *pixel = nullptr;
+    const ImageFilterHandler *image = nullptr;
+    LWInstance instance = nullptr;
+};
+
 struct Item {
     LWItemType type = LWI_OBJECT;
     std::string name;  // as given; the host numbers duplicates when it shows them
@@ -99,6 +107,7 @@ struct Scene {
     // Bones the host still answers for though no object's skeleton lists them;
     // the module has to name them without an owner.
     std::vector<std::unique_ptr<Item>> strayBones;
+    std::vector<FilterPluginUse> filterPlugins;
 
     int firstFrame = 1, lastFrame = 60, frameStep = 1;
     double framesPerSecond = 30;

@@ -181,20 +181,26 @@ private:
             if (Words(line) == std::vector<std::string>{"EndPlugin"}) break;
             body.push_back(line);
         }
-        // Item motion and displacement belong to the item they follow; the
-        // scene-wide classes are left to the commands that run them.
+        // Item motion and displacement belong to the item they follow; pixel
+        // and image filters to the scene's effects, wherever they stand. Other
+        // classes are left to the commands that run them.
         bool motion = words[1] == "ItemMotionHandler", displacement = words[1] == "DisplacementHandler";
-        if (!motion && !displacement) return true;
-        if (!item_) return Fail("a " + words[1] + " outside an item");
+        bool filter = words[1] == "PixelFilterHandler" || words[1] == "ImageFilterHandler";
+        if (!motion && !displacement && !filter) return true;
+        if (!filter && !item_) return Fail("a " + words[1] + " outside an item");
         if (displacement && item_->type != LWI_OBJECT) return Fail("a displacement plug-in outside an object");
         std::string why;
-        LWInstance instance = motion ? host_.AddMotionPlugin(*item_, words[3], &why)
-                                     : host_.AddDisplacementPlugin(*item_, words[3], &why);
+        LWInstance instance = filter   ? host_.AddFilterPlugin(words[1], words[3], &why)
+                              : motion ? host_.AddMotionPlugin(*item_, words[3], &why)
+                                       : host_.AddDisplacementPlugin(*item_, words[3], &why);
         if (!instance) {
             at_ = begin;
             return Fail(why);
         }
-        auto load = motion ? item_->motionPlugins.back().handler->load : item_->displacementPlugins.back().handler->load;
+        const FilterPluginUse *use = filter ? &host_.scene.filterPlugins.back() : nullptr;
+        auto load = filter   ? (use->pixel ? use->pixel->load : use->image->load)
+                    : motion ? item_->motionPlugins.back().handler->load
+                             : item_->displacementPlugins.back().handler->load;
         // The instance reads its own lines, one line per read, -1 after the last.
         struct Lines {
             std::vector<std::string> *lines;
@@ -481,6 +487,15 @@ std::string SceneText(EmbeddedHost &host) {
         WriteEnvelope(out, "FocalDistance", camera->focalDistance);
         WriteEnvelope(out, "LensFStop", camera->fStop);
         out << "FieldRendering " << ((s.renderOptions & LWROPT_FIELDS) ? 1 : 0) << "\n";
+    }
+    // The effects: pixel and image filters, each class numbered from 1.
+    int pixelSlot = 0, imageSlot = 0;
+    for (const FilterPluginUse &use : s.filterPlugins) {
+        if (&use == &s.filterPlugins.front()) out << "\n";
+        if (use.pixel)
+            WritePlugin(out, "PixelFilterHandler", ++pixelSlot, use.server, use.pixel->save, use.instance);
+        else
+            WritePlugin(out, "ImageFilterHandler", ++imageSlot, use.server, use.image->save, use.instance);
     }
     out << "\nRenderMode " << s.renderType << "\n";
     return out.str();

@@ -108,4 +108,31 @@ TEST_F(SceneFiles, PluginsSurviveWritingAndReading) {
     EXPECT_EQ(undated(SceneText(again)), undated(text)) << "a second round changes nothing";
 }
 
+TEST_F(SceneFiles, FiltersOfTheEffectsSurviveWritingAndReading) {
+    // The focus-pull example holds Confusion (focused on its null) and Lens.
+    std::string error;
+    ASSERT_TRUE(LoadSceneFile(host, std::string(VESK_SOURCE_DIR) + "/examples/focus_pull.lws", &error)) << error;
+    ASSERT_EQ(host.scene.filterPlugins.size(), 2u);
+    EXPECT_EQ(host.scene.filterPlugins[0].server, "Confusion");
+    EXPECT_EQ(host.scene.filterPlugins[1].server, "Lens");
+    EXPECT_TRUE(host.scene.filterPlugins[1].image != nullptr && host.scene.filterPlugins[1].pixel == nullptr);
+    // The focus item came back from its name: it is what Confusion uses.
+    const LWItemID *used = host.scene.filterPlugins[0].image->useItems(host.scene.filterPlugins[0].instance);
+    ASSERT_TRUE(used && used[0]);
+    EXPECT_EQ(used[0], IdOf(host.scene.objects.front().get()));
+    std::string text = SceneText(host);
+    EXPECT_NE(text.find("Plugin ImageFilterHandler 1 Confusion\n"), std::string::npos);
+    EXPECT_NE(text.find("Plugin ImageFilterHandler 2 Lens\n"), std::string::npos);
+    EXPECT_NE(text.find("@Focus"), std::string::npos);
+    EmbeddedHost again;
+    again.UseModule(&module);
+    ASSERT_TRUE(LoadSceneText(again, text, "again.lws", &error)) << error;
+    EXPECT_EQ(again.scene.filterPlugins.size(), 2u);
+    // A filter of no known class in the effects is refused with the module's reason.
+    EmbeddedHost third;
+    third.UseModule(&module);
+    EXPECT_FALSE(LoadSceneText(third, "LWSC\n1\nPlugin ImageFilterHandler 1 Nope\nEndPlugin\n", "bad.lws", &error));
+    EXPECT_NE(error.find("Nope"), std::string::npos) << error;
+}
+
 }  // namespace

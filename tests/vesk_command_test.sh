@@ -185,6 +185,35 @@ refuse "mismatched depth" "the depth is 2x2, the image 64x48" "$vesk" filter Ray
 printf 'LWSC\n1\nLoadObject /nowhere/ghost.lwo\n' >"$work/ghost.lws"
 refuse "an object without points" "ghost.lwo has no points" "$vesk" displace "$work/ghost.lws" ghost.lwo -o "$work/x.obj"
 
+# Scenes and sequences: a focus pull (Confusion on a moving null) and a rolling
+# barrel (Lens, its roll animated) from the example scene, over test frames.
+scene=$source/examples/focus_pull.lws
+"$source/examples/make_test_frames.sh" 48 36 24 "$work/seq"
+printf 'BEGIN MARVEN_LABS_PLUGIN Confusion\nVERSION 1\n BEGIN NUM FSTOP\n VALUE 0.3\n END\n BEGIN NUM FDIST\n VALUE %s\n END\nEND MARVEN_LABS_PLUGIN Confusion\n' 4 >"$work/at4.txt"
+for f in 1 24; do
+    n=$(printf %04d $f)
+    check "Confusion from the scene, frame $f" "$vesk" filter Confusion --scene "$scene" --in "$work/seq/frame$n.png" --depth "$work/seq/depth$n.pfm" --frame $f -o "$work/scene$n.png"
+done
+check "the same focus typed in: 4 m at frame 1" "$vesk" filter Confusion --settings "$work/at4.txt" --in "$work/seq/frame0001.png" --depth "$work/seq/depth0001.pfm" -o "$work/typed.png"
+check "focus from the null equals the typed focus" cmp "$work/scene0001.png" "$work/typed.png"
+check "the focus moved by frame 24" bash -c "! cmp -s '$work/scene0001.png' '$work/scene0024.png'"
+mkdir "$work/lens"
+check "a 24-frame sequence, 2 workers" "$vesk" filter Lens --scene "$scene" --in "$work/seq/frame%04d.png" --frames 1-24 -j 2 -o "$work/lens/f%04d.png"
+has "the summary line" "^Lens: 24 of 24 frames (1-24) filtered to .* by 2 workers$" "$work/out"
+same=0
+for ((f = 1; f <= 24; ++f)); do
+    n=$(printf %04d $f)
+    "$vesk" filter Lens --scene "$scene" --in "$work/seq/frame$n.png" --frame $f -o "$work/one.png" >/dev/null && cmp -s "$work/one.png" "$work/lens/f$n.png" && same=$((same + 1))
+done
+check "every frame equals its single-frame run ($same of 24)" test "$same" -eq 24
+check "the roll is animated" bash -c "! cmp -s '$work/lens/f0001.png' '$work/lens/f0012.png'"
+rm "$work/seq/frame0013.png"
+mkdir "$work/gap"
+refuse "a missing frame" "frame0013.png: cannot be read (frame 13 of 1-24)" "$vesk" filter Lens --in "$work/seq/frame%04d.png" --frames 1-24 -o "$work/gap/f%04d.png"
+check "nothing written for a gap" test -z "$(ls "$work/gap")"
+refuse "not a frame pattern" "frame patterns, as render/frame%04d.png" "$vesk" filter Lens --in "$work/seq/frame0001.png" --frames 1-2 -o "$work/gap/f.png"
+refuse "no folder for the frames" "no folder to write the frames in" "$vesk" filter Lens --in "$work/seq/frame%04d.png" --frames 1-2 -o "$work/nowhere/f%04d.png"
+
 refuse "unknown plug-in" "no plug-in named 'Nope'" "$vesk" settings Nope
 refuse "missing settings file" "missing.txt: cannot be read" "$vesk" settings Track "$work/missing.txt"
 refuse "missing scene" "nowhere.lws: cannot be read" "$vesk" describe "$work/nowhere.lws"

@@ -1,57 +1,259 @@
-// vesk filter: a pixel or image filter over a rendered image.
-#include "host/passes.h"
-#include "tools/image_files.h"
+// vesk filter: a pixel or image filter over one rendered image or over a whole
+// rendered sequence, with its settings from a file, from a scene's effects or
+// its defaults.
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cctype>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
+#include "host/passes.h"
+#include "host/scene_file.h"
 #include "tools/command_line.h"
+#include "tools/image_files.h"
 
 namespace {
+
+enum { kSettings, kScene, kIn, kDepth, kFrame, kFrames, kJobs, kOut, kOptionCount };
+
+// The filter as it will run: its handler and instance, made once and used for
+// every frame (animated settings follow each frame's time).
+struct FilterRun {
+    const PixelFilterHandler *pixel = nullptr;
+    const ImageFilterHandler *image = nullptr;
+    LWInstance instance = nullptr;
+    bool Apply(Session &s, RgbaImage *picture, int frame, std::string *error) const {
+        // The picture is the whole frame: the scene's frame takes its size.
+        s.host.scene.frameWidth = picture->width;
+        s.host.scene.frameHeight = picture->height;
+        double time = frame / s.host.scene.framesPerSecond;
+        return pixel ? RunPixelFilter(pixel, instance, picture, frame, time, error)
+                     : RunImageFilter(image, instance, picture, frame, time, error);
+    }
+};
+
+// The settings: a file named with --settings wins; otherwise the first block
+// of this filter in the scene's effects; otherwise the defaults. Item
+// references in either resolve against the scene, when one is given.
+bool MakeFilter(Session &s, const std::string &name, const std::string &settingsFile, const std::string &scenePath,
+                FilterRun *run, NewInstance *made, std::string *error) {
+    if (!scenePath.empty()) {
+        int status = 0;
+        if (!LoadScene(s, scenePath, &status)) return *error = "", false;  // already said
+        if (settingsFile.empty())
+            for (const FilterPluginUse &use : s.host.scene.filterPlugins)
+                if (use.server == name) {
+                    *run = {use.pixel, use.image, use.instance};
+                    return true;
+                }
+    }
+    if (!CreateInstance(s, name, settingsFile, made, error)) return false;
+    if (made->className == "PixelFilterHandler")
+        run->pixel = static_cast<const PixelFilterHandler *>(made->handler);
+    else if (made->className == "ImageFilterHandler")
+        run->image = static_cast<const ImageFilterHandler *>(made->handler);
+    else
+        return *error = name + " is not a pixel or image filter", false;
+    run->instance = made->instance;
+    return true;
+}
+
+// One frame: read, filter, write whole.
+bool FilterFile(Session &s, const FilterRun &run, const std::string &in, const std::string &depth, int frame,
+                const std::string &out, std::string *error) {
+    RgbaImage picture;
+    if (!ReadPng(in, &picture, error) || (!depth.empty() && !ReadDepthPfm(depth, &picture, error))) return false;
+    if (!run.Apply(s, &picture, frame, error)) return false;
+    return WritePng(out, picture, error);
+}
+
+// A frame pattern holds one printf-style number, %d or %04d: "%%" stands for
+// a percent sign. Any other use of % is refused.
+bool IsFramePattern(const std::string &pattern) {
+    int numbers = 0;
+    for (size_t i = 0; i < pattern.size(); ++i) {
+        if (pattern[i] != '%') continue;
+        if (i + 1 < pattern.size() && pattern[i + 1] == '%') {
+            ++i;
+            continue;
+        }
+        size_t j = i + 1;
+        while (j < pattern.size() && std::isdigit(static_cast<unsigned char>(pattern[j]))) ++j;
+        if (j >= pattern.size() || pattern[j] != 'd' || j - i > 4) return false;
+        ++numbers;
+        i = j;
+    }
+    return numbers == 1;
+}
+
+std::string FrameFile(const std::string &pattern, int frame) {
+    char name[4096];
+    std::snprintf(name, sizeof name, pattern.c_str(), frame);
+    return name;
+}
+
+// What a worker tells the command after each frame: fixed size, so that one
+// write is one message on the pipe.
+struct FrameReport {
+    int frame;
+    int ok;
+    char error[480];
+};
+
+void Report(int fd, int frame, bool ok, const std::string &error) {
+    FrameReport r{frame, ok ? 1 : 0, {}};
+    std::snprintf(r.error, sizeof r.error, "%s", error.c_str());
+    ssize_t written = write(fd, &r, sizeof r);
+    (void)written;
+}
+
+// The frames first..last, every jobs-th one from first + index.
+void Work(Session &s, const FilterRun &run, const std::vector<std::string> &v, int first, int last, int index, int jobs,
+          int fd) {
+    for (int frame = first + index; frame <= last; frame += jobs) {
+        std::string error;
+        bool ok = FilterFile(s, run, FrameFile(v[kIn], frame), v[kDepth].empty() ? "" : FrameFile(v[kDepth], frame), frame,
+                             FrameFile(v[kOut], frame), &error);
+        Report(fd, frame, ok, error);
+    }
+}
+
+int Sequence(Session &s, const FilterRun &run, const std::string &name, const std::vector<std::string> &v) {
+    int first = 0, last = 0;
+    if (!FrameRange(v[kFrames], &first, &last)) return Fail("filter: --frames wants FIRST-LAST, as 1-250");
+    for (int i : {kIn, kOut})
+        if (!IsFramePattern(v[i])) return Fail("filter: with --frames, --in and -o are frame patterns, as render/frame%04d.png");
+    if (!v[kDepth].empty() && !IsFramePattern(v[kDepth]))
+        return Fail("filter: with --frames, --depth is a frame pattern, as render/depth%04d.pfm");
+    // Every input is looked for before any work, so a gap in the render is
+    // one error and nothing is written.
+    for (int frame = first; frame <= last; ++frame)
+        for (int i : {kIn, kDepth})
+            if (!v[i].empty() && access(FrameFile(v[i], frame).c_str(), R_OK) != 0)
+                return Fail(FrameFile(v[i], frame) + ": cannot be read (frame " + std::to_string(frame) + " of " +
+                            v[kFrames] + ")");
+    // The output's folder must be there: a typing slip is one error, not one a frame.
+    std::string outFolder = FrameFile(v[kOut], first);
+    outFolder = outFolder.find('/') == std::string::npos ? "." : outFolder.substr(0, outFolder.find_last_of('/') + 1);
+    if (access(outFolder.c_str(), W_OK) != 0) return Fail(outFolder + ": no folder to write the frames in");
+    const int count = last - first + 1;
+    long cores = sysconf(_SC_NPROCESSORS_ONLN);
+    int jobs = v[kJobs].empty() ? static_cast<int>(cores > 0 ? cores : 1) : std::atoi(v[kJobs].c_str());
+    if (jobs < 1) return Fail("filter: -j wants a number of workers, 1 or more");
+    if (jobs > count) jobs = count;
+
+    auto start = std::chrono::steady_clock::now();
+    int done = 0, written = 0;
+    std::vector<std::string> failures;
+    auto take = [&](const FrameReport &r) {
+        ++done;
+        if (r.ok)
+            ++written;
+        else
+            failures.push_back(r.error);
+        DrawProgress(done, count);
+    };
+    if (jobs == 1) {
+        for (int frame = first; frame <= last; ++frame) {
+            std::string error;
+            FrameReport r{frame, FilterFile(s, run, FrameFile(v[kIn], frame), v[kDepth].empty() ? "" : FrameFile(v[kDepth], frame),
+                                            frame, FrameFile(v[kOut], frame), &error), {}};
+            std::snprintf(r.error, sizeof r.error, "%s", error.c_str());
+            take(r);
+        }
+    } else {
+        int ends[2];
+        if (pipe(ends) != 0) return Fail("filter: cannot start the workers");
+        std::fflush(stdout);
+        // Each worker is a copy of this process with the filter already made,
+        // so every frame sees the settings a single-frame run would.
+        std::vector<pid_t> workers;
+        for (int index = 0; index < jobs; ++index) {
+            pid_t pid = fork();
+            if (pid == 0) {
+                close(ends[0]);
+                Work(s, run, v, first, last, index, jobs, ends[1]);
+                std::fflush(stdout);
+                _exit(0);
+            }
+            if (pid > 0) workers.push_back(pid);
+        }
+        close(ends[1]);
+        FrameReport r;
+        while (read(ends[0], &r, sizeof r) == static_cast<ssize_t>(sizeof r)) take(r);
+        close(ends[0]);
+        for (pid_t pid : workers) waitpid(pid, nullptr, 0);
+        if (static_cast<int>(workers.size()) < jobs) jobs = static_cast<int>(workers.size());
+    }
+    double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    for (const std::string &f : failures) std::fprintf(stderr, "vesk: %s\n", f.c_str());
+    if (done < count) std::fprintf(stderr, "vesk: %d frames were not done: a worker stopped early\n", count - done);
+    std::printf("%s: %d of %d frames (%d-%d) filtered to %s in %.1f s by %d worker%s\n", name.c_str(), written, count,
+                first, last, v[kOut].c_str(), seconds, jobs, jobs == 1 ? "" : "s");
+    return written == count ? 0 : 1;
+}
 
 int Filter(const std::vector<std::string> &args) {
     std::vector<std::string> positional, v;
     std::string error;
-    if (!Options(args, {"--settings", "--in", "--depth", "--frame", "-o"}, &positional, &v, &error))
+    if (!Options(args, {"--settings", "--scene", "--in", "--depth", "--frame", "--frames", "-j", "-o"}, &positional, &v,
+                 &error))
         return Fail("filter: " + error);
-    if (positional.size() != 1 || v[1].empty() || v[4].empty()) return Fail("filter: give a filter, --in IMAGE.png and -o OUT.png");
-    RgbaImage image;
-    if (!ReadPng(v[1], &image, &error) || (!v[2].empty() && !ReadDepthPfm(v[2], &image, &error))) return Fail(error);
+    if (positional.size() != 1 || v[kIn].empty() || v[kOut].empty())
+        return Fail("filter: give a filter, --in IMAGE.png and -o OUT.png");
+    if (!v[kFrame].empty() && !v[kFrames].empty()) return Fail("filter: give --frame or --frames, not both");
+    const std::string &name = positional[0];
     Session s;
     if (!s.ready) return Fail(s.error);
-    s.host.scene.frameWidth = image.width;
-    s.host.scene.frameHeight = image.height;
-    int frame = v[3].empty() ? 0 : std::atoi(v[3].c_str());
-    double time = frame / s.host.scene.framesPerSecond;
+    FilterRun run;
     NewInstance made;
-    if (!CreateInstance(s, positional[0], v[0], &made, &error)) return Fail(error);
-    bool ok = false;
-    if (made.className == "PixelFilterHandler")
-        ok = RunPixelFilter(static_cast<const PixelFilterHandler *>(made.handler), made.instance, &image, frame, time, &error);
-    else if (made.className == "ImageFilterHandler")
-        ok = RunImageFilter(static_cast<const ImageFilterHandler *>(made.handler), made.instance, &image, frame, time, &error);
-    else
-        error = positional[0] + " is not a pixel or image filter";
+    if (!MakeFilter(s, name, v[kSettings], v[kScene], &run, &made, &error)) return error.empty() ? 1 : Fail(error);
+    int status = 0;
+    if (!v[kFrames].empty()) {
+        status = Sequence(s, run, name, v);
+    } else {
+        int frame = v[kFrame].empty() ? 0 : std::atoi(v[kFrame].c_str());
+        if (FilterFile(s, run, v[kIn], v[kDepth], frame, v[kOut], &error))
+            std::printf("wrote %s\n", v[kOut].c_str());
+        else
+            status = Fail(error);
+    }
     s.PrintMessages();
-    Destroy(made);
-    if (!ok || !WritePng(v[4], image, &error)) return Fail(error);
-    std::printf("wrote %dx%d to %s\n", image.width, image.height, v[4].c_str());
-    return 0;
+    if (made.instance) Destroy(made);
+    return status;
 }
 
 }  // namespace
 
 extern const Command filterCommand = {
-    "filter", "a pixel or image filter run over a rendered image",
-    "usage: vesk filter PLUGIN [--settings FILE] --in IMAGE.png [--depth DEPTH.pfm] [--frame N] -o OUT.png\n"
+    "filter", "a pixel or image filter run over a rendered image or sequence",
+    "usage: vesk filter PLUGIN [--settings FILE | --scene SCENE] --in IMAGE.png [--depth DEPTH.pfm]\n"
+    "                   [--frame N] -o OUT.png\n"
+    "       vesk filter PLUGIN [...] --in 'render/f%04d.png' [--depth 'render/d%04d.pfm']\n"
+    "                   --frames FIRST-LAST [-j N] -o 'out/f%04d.png'\n"
     "\n"
     "Runs a pixel filter (per pixel, with depth) or an image filter (per frame)\n"
-    "over a rendered image, as the host would after rendering frame N.\n"
+    "over a rendered image, as the host would after rendering frame N, or over\n"
+    "every frame of a rendered sequence, each at its own time.\n"
     "\n"
     "  --settings FILE  settings to load first, as the panel's load button would\n"
-    "  --in IMAGE.png   the render: an RGBA PNG (alpha is the render's coverage)\n"
+    "  --scene SCENE    a LightWave scene: the filter's settings come from its first\n"
+    "                   block of this filter in the scene's effects (unless\n"
+    "                   --settings is given), items it names (a focus item, the\n"
+    "                   camera) are the scene's, and frames run at its frame rate;\n"
+    "                   without either, the filter's defaults\n"
+    "  --in IMAGE.png   the render: an RGBA PNG (alpha is the render's coverage);\n"
+    "                   the image is the whole frame\n"
     "  --depth FILE     its depth: a single-channel float PFM (Pf) of the same size;\n"
     "                   without it every pixel lies far away\n"
     "  --frame N        the frame being filtered (default 0), at 30 frames a second\n"
-    "  -o OUT.png       where to write\n",
+    "                   unless the scene says otherwise\n"
+    "  --frames A-B     a sequence: --in, --depth and -o are then patterns with one\n"
+    "                   frame number, as %04d; every input is checked before any\n"
+    "                   frame is written\n"
+    "  -j N             worker processes for a sequence (default: the machine's cores)\n"
+    "  -o OUT.png       where to write; each file is written whole or not at all\n",
     Filter};
