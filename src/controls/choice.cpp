@@ -268,3 +268,6 @@ ColorControl *NewColorControl(const char *key, int x, int y, Panel *panel) {
 }
 
 int WashedChannel(int channel) { return (channel + 198) / 3; }
+
+void RadioLabelsLeft(void *radio) { static_cast<RadioControl *>(radio)->labelsLeft = 1; }
+void ButtonLabelLeft(void *button) { static_cast<ButtonControl *>(button)->labelLeft = 1; }

@@ -58,6 +58,10 @@ void SetRadioChoices(RadioControl *radio, const char *const *choices);
 void SetListboxEntries(ListboxControl *list, const char *const *entries);
 // The selection as the window shows it: held to the options there are.
 int ShownRadioSelection(const RadioControl *radio);
+// Control-table setups for panels whose right-hand side is taken: a radio's
+// texts, or an on/off button's label, stand left of the dots or the box.
+void RadioLabelsLeft(void *radio);
+void ButtonLabelLeft(void *button);
 // A channel as the swatch shows it while disabled: washed towards light grey.
 int WashedChannel(int channel);
 

@@ -3,6 +3,7 @@
 // Each output pixel is filled from a source position found by the forward warp
 // or by its exact inverse, so that one Lens can undo another.
 #include <cmath>
+#include <vector>
 
 #include "controls/choice.h"
 #include "controls/numeric.h"
@@ -117,32 +118,64 @@ void ReadWarp(PluginInstance *p, LWTime time, Warp *w) {
 double Guarded(double d) { return std::fabs(d) < 1e-6 ? 1e-6 : d; }
 double Wrapped(double v, double size) { return v - size * std::floor(v / size); }
 
+// A quotient that skips dividing by exactly 1, the common case (no scaling,
+// no keystone, a full-size frame); the result is the same to the last bit.
+double Over(double a, double b) { return b == 1 ? a : a / b; }
+
+// The normalised coordinate of every column and row, worked out once a frame
+// (the forward warp's rolled pixel centres, or the inverse warp's corners), so
+// that a pixel starts from two lookups. Frames are processed one at a time on
+// the host's thread, and the preview is drawn only between renders.
+struct Axes {
+    std::vector<double> column, row;
+} axes;
+
+void PrepareAxes(const Warp &w, const ImageRecord &image) {
+    double k = image.unscaled ? 1 : image.scale;
+    double spanX = image.fullWidth - 1.0, spanY = image.fullHeight - 1.0;
+    axes.column.resize(image.width);
+    axes.row.resize(image.height);
+    for (int x = 0; x < image.width; ++x) {
+        if (w.mode == kForward) {
+            double px = Wrapped(x + 0.5 - image.width * w.roll[0], image.width);
+            axes.column[x] = (image.offsetX + px * k) / spanX - 0.5 + w.offset[0];
+        } else {
+            axes.column[x] = (image.offsetX + x * k) / spanX - 0.5;
+        }
+    }
+    for (int y = 0; y < image.height; ++y) {
+        if (w.mode == kForward) {
+            double py = Wrapped(y + 0.5 - image.height * w.roll[1], image.height);
+            axes.row[y] = (image.offsetY + py * k) / spanY - 0.5 + w.offset[1];
+        } else {
+            axes.row[y] = (image.offsetY + y * k) / spanY;
+        }
+    }
+}
+
 // The source position of output pixel (x, y), in working pixels.
 void SourceOf(const Warp &w, const ImageRecord &image, int x, int y, double *sx, double *sy) {
     double k = image.unscaled ? 1 : image.scale;
     double spanX = image.fullWidth - 1.0, spanY = image.fullHeight - 1.0;
     if (w.mode == kForward) {
         // The destination rolled, at the pixel's centre.
-        double px = Wrapped(x + 0.5 - image.width * w.roll[0], image.width);
-        double py = Wrapped(y + 0.5 - image.height * w.roll[1], image.height);
-        double a = (image.offsetX + px * k) / spanX - 0.5 + w.offset[0];
-        double b = (image.offsetY + py * k) / spanY - 0.5 + w.offset[1];
-        double y1 = (w.cosine * b - w.sine * a) / w.scale[1];
-        double x1 = (w.cosine * a + w.sine * b) / w.scale[0];
+        double a = axes.column[x], b = axes.row[y];
+        double y1 = Over(w.cosine * b - w.sine * a, w.scale[1]);
+        double x1 = Over(w.cosine * a + w.sine * b, w.scale[0]);
         double x2 = x1 + w.shear[0] * y1;
         double y2 = y1 + w.shear[1] * x2;
-        double x3 = x2 / Guarded(1 + w.keystone[0] * y2);
-        double y3 = y2 / Guarded(1 + w.keystone[1] * x3);
+        double x3 = Over(x2, Guarded(1 + w.keystone[0] * y2));
+        double y3 = Over(y2, Guarded(1 + w.keystone[1] * x3));
         double x4 = (1 + 3 * w.pin[0] * y3 * y3) * x3;
         double y4 = (1 + 3 * w.pin[1] * x4 * x4) * y3;
-        *sx = (spanX * (x4 + 0.5) - image.offsetX) / k;
-        *sy = (spanY * (y4 + 0.5) - image.offsetY) / k;
+        *sx = Over(spanX * (x4 + 0.5) - image.offsetX, k);
+        *sy = Over(spanY * (y4 + 0.5) - image.offsetY, k);
         return;
     }
     // The forward steps undone in reverse order, at the pixel's corner.
-    double a = (image.offsetX + x * k) / spanX - 0.5, v = (image.offsetY + y * k) / spanY;
-    double y3 = (v - 0.5) / Guarded(1 + 3 * w.pin[1] * a * a);
-    double x3 = a / Guarded(1 + 3 * w.pin[0] * y3 * y3);
+    double a = axes.column[x], v = axes.row[y];
+    double y3 = Over(v - 0.5, Guarded(1 + 3 * w.pin[1] * a * a));
+    double x3 = Over(a, Guarded(1 + 3 * w.pin[0] * y3 * y3));
     double y2 = (w.keystone[1] * x3 + 1) * y3;
     double x2 = (w.keystone[0] * y2 + 1) * x3;
     double y1 = y2 - w.shear[1] * x2;
@@ -150,8 +183,8 @@ void SourceOf(const Warp &w, const ImageRecord &image, int x, int y, double *sx,
     double X = x1 * w.scale[0], Y = y1 * w.scale[1];
     double u = (w.cosine * X - w.sine * Y) - w.offset[0] + 0.5;
     double vv = (w.cosine * Y + w.sine * X) - w.offset[1] + 0.5;
-    *sx = (spanX * u - image.offsetX) / k;
-    *sy = (spanY * vv - image.offsetY) / k;
+    *sx = Over(spanX * u - image.offsetX, k);
+    *sy = Over(spanY * vv - image.offsetY, k);
     if (u >= 0 && u <= 1 && vv >= 0 && vv <= 1) {
         *sx = Wrapped(*sx + image.width * w.roll[0], image.width);
         *sy = Wrapped(*sy + image.height * w.roll[1], image.height);
@@ -187,10 +220,12 @@ void Sample(const Warp &w, const ImageRecord &image, double sx, double sy, Buffe
     for (int c = 0; c < 4; ++c) out[c] = static_cast<BufferValue>(sum[c] < 0 ? 0 : (sum[c] > 255 ? 255 : sum[c]));
 }
 
-int Setup(PluginInstance *p, const ImageRecord &, LWFrame, LWTime time) {
+int Setup(PluginInstance *p, const ImageRecord &image, LWFrame, LWTime time) {
     Warp &w = Work<LensWork>(p)->warp;
     ReadWarp(p, time, &w);
-    return w.mode == kDisabled ? 1 : 0;  // disabled: the frame copies every pixel
+    if (w.mode == kDisabled) return 1;  // the frame copies every pixel
+    PrepareAxes(w, image);
+    return 0;
 }
 
 void Pixel(PluginInstance *p, const ImageRecord &image, int x, int y, BufferValue out[4]) {
@@ -227,6 +262,7 @@ void Refresh(PluginInstance *p) {
     const int n = kPreviewSize;
     ImageRecord card{work->card[0], work->card[1], work->card[2], work->card[3], nullptr, n, n, n, n, 0, 0, 1.0, 1, 0};
     PreviewControl *preview = Control<PreviewControl>(p, kPreview);
+    if (work->warp.mode != kDisabled) PrepareAxes(work->warp, card);
     for (int y = 0; y < n; ++y)
         for (int x = 0; x < n; ++x) {
             BufferValue out[4] = {work->card[0][y * n + x], work->card[1][y * n + x], work->card[2][y * n + x], 255};

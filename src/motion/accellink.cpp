@@ -13,11 +13,11 @@ const char *const kTrackChoices[] = {"Acceleration in +X", "Acceleration in +Y",
 
 const ControlSpec kRows[] = {
     {.key = "CONTROL", .kind = ControlSpecKind::Radio, .x = 140, .y = 59, .value = 0, .choices = kControlChoices,
-     .changed = CycleRefreshFrom, .setup = CycleLabelsLeft},
+     .changed = CycleRefreshFrom, .setup = RadioLabelsLeft},
     {.key = "CONTROLITEM", .kind = ControlSpecKind::Item, .x = 170, .y = 60, .label = "", .changed = CycleRefreshFrom},
     {.key = "CHANGETEXT", .kind = ControlSpecKind::Text, .x = 139, .y = 131, .label = "Define Cycle Phase By Control Object's:"},
     {.key = "TRACKFROM", .kind = ControlSpecKind::Radio, .x = 250, .y = 150, .value = 0, .choices = kTrackChoices,
-     .changed = CycleRefreshFrom, .setup = CycleLabelsLeft},
+     .changed = CycleRefreshFrom, .setup = RadioLabelsLeft},
     {.key = "RANGE1", .kind = ControlSpecKind::Text, .x = 20, .y = 280, .label = ""},
     {.key = "FRAMES", .kind = ControlSpecKind::Numeric, .x = 190, .y = 250, .label = "Lookahead Frames", .value = 5,
      .low = 0.01, .flags = kClipLow | kDragFromLow, .changed = CycleRefreshFrom},

@@ -218,7 +218,6 @@ void AccumulatedPhases(PluginInstance *p, LWItemID control, const double *times,
 
 }  // namespace
 
-void CycleLabelsLeft(void *radio) { static_cast<RadioControl *>(radio)->labelsLeft = 1; }
 
 // The graph of the phase over the chosen frames, its range texts, and the
 // greying of what the choices leave unused.

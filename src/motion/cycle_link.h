@@ -21,8 +21,6 @@ struct CycleMember {
 
 // The change callback of every control that moves the graph.
 void CycleRefreshFrom(ControlRecord *record);
-// The CONTROL choice's setup: its labels stand left of the dots.
-void CycleLabelsLeft(void *radio);
 
 LWInstance CycleCreate(const CycleMember &member, LWError *err, LWItemID item);
 void CycleEvaluate(LWInstance instance, const ItemMotionAccess *access);

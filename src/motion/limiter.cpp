@@ -24,9 +24,8 @@ void ReghostFrom(ControlRecord *r) { Reghost(r->panel->instance); }
 LWInstance Create(LWError *err, LWItemID item);
 
 // Each switch carries the channel's label on its left, its value field on its right.
-void LabelLeft(void *button) { static_cast<ButtonControl *>(button)->labelLeft = 1; }
 constexpr ControlSpec Switch(const char *key, int x, int y, const char *label) {
-    return {.key = key, .kind = ControlSpecKind::Toggle, .x = x, .y = y, .label = label, .value = 0, .setup = LabelLeft};
+    return {.key = key, .kind = ControlSpecKind::Toggle, .x = x, .y = y, .label = label, .value = 0, .setup = ButtonLabelLeft};
 }
 constexpr ControlSpec Bound(const char *key, int x, int y) {
     return {.key = key, .kind = ControlSpecKind::Numeric, .x = x, .y = y, .label = "", .value = 0, .flags = kDragFree};

@@ -26,7 +26,6 @@ void Refresh(PluginInstance *p);
 void RefreshFrom(ControlRecord *r) { Refresh(r->panel->instance); }
 LWInstance Create(LWError *err, LWItemID item);
 // The fields beside the choices need the room right of them.
-void LabelsLeft(void *radio) { static_cast<RadioControl *>(radio)->labelsLeft = 1; }
 
 constexpr ControlSpec Frames(const char *key, int y, const char *label, double value) {
     return {.key = key, .kind = ControlSpecKind::Integer, .x = 280, .y = y, .label = label, .value = value, .low = 0,
@@ -35,7 +34,7 @@ constexpr ControlSpec Frames(const char *key, int y, const char *label, double v
 
 const ControlSpec kTable[kControls] = {
     {.key = "MODE", .kind = ControlSpecKind::Radio, .x = 100, .y = 65, .value = kExtended, .choices = kModeChoices,
-     .changed = RefreshFrom, .setup = LabelsLeft},
+     .changed = RefreshFrom, .setup = RadioLabelsLeft},
     Frames("BACK", 65, "Backward Frames", 10),
     Frames("FORWARD", 87, "Forward Frames", 0),
     Frames("START", 114, "Starting Frame", 0),

@@ -27,11 +27,10 @@ void Reghost(PluginInstance *p);
 void ReghostFrom(ControlRecord *r) { Reghost(r->panel->instance); }
 LWInstance Create(LWError *err, LWItemID item);
 // The weights' labels need the room right of the choices.
-void LabelsLeft(void *radio) { static_cast<RadioControl *>(radio)->labelsLeft = 1; }
 
 const ControlSpec kTable[kControls] = {
     {.key = "AXIS", .kind = ControlSpecKind::Radio, .x = 100, .y = 65, .value = 4, .choices = kAxisChoices,
-     .setup = LabelsLeft},
+     .setup = RadioLabelsLeft},
     {.key = "VEL", .kind = ControlSpecKind::Percent, .x = 270, .y = 65, .label = "Align to Velocity", .value = 1},
     {.key = "ACCEL", .kind = ControlSpecKind::Percent, .x = 270, .y = 90, .label = "Align to Acceleration", .value = 0},
     {.key = "LOOKAHEAD", .kind = ControlSpecKind::Integer, .x = 270, .y = 115, .label = "Lookahead (frames)", .value = 2},

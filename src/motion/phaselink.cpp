@@ -13,7 +13,7 @@ const char *const kTrackChoices[] = {"X Position", "Y Position", "Z Position", "
 
 const ControlSpec kRows[] = {
     {.key = "CONTROL", .kind = ControlSpecKind::Radio, .x = 140, .y = 59, .value = 0, .choices = kControlChoices,
-     .changed = CycleRefreshFrom, .setup = CycleLabelsLeft},
+     .changed = CycleRefreshFrom, .setup = RadioLabelsLeft},
     {.key = "CONTROLITEM", .kind = ControlSpecKind::Item, .x = 170, .y = 60, .label = "", .changed = CycleRefreshFrom},
     {.key = "CHANGETEXT", .kind = ControlSpecKind::Text, .x = 139, .y = 124, .label = "Define Cycle Phase By Control Object's"},
     {.key = "TRACKFROM", .kind = ControlSpecKind::Radio, .x = 251, .y = 140, .value = 0, .choices = kTrackChoices,

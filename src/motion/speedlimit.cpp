@@ -28,7 +28,6 @@ void Reghost(PluginInstance *p);
 void ReghostFrom(ControlRecord *r) { Reghost(r->panel->instance); }
 LWInstance Create(LWError *err, LWItemID item);
 // The limits' labels need the room right of the choices.
-void LabelsLeft(void *radio) { static_cast<RadioControl *>(radio)->labelsLeft = 1; }
 
 constexpr ControlSpec Limit(const char *key, int y, const char *label, double value) {
     return {.key = key, .kind = ControlSpecKind::Numeric, .x = 350, .y = y, .label = label, .value = value, .low = 0,
@@ -37,9 +36,9 @@ constexpr ControlSpec Limit(const char *key, int y, const char *label, double va
 
 const ControlSpec kTable[kControls] = {
     {.key = "VEL", .kind = ControlSpecKind::Radio, .x = 140, .y = 85, .value = kNoLimit, .choices = kVelChoices,
-     .changed = ReghostFrom, .setup = LabelsLeft},
+     .changed = ReghostFrom, .setup = RadioLabelsLeft},
     {.key = "ROT", .kind = ControlSpecKind::Radio, .x = 140, .y = 185, .value = 1, .choices = kRotChoices,
-     .changed = ReghostFrom, .setup = LabelsLeft},
+     .changed = ReghostFrom, .setup = RadioLabelsLeft},
     Limit("X", 65, "X speed limit (m/s)", 10),
     Limit("Y", 88, "Y speed limit (m/s)", 10),
     Limit("Z", 110, "Z speed limit (m/s)", 10),

@@ -28,11 +28,10 @@ void Reghost(PluginInstance *p);
 void ReghostFrom(ControlRecord *r) { Reghost(r->panel->instance); }
 LWInstance Create(LWError *err, LWItemID item);
 // The fields beside the choices need the room right of them.
-void LabelsLeft(void *radio) { static_cast<RadioControl *>(radio)->labelsLeft = 1; }
 
 const ControlSpec kTable[kControls] = {
     {.key = "AXIS", .kind = ControlSpecKind::Radio, .x = 178, .y = 55, .value = 2, .choices = kAxisChoices,
-     .changed = ReghostFrom, .setup = LabelsLeft},
+     .changed = ReghostFrom, .setup = RadioLabelsLeft},
     {.key = "Move", .kind = ControlSpecKind::Radio, .x = 420, .y = 55, .value = 0, .choices = kMoveChoices},
     {.key = "RATE", .kind = ControlSpecKind::Percent, .x = 325, .y = 129, .label = "Rotation Rate", .value = 1,
      .flags = kDragFree},

@@ -365,7 +365,6 @@ int main(int argc, char **argv) {
         {"DisplacementHandler", "DisplacementInterface", "SuperQ", "SuperQ", "superq"},
         {"ShaderHandler", "ShaderInterface", "Unveil", "Unveil", "unveil"},
         {"PixelFilterHandler", "PixelFilterInterface", "Rayleigh", "Rayleigh", "rayleigh"},
-        {"ImageFilterHandler", "ImageFilterInterface", "DropShadow", "DropShadow", "dropshadow"},
     };
     for (const Other &o : others) {
         LWInstance instance = nullptr;
@@ -384,7 +383,7 @@ int main(int argc, char **argv) {
             HWND w = WaitWindow("ML_CL_A10:32:44", o.title);
             Check(w != nullptr, std::string(o.server) + "'s panel opens");
             if (!w) return;
-            Screenshot(w, o.shot);
+            if (!rayleigh) Screenshot(w, o.shot);
             if (rayleigh) {
                 // Waits long enough for the window to have taken each step, so
                 // that a busy machine does not cut the drag short.
@@ -397,6 +396,7 @@ int main(int argc, char **argv) {
                 Sleep(400);
                 PostMessageA(w, WM_RBUTTONUP, 0, MAKELPARAM(118, 121));
                 Sleep(200);
+                Screenshot(w, o.shot);  // the preview redrawn in the brighter fog
                 Click(w, 108 + 10, 111 + 10);  // the colour chooser
                 HWND chooser = WaitWindow("#32770", "Color", 10);
                 Check(chooser != nullptr, "the colour chooser opens");
@@ -555,6 +555,65 @@ int main(int argc, char **argv) {
             Check(Block(saved, "BEGIN NUM TRANS").find("VALUE 0.8") != std::string::npos,
                   "EdgeRGB: TRANS typed as 0.8:\n" + Block(saved, "BEGIN NUM TRANS"));
         }
+        h->destroy(instance);
+    }
+
+    // 10. The image filters' previews: a field typed, the preview redrawn (a
+    // pixel of it read before and after), the value read back from the
+    // settings.
+    struct FilterPanel {
+        const char *server, *title, *shot;
+        int fieldX, fieldY;
+        const char *typed, *field;
+        int pixelX, pixelY;  // a preview pixel the change must alter
+        bool (*before)(COLORREF), (*after)(COLORREF);
+    } filterPanels[] = {
+        // The test card's yellow top-left corner; barrel distortion pulls it in.
+        {"Lens", "Lens", "lens", 120, 60, "-0.3", "BEGIN NUM XPIN", 300 + 2, 60 + 2,
+         [](COLORREF c) { return GetRValue(c) > 200 && GetGValue(c) > 150 && GetBValue(c) < 60; },
+         [](COLORREF c) { return !(GetRValue(c) > 200 && GetGValue(c) > 150 && GetBValue(c) < 60); }},
+        // F-stop 0.5 brings the cap in to 65.8 m, so the focus line stands at
+        // 170 * 10 / 65.8 = 25 pixels.
+        {"Confusion", "Confusion", "confusion", 116, 65, "0.5", "BEGIN NUM FSTOP", 258 + 25, 67 + 80,
+         [](COLORREF c) { return !(GetRValue(c) > 200 && GetGValue(c) > 200 && GetBValue(c) < 60); },
+         [](COLORREF c) { return GetRValue(c) > 200 && GetGValue(c) > 200 && GetBValue(c) < 60; }},
+        // Right of the disc, in its shadow; an X offset to the other side clears it.
+        {"DropShadow", "DropShadow", "dropshadow", 120, 60, "-0.1", "BEGIN NUM XOFF", 322 + 80, 60 + 58,
+         [](COLORREF c) { return GetRValue(c) < 170; }, [](COLORREF c) { return GetRValue(c) > 180; }},
+    };
+    for (const FilterPanel &f : filterPanels) {
+        auto *h = static_cast<const ImageFilterHandler *>(host.Handler("ImageFilterHandler", f.server, &error2));
+        LWError failure = nullptr;
+        LWInstance instance = h ? h->create(&failure) : nullptr;
+        Check(instance != nullptr, std::string(f.server) + " created");
+        if (!instance) continue;
+        COLORREF before = 0, after = 0;
+        OpenPanel(module, *FindServer(module, "ImageFilterInterface", f.server), instance, [&] {
+            HWND w = WaitWindow("ML_CL_A10:32:44", f.title);
+            Check(w != nullptr, std::string(f.server) + "'s panel opens");
+            if (!w) return;
+            auto pixel = [&] {
+                HDC dc = GetDC(w);
+                COLORREF c = GetPixel(dc, f.pixelX, f.pixelY);
+                ReleaseDC(w, dc);
+                return c;
+            };
+            Sleep(200);
+            before = pixel();
+            Type(w, f.fieldX, f.fieldY, f.typed);
+            Sleep(300);
+            after = pixel();
+            Screenshot(w, f.shot);
+            RECT size;
+            GetClientRect(w, &size);
+            Click(w, size.right - 180 + 10, size.bottom - 26 + 10);
+            if (IsWindow(w)) PostMessageA(w, WM_KEYDOWN, VK_RETURN, 0);
+        });
+        std::string saved = Settings({track.handler, instance});
+        Check(Block(saved, f.field).find(std::string("VALUE ") + f.typed) != std::string::npos,
+              std::string(f.server) + ": typed " + f.typed + ":\n" + Block(saved, f.field));
+        Check(f.before(before) && f.after(after), std::string(f.server) + "'s preview redrawn: " + std::to_string(before) +
+                                                      " then " + std::to_string(after));
         h->destroy(instance);
     }
 
