@@ -189,6 +189,9 @@ refuse "an object without points" "ghost.lwo has no points" "$vesk" displace "$w
 # barrel (Lens, its roll animated) from the example scene, over test frames.
 scene=$source/examples/focus_pull.lws
 "$source/examples/make_test_frames.sh" 48 36 24 "$work/seq"
+check "describe the focus pull" "$vesk" describe "$scene"
+has "its effects: Confusion, then Lens" "^Effects: Confusion: Confusion$" "$work/out"
+has "and Lens" "^Effects: Lens: Lens$" "$work/out"
 printf 'BEGIN MARVEN_LABS_PLUGIN Confusion\nVERSION 1\n BEGIN NUM FSTOP\n VALUE 0.3\n END\n BEGIN NUM FDIST\n VALUE %s\n END\nEND MARVEN_LABS_PLUGIN Confusion\n' 4 >"$work/at4.txt"
 for f in 1 24; do
     n=$(printf %04d $f)

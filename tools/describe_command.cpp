@@ -21,6 +21,11 @@ int Describe(const std::vector<std::string> &args) {
         for (const MotionPluginUse &use : item.motionPlugins) show(use.server, use.handler->descln(use.instance));
         for (const DisplacementPluginUse &use : item.displacementPlugins) show(use.server, use.handler->descln(use.instance));
     });
+    for (const FilterPluginUse &use : s.host.scene.filterPlugins) {
+        std::printf("Effects: %s: %s\n", use.server.c_str(),
+                    use.pixel ? use.pixel->descln(use.instance) : use.image->descln(use.instance));
+        ++count;
+    }
     s.PrintMessages();
     std::printf("%d plug-in instance%s\n", count, count == 1 ? "" : "s");
     return 0;
@@ -33,5 +38,6 @@ extern const Command describeCommand = {
     "usage: vesk describe SCENE\n"
     "\n"
     "Loads a LightWave 5 scene file (.lws) and prints each item-motion and\n"
-    "displacement plug-in instance as ITEM: PLUGIN: description line.\n",
+    "displacement plug-in instance as ITEM: PLUGIN: description line, then the\n"
+    "pixel and image filters of its effects as Effects: PLUGIN: description line.\n",
     Describe};
