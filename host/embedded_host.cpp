@@ -402,14 +402,125 @@ EmbeddedHost::~EmbeddedHost() {
     activeHost = previous_;
 }
 
+namespace {
+
+// The pass's store of final motions. An entry is kept only when its
+// evaluation did not lean on an item evaluated further out (a cut cycle whose
+// other end lay outside it), so that it holds wherever it is asked again; it
+// lists every item it read, and is not used while one of those is being
+// evaluated, since the cycle rule would then have answered differently.
+// Questions cluster round the time being baked or rendered, so the store
+// keeps the latest answers only, in a ring, and looks through it in order.
+constexpr int kUsesKept = 12;     // items an entry can list
+constexpr int kPassEntries = 64;  // answers the ring keeps
+
+struct ItemsRead {
+    const Item *items[kUsesKept];
+    int count = 0;
+    bool overflowed = false;  // read more than it can list
+    void Add(const Item *item) {
+        for (int i = 0; i < count; ++i)
+            if (items[i] == item) return;
+        if (count < kUsesKept)
+            items[count++] = item;
+        else
+            overflowed = true;
+    }
+    void Add(const ItemsRead &more) {
+        for (int i = 0; i < more.count; ++i) Add(more.items[i]);
+        overflowed = overflowed || more.overflowed;
+    }
+};
+
+struct PassEntry {
+    const Item *item = nullptr;
+    double time;
+    int frame;
+    double motion[9];
+    ItemsRead uses;
+};
+int passDepth = 0;
+PassEntry passStore[kPassEntries];
+int passNext = 0;
+
+// What the evaluations under way have read: one record per evaluation.
+struct Reading {
+    size_t stackDepth;           // evaluations on the stack when it began
+    bool leanedOutside = false;  // met an item evaluated further out
+    ItemsRead uses;
+};
+std::vector<Reading> readings;
+
+bool OnStack(const Item *item) {
+    for (const Evaluation *e : evaluating)
+        if (e->item == item) return true;
+    return false;
+}
+
+// An entry answers here unless an item it read is being evaluated now (or it
+// read too many to tell, and something is).
+bool Answers(const PassEntry &entry) {
+    if (evaluating.empty()) return true;
+    if (entry.uses.overflowed) return false;
+    for (int i = 0; i < entry.uses.count; ++i)
+        if (OnStack(entry.uses.items[i])) return false;
+    return true;
+}
+
+void Read(const Item &item, const ItemsRead *more) {
+    if (readings.empty()) return;
+    readings.back().uses.Add(&item);
+    if (more) readings.back().uses.Add(*more);
+}
+
+}  // namespace
+
+void EmbeddedHost::BeginPass() { ++passDepth; }
+void EmbeddedHost::EndPass() {
+    if (passDepth > 0 && --passDepth == 0)
+        for (PassEntry &e : passStore) e.item = nullptr;
+}
+
 void EmbeddedHost::FinalMotion(const Item &item, double time, double out[9]) {
-    for (auto it = evaluating.rbegin(); it != evaluating.rend(); ++it) {
-        if ((*it)->item == &item) {
-            MotionBefore(item, time, (*it)->plugin, out);
+    for (size_t k = evaluating.size(); k-- > 0;) {
+        if (evaluating[k]->item == &item) {
+            // The cycle rule: the motion before the plug-in running for it.
+            for (Reading &r : readings)
+                if (k < r.stackDepth) r.leanedOutside = true;
+            Read(item, nullptr);
+            MotionBefore(item, time, evaluating[k]->plugin, out);
             return;
         }
     }
+    if (passDepth > 0) {
+        for (int n = 1; n <= kPassEntries; ++n) {  // newest first: the likeliest answer
+            const PassEntry &e = passStore[(passNext - n + kPassEntries) % kPassEntries];
+            if (!e.item) break;
+            if (e.item != &item || e.time != time || e.frame != passFrame || !Answers(e)) continue;
+            std::memcpy(out, e.motion, sizeof e.motion);
+            Read(item, &e.uses);
+            return;
+        }
+    }
+    ++motionEvaluations;
+    if (passDepth == 0) {
+        MotionBefore(item, time, item.motionPlugins.size(), out);
+        return;
+    }
+    readings.push_back({evaluating.size(), false, {}});
     MotionBefore(item, time, item.motionPlugins.size(), out);
+    Reading done = readings.back();
+    readings.pop_back();
+    if (!done.leanedOutside) {
+        PassEntry &entry = passStore[passNext];
+        passNext = (passNext + 1) % kPassEntries;
+        entry.item = &item;
+        entry.time = time;
+        entry.frame = passFrame;
+        std::memcpy(entry.motion, out, sizeof entry.motion);
+        entry.uses = done.uses;
+    }
+    Read(item, &done.uses);
 }
 
 // How the 5.x host spreads its motion-blur passes is not published (taken as

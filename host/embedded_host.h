@@ -85,12 +85,33 @@ public:
     // plug-ins are handed that frame's number with the pass's time.
     void MotionInPass(const Item &item, int frame, double time, double out[9]);
 
+    // An evaluation pass: while one is open, each item's final motion at a
+    // time (and frame being rendered) is worked out once and every further
+    // query is answered from it. Open one only around work that changes
+    // neither the scene nor any plug-in's settings (a bake, a frame's points,
+    // a frame's filters); closing it forgets everything. Passes nest.
+    void BeginPass();
+    void EndPass();
+    long motionEvaluations = 0;  // final motions worked out, not answered from a pass
+
 private:
     const LoadedModule *module_ = nullptr;
     std::map<std::string, std::vector<void *>> handlers_;  // by class and server
     std::set<std::string> withheld_;
     LWSceneInfo sceneInfo_{};  // snapshot refreshed at each lookup
     EmbeddedHost *previous_;
+};
+
+// A pass for the life of a scope.
+class EvaluationPass {
+public:
+    explicit EvaluationPass(EmbeddedHost &host) : host_(host) { host_.BeginPass(); }
+    ~EvaluationPass() { host_.EndPass(); }
+    EvaluationPass(const EvaluationPass &) = delete;
+    EvaluationPass &operator=(const EvaluationPass &) = delete;
+
+private:
+    EmbeddedHost &host_;
 };
 
 const char *MessageKindName(MessageKind kind);

@@ -96,6 +96,7 @@ void MonitorDone(void *) {}
 
 std::vector<std::array<double, 3>> DisplacedPoints(EmbeddedHost &host, const Item &object, double time,
                                                    std::string *error) {
+    EvaluationPass pass(host);  // one frame's points: the scene holds still
     std::vector<Vec> points = object.geometry.points;
     Scene &scene = host.scene;
     Placement place;

@@ -46,6 +46,7 @@ int Bake(const std::vector<std::string> &args) {
     ExportRequest request{IdOf(item), end < 0 ? scene.lastFrame : end, density,
                           parentCoordinates && item->parent != nullptr, scene.framesPerSecond, ShowProgress, nullptr};
     if (request.endFrame < 0) request.endFrame = 0;
+    EvaluationPass pass(s.host);  // nothing changes the scene while it bakes
     if (!ExportMotionFile(request, out.c_str())) return Fail(out + ": cannot be written");
     s.PrintMessages();
     std::printf("wrote %d keys of %s to %s\n", ExportKeyCount(request.endFrame, density), positional[1].c_str(),

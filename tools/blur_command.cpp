@@ -24,6 +24,7 @@ int Blur(const std::vector<std::string> &args) {
                 times.size() == 1 ? " (no motion blur)" : "");
     std::printf("%10s %12s %12s %12s %10s %10s %10s %8s %8s %8s\n", "frame", "X", "Y", "Z", "H", "P", "B", "SX", "SY",
                 "SZ");
+    EvaluationPass pass(s.host);
     for (double t : times) {
         double m[9];
         s.host.MotionInPass(*item, frame, t, m);

@@ -30,6 +30,7 @@ struct FilterRun {
         s.host.scene.frameWidth = picture->width;
         s.host.scene.frameHeight = picture->height;
         double time = frame / s.host.scene.framesPerSecond;
+        EvaluationPass pass(s.host);  // items asked of at this frame are worked out once
         return pixel ? RunPixelFilter(pixel, instance, picture, frame, time, error)
                      : RunImageFilter(image, instance, picture, frame, time, error);
     }

@@ -1,0 +1,118 @@
+// Evaluation passes answer repeated questions from what they worked out once:
+// every item of every example and real scene bakes to the same bytes with and
+// without a pass, including items that track each other (the cycle rule),
+// while the Track demo's bake works out its camera once a key instead of once
+// a question.
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "export/motion_export.h"
+#include "host/scene_file.h"
+#include "module_fixture.h"
+
+namespace {
+
+class EvaluationPasses : public ModuleTest {
+protected:
+    void SetUp() override {
+        ModuleTest::SetUp();
+        host.UseModule(&module);
+        std::string error;
+        ASSERT_TRUE(host.Handler("ItemMotionHandler", "Track", &error)) << error;  // binds the module
+    }
+    std::string Bake(Item &item, int end, bool inPass) { return Bake(host, item, end, inPass); }
+    std::string Bake(EmbeddedHost &on, Item &item, int end, bool inPass) {
+        std::string path = ScratchPath("pass.mot");
+        ExportRequest r{IdOf(&item), end, 1.0, false, on.scene.framesPerSecond, nullptr, nullptr};
+        if (inPass) {
+            EvaluationPass pass(on);
+            EXPECT_TRUE(ExportMotionFile(r, path.c_str()));
+        } else {
+            EXPECT_TRUE(ExportMotionFile(r, path.c_str()));
+        }
+        std::ifstream in(path, std::ios::binary);
+        std::stringstream text;
+        text << in.rdbuf();
+        return text.str();
+    }
+    // Every object, light and camera of the scene, over its first 30 frames.
+    void BakesAgree(EmbeddedHost &on, const std::string &path) {
+        std::string error;
+        ASSERT_TRUE(LoadSceneFile(on, path, &error)) << path << ": " << error;
+        int end = on.scene.lastFrame < 30 ? on.scene.lastFrame : 30;
+        for (auto *list : {&on.scene.objects, &on.scene.lights, &on.scene.cameras})
+            for (auto &item : *list)
+                EXPECT_EQ(Bake(on, *item, end, true), Bake(on, *item, end, false)) << path << ": " << item->name;
+    }
+};
+
+TEST_F(EvaluationPasses, ExampleAndRealScenesBakeTheSame) {
+    std::vector<std::string> scenes;
+    for (const auto &entry : std::filesystem::directory_iterator(std::string(VESK_SOURCE_DIR) + "/examples"))
+        if (entry.path().extension() == ".lws") scenes.push_back(entry.path().string());
+    const std::string real = std::string(VESK_SHARED_DIR) + "/realdata/legacy-lightwave-projects/content/";
+    for (const char *scene : {"nxng-experiments/planet.lws", "nxng-experiments/gus.lws", "nxng-experiments/sparks.lws",
+                              "demo-couloir-14/titles/titles.lws", "aminet-JumpingBall/JumpingBall/scenes/JumpingBall.scene"})
+        scenes.push_back(real + scene);
+    EXPECT_GE(scenes.size(), 20u);
+    for (const std::string &scene : scenes) {
+        EmbeddedHost fresh;  // each scene on a host of its own, the active one
+        fresh.UseModule(&module);
+        BakesAgree(fresh, scene);
+    }
+}
+
+TEST_F(EvaluationPasses, ItemsThatTrackEachOther) {
+    // A and B each track the other with a delay; C tracks A. Each answer in
+    // the cycle depends on which end is asked first, which a pass must keep.
+    auto track = [](const char *target, int delay) {
+        return std::string("Plugin ItemMotionHandler 1 Track\nBEGIN MARVEN_LABS_PLUGIN Track\nVERSION 1\n"
+                           " BEGIN ITEM TRACKITEM\n OBJECT 1 1 1 @") +
+               target + "\n END ITEM TRACKITEM\n BEGIN NUM DELAY\n VALUE " + std::to_string(delay) +
+               "\n END\nEND MARVEN_LABS_PLUGIN Track\nEndPlugin\n";
+    };
+    auto null = [](const char *name, const char *keys) {
+        return std::string("AddNullObject ") + name + "\nObjectMotion (unnamed)\n  9\n  2\n" + keys + "EndBehavior 1\n";
+    };
+    std::string text = "LWSC\n1\nFirstFrame 1\nLastFrame 20\n" +
+                       null("A", "  0 0 0 0 0 0 1 1 1\n  0 0 0 0 0\n  5 2 8 0 0 0 1 1 1\n  20 0 0 0 0\n") + track("B", 2) +
+                       null("B", "  4 0 3 0 0 0 1 1 1\n  0 0 0 0 0\n  -3 1 6 0 0 0 1 1 1\n  20 0 0 0 0\n") + track("A", 0) +
+                       null("C", "  0 5 0 0 0 0 1 1 1\n  0 0 0 0 0\n  1 5 1 0 0 0 1 1 1\n  20 0 0 0 0\n") + track("A", 1);
+    std::string error;
+    ASSERT_TRUE(LoadSceneText(host, text, "cycle.lws", &error)) << error;
+    for (const char *order : {"ABC", "CBA", "BCA"})
+        for (const char *name = order; *name; ++name) {
+            Item *item = nullptr;
+            for (auto &o : host.scene.objects)
+                if (o->name == std::string(1, *name)) item = o.get();
+            EXPECT_EQ(Bake(*item, 20, true), Bake(*item, 20, false)) << order << ": " << *name;
+        }
+    // Asked in one pass in turn, each still answers as alone.
+    double alone[3][9], together[3][9];
+    for (int i = 0; i < 3; ++i) host.FinalMotion(*host.scene.objects[i], 0.4, alone[i]);
+    {
+        EvaluationPass pass(host);
+        for (int i : {2, 0, 1, 2, 1, 0}) host.FinalMotion(*host.scene.objects[i], 0.4, together[i]);
+    }
+    for (int i = 0; i < 3; ++i)
+        for (int c = 0; c < 9; ++c) EXPECT_EQ(alone[i][c], together[i][c]) << i << " " << c;
+}
+
+TEST_F(EvaluationPasses, TheTrackDemoWorksOutEachKeyOnce) {
+    std::string error;
+    ASSERT_TRUE(LoadSceneFile(host, std::string(VESK_SOURCE_DIR) + "/examples/track_demo.lws", &error)) << error;
+    Item &camera = *host.scene.cameras.front();
+    long before = host.motionEvaluations;
+    Bake(camera, 120, false);
+    long without = host.motionEvaluations - before;
+    before = host.motionEvaluations;
+    Bake(camera, 120, true);
+    long with = host.motionEvaluations - before;
+    // 121 keys: the camera once a key, and the target once for each time
+    // Track asks of it (now and three frames before).
+    EXPECT_LE(with, 121 * 3);
+    EXPECT_GE(without, 3 * with) << without << " against " << with;
+}
+
+}  // namespace
