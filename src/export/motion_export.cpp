@@ -1,7 +1,9 @@
 #include "export/motion_export.h"
 
 #include <cmath>
+#include <cstdio>
 
+#include "export/g_format.h"
 #include "module/host_services.h"
 
 namespace {
@@ -62,9 +64,15 @@ void SampleExportKey(LWItemID item, double time, bool parentCoordinates, Vec3 *p
 void WriteMotionHeader(std::FILE *file, int keyCount) { std::fprintf(file, "LWMO\r\n1\r\n9\r\n%d\r\n", keyCount); }
 
 void WriteMotionKey(std::FILE *file, const double v[9], int frame) {
-    std::fprintf(file, "%g %g %g %g %g %g %g %g %g\r\n", v[0], v[1], v[2], v[3] * kDegreesPerRadian,
-                 v[4] * kDegreesPerRadian, v[5] * kDegreesPerRadian, v[6], v[7], v[8]);
-    std::fprintf(file, "%d 0 0 0 0\r\n", frame);
+    // The two lines as "%g %g ... %g" and "%d 0 0 0 0" write them, in one write.
+    char line[9 * kGTextRoom + 48];
+    int n = 0;
+    for (int i = 0; i < 9; ++i) {
+        if (i) line[n++] = ' ';
+        n += FormatG(i >= 3 && i < 6 ? v[i] * kDegreesPerRadian : v[i], line + n);
+    }
+    n += std::snprintf(line + n, sizeof line - n, "\r\n%d 0 0 0 0\r\n", frame);
+    std::fwrite(line, 1, static_cast<size_t>(n), file);
 }
 
 bool ExportMotionFile(const ExportRequest &r, const char *path) {
