@@ -177,6 +177,10 @@ check "the OBJ parses: numbers on v lines, faces within range" awk '
     $1 == "v" { if (NF != 4) exit 1; for (i = 2; i <= 4; ++i) if ($i !~ /^-?[0-9.e+-]+$/) exit 1; ++v }
     $1 == "f" { if (NF < 4) exit 1; for (i = 2; i <= NF; ++i) if ($i < 1 || $i > v) exit 1; ++f }
     END { exit !(v > 0 && f > 0) }' "$work/boxy.obj"
+check "the fastest PNG" "$vesk" filter DropShadow --png-level 0 --in "$work/render.png" -o "$work/level0.png"
+check "the smallest PNG" "$vesk" filter DropShadow --png-level 9 --in "$work/render.png" -o "$work/level9.png"
+check "the levels differ in bytes only" test "$(compare -metric AE "$work/level0.png" "$work/level9.png" null: 2>&1)" = 0
+refuse "a level out of range" "png-level is a whole number from 0 to 9" "$vesk" filter DropShadow --png-level 12 --in "$work/render.png" -o "$work/x.png"
 refuse "a filter that is not one" "Track is not a pixel or image filter" "$vesk" filter Track --in "$work/render.png" -o "$work/x.png"
 refuse "an unreadable image" "not a readable PNG image" "$vesk" filter DropShadow --in "$work/depth.pfm" -o "$work/x.png"
 printf 'Pf\n2 2\n-1\n\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0' >"$work/small.pfm"

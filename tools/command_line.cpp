@@ -9,6 +9,7 @@
 #include "controls/plugin_instance.h"
 #include "host/scene_file.h"
 #include "module/lifecycle.h"
+#include "tools/image_files.h"
 
 extern "C" ModuleDescriptor _mod_descrip;
 
@@ -46,6 +47,14 @@ bool Options(const std::vector<std::string> &args, const std::vector<std::string
             positional->push_back(args[i]);
         }
     }
+    return true;
+}
+
+bool PngLevel(const std::string &text, int *level) {
+    *level = kDefaultPngLevel;
+    if (text.empty()) return true;
+    if (text.size() != 1 || text[0] < '0' || text[0] > '9') return false;
+    *level = text[0] - '0';
     return true;
 }
 

@@ -39,6 +39,8 @@ struct Session {
 bool Options(const std::vector<std::string> &args, const std::vector<std::string> &names,
              std::vector<std::string> *positional, std::vector<std::string> *values, std::string *error,
              const std::vector<std::string> &flags = {});
+// --png-level's value: empty gives the default; otherwise a whole number 0 to 9.
+bool PngLevel(const std::string &text, int *level);
 // FIRST-LAST, as 1-120, with FIRST <= LAST.
 bool FrameRange(const std::string &text, int *first, int *last);
 

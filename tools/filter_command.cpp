@@ -17,7 +17,7 @@
 
 namespace {
 
-enum { kSettings, kScene, kIn, kDepth, kFrame, kFrames, kJobs, kOut, kOptionCount };
+enum { kSettings, kScene, kIn, kDepth, kFrame, kFrames, kJobs, kOut, kPngLevel, kOptionCount };
 
 // The filter as it will run: its handler and instance, made once and used for
 // every frame (animated settings follow each frame's time).
@@ -25,6 +25,7 @@ struct FilterRun {
     const PixelFilterHandler *pixel = nullptr;
     const ImageFilterHandler *image = nullptr;
     LWInstance instance = nullptr;
+    int pngLevel = kDefaultPngLevel;
     bool Apply(Session &s, RgbaImage *picture, int frame, std::string *error) const {
         // The picture is the whole frame: the scene's frame takes its size.
         s.host.scene.frameWidth = picture->width;
@@ -68,7 +69,7 @@ bool FilterFile(Session &s, const FilterRun &run, const std::string &in, const s
     RgbaImage picture;
     if (!ReadPng(in, &picture, error) || (!depth.empty() && !ReadDepthPfm(depth, &picture, error))) return false;
     if (!run.Apply(s, &picture, frame, error)) return false;
-    return WritePng(out, picture, error);
+    return WritePng(out, picture, error, run.pngLevel);
 }
 
 // A frame pattern holds one printf-style number, %d or %04d: "%%" stands for
@@ -200,18 +201,21 @@ int Sequence(Session &s, const FilterRun &run, const std::string &name, const st
 int Filter(const std::vector<std::string> &args) {
     std::vector<std::string> positional, v;
     std::string error;
-    if (!Options(args, {"--settings", "--scene", "--in", "--depth", "--frame", "--frames", "-j", "-o"}, &positional, &v,
+    if (!Options(args, {"--settings", "--scene", "--in", "--depth", "--frame", "--frames", "-j", "-o", "--png-level"}, &positional, &v,
                  &error))
         return Fail("filter: " + error);
     if (positional.size() != 1 || v[kIn].empty() || v[kOut].empty())
         return Fail("filter: give a filter, --in IMAGE.png and -o OUT.png");
     if (!v[kFrame].empty() && !v[kFrames].empty()) return Fail("filter: give --frame or --frames, not both");
     const std::string &name = positional[0];
+    int pngLevel = kDefaultPngLevel;
+    if (!PngLevel(v[kPngLevel], &pngLevel)) return Fail("filter: --png-level is a whole number from 0 to 9");
     Session s;
     if (!s.ready) return Fail(s.error);
     FilterRun run;
     NewInstance made;
     if (!MakeFilter(s, name, v[kSettings], v[kScene], &run, &made, &error)) return error.empty() ? 1 : Fail(error);
+    run.pngLevel = pngLevel;
     int status = 0;
     if (!v[kFrames].empty()) {
         status = Sequence(s, run, name, v);
@@ -232,7 +236,7 @@ int Filter(const std::vector<std::string> &args) {
 extern const Command filterCommand = {
     "filter", "a pixel or image filter run over a rendered image or sequence",
     "usage: vesk filter PLUGIN [--settings FILE | --scene SCENE] --in IMAGE.png [--depth DEPTH.pfm]\n"
-    "                   [--frame N] -o OUT.png\n"
+    "                   [--frame N] [--png-level L] -o OUT.png\n"
     "       vesk filter PLUGIN [...] --in 'render/f%04d.png' [--depth 'render/d%04d.pfm']\n"
     "                   --frames FIRST-LAST [-j N] -o 'out/f%04d.png'\n"
     "\n"
@@ -256,5 +260,8 @@ extern const Command filterCommand = {
     "                   frame number, as %04d; every input is checked before any\n"
     "                   frame is written\n"
     "  -j N             worker processes for a sequence (default: the machine's cores)\n"
+    "  --png-level L    zlib level of the PNGs written, 0 (fastest) to 9 (smallest);\n"
+    "                   default 1: on a rendered 1920 x 1080 frame it writes about\n"
+    "                   twice as fast as level 6 for a file about 1.6 times larger\n"
     "  -o OUT.png       where to write; each file is written whole or not at all\n",
     Filter};

@@ -15,8 +15,10 @@ namespace {
 int Shade(const std::vector<std::string> &args) {
     std::vector<std::string> positional, v;
     std::string error;
-    if (!Options(args, {"--settings", "-o", "--size", "--color"}, &positional, &v, &error)) return Fail("shade: " + error);
+    if (!Options(args, {"--settings", "-o", "--size", "--color", "--png-level"}, &positional, &v, &error)) return Fail("shade: " + error);
     if (positional.size() != 1 || v[1].empty()) return Fail("shade: give a shader and -o OUT.png");
+    int pngLevel = kDefaultPngLevel;
+    if (!PngLevel(v[4], &pngLevel)) return Fail("shade: --png-level is a whole number from 0 to 9");
     int size = v[2].empty() ? 256 : std::atoi(v[2].c_str());
     if (size < 8 || size > 4096) return Fail("shade: --size is from 8 to 4096 pixels");
     std::array<double, 3> base = {0.8, 0.8, 0.8};
@@ -38,7 +40,7 @@ int Shade(const std::vector<std::string> &args) {
                   : (error = positional[0] + " is not a shader", false);
     s.PrintMessages();
     Destroy(made);
-    if (!ok || !WritePng(v[1], image, &error)) return Fail(error);
+    if (!ok || !WritePng(v[1], image, &error, pngLevel)) return Fail(error);
     std::printf("wrote a %dx%d preview of %s to %s\n", size, size, positional[0].c_str(), v[1].c_str());
     return 0;
 }
@@ -47,10 +49,11 @@ int Shade(const std::vector<std::string> &args) {
 
 extern const Command shadeCommand = {
     "shade", "a shader's preview on a lit sphere",
-    "usage: vesk shade SHADER [--settings FILE] [--size N] [--color R,G,B] -o OUT.png\n"
+    "usage: vesk shade SHADER [--settings FILE] [--size N] [--color R,G,B] [--png-level L] -o OUT.png\n"
     "\n"
     "Renders the shader on a lit sphere four units from the camera (the default\n"
     "lens), over a checkerboard that shows through where it is transparent.\n"
     "  --size N         the picture's width and height in pixels (default 256)\n"
-    "  --color R,G,B    the sphere's own colour, 0 to 255 (default 204,204,204)\n",
+    "  --color R,G,B    the sphere's own colour, 0 to 255 (default 204,204,204)\n"
+    "  --png-level L    zlib level of the PNG, 0 (fastest) to 9 (smallest); default 1\n",
     Shade};
