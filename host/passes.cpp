@@ -69,6 +69,7 @@ struct Frame {
     std::vector<unsigned char> planes[4];
     std::vector<float> depth;
     RgbaImage *out;
+    unsigned char *pixels;  // out's interleaved bytes, where setRGB and setAlpha write
     int width;
     unsigned steps;
 } frame;
@@ -82,9 +83,10 @@ float *FrameFloatLine(int type, int y) {
     return frame.depth.data() + static_cast<size_t>(y) * frame.width;
 }
 void FrameSetRGB(int x, int y, BufferValue rgb[3]) {
-    std::memcpy(&frame.out->rgba[(static_cast<size_t>(y) * frame.width + x) * 4], rgb, 3);
+    unsigned char *at = frame.pixels + (static_cast<size_t>(y) * frame.width + x) * 4;
+    at[0] = rgb[0], at[1] = rgb[1], at[2] = rgb[2];
 }
-void FrameSetAlpha(int x, int y, BufferValue a) { frame.out->rgba[(static_cast<size_t>(y) * frame.width + x) * 4 + 3] = a; }
+void FrameSetAlpha(int x, int y, BufferValue a) { frame.pixels[(static_cast<size_t>(y) * frame.width + x) * 4 + 3] = a; }
 void MonitorInit(void *, unsigned) {}
 int MonitorStep(void *, unsigned n) {
     frame.steps += n;
@@ -157,13 +159,19 @@ bool RunImageFilter(const ImageFilterHandler *h, LWInstance instance, RgbaImage 
                     std::string *) {
     unsigned wanted = h->flags(instance);
     size_t n = static_cast<size_t>(image->width) * image->height;
+    // The render's planes, split from the interleaved pixels in one pass.
+    unsigned char *plane[4];
     for (int c = 0; c < 4; ++c) {
         frame.planes[c].resize(n);
-        for (size_t i = 0; i < n; ++i) frame.planes[c][i] = image->rgba[i * 4 + c];
+        plane[c] = frame.planes[c].data();
     }
+    const unsigned char *from = image->rgba.data();
+    for (size_t i = 0; i < n; ++i, from += 4)
+        plane[0][i] = from[0], plane[1][i] = from[1], plane[2][i] = from[2], plane[3][i] = from[3];
     frame.depth.clear();
     if ((wanted & (1u << LWBUF_DEPTH)) && !image->depth.empty()) frame.depth = image->depth;
     frame.out = image;
+    frame.pixels = image->rgba.data();
     frame.width = image->width;
     frame.steps = 0;
     Monitor monitor = {nullptr, MonitorInit, MonitorStep, MonitorDone};
