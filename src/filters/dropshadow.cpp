@@ -2,6 +2,8 @@
 // an offset, averaged over an elliptical neighbourhood and laid in the shadow
 // colour under everything that is not fully opaque.
 #include <cmath>
+#include <cstdint>
+#include <vector>
 
 #include "controls/choice.h"
 #include "controls/numeric.h"
@@ -68,6 +70,8 @@ struct FrameState {
     int halfWidth[2 * kMaxRadius + 2];     // per sampled row: |i| <= halfWidth is inside, -1: none
     int width, height;
     RowSums alpha;
+    std::vector<int32_t> gathered;  // per pixel: the alpha summed over its ellipse
+    long count;                     // samples an ellipse counts, inside the image or not
     double opacity, colour[3];
     bool addToAlpha, disabled;
 } frame;
@@ -76,6 +80,47 @@ double Current(PluginInstance *p, int i) { return Control<NumericControl>(p, i)-
 
 LWInstance Create(LWError *err) {
     return BuildInstance(kPanel, kTable, kControls, LWITEM_NULL, err, ClassInfo(PluginClass::ImageFilter).createFailure);
+}
+
+// The shadow's gather for every pixel, a row of the frame at a time: each
+// sampled ellipse row adds one run of columns per pixel, read from the row
+// sums, so the rows are walked in order rather than 41 apart per pixel.
+// Samples outside the image count but add nothing: the shadow fades at the
+// border.
+void Gather() {
+    const int w = frame.width, h = frame.height;
+    frame.gathered.assign(static_cast<size_t>(w) * h, 0);
+    frame.count = 0;
+    for (int r = 0; r < frame.rows; ++r)
+        if (frame.halfWidth[r] >= 0) frame.count += 2 * frame.halfWidth[r] + 1;
+    for (int y = 0; y < h; ++y) {
+        int32_t *sums = &frame.gathered[static_cast<size_t>(y) * w];
+        for (int r = 0; r < frame.rows; ++r) {
+            int half = frame.halfWidth[r];
+            int row = y + frame.offsetY - frame.radiusY + r * frame.rowStep;
+            if (half < 0 || row < 0 || row >= h) continue;
+            // Where the run lies wholly inside the row, one subtraction of
+            // running sums; near the ends, the run cut to the row.
+            const int32_t *running = frame.alpha.RowStart(row);
+            int inFrom = half - frame.offsetX, inTo = w - 1 - half - frame.offsetX;
+            inFrom = inFrom < 0 ? 0 : inFrom;
+            inTo = inTo > w - 1 ? w - 1 : inTo;
+            for (int x = 0; x < w; ++x) {
+                if (x == inFrom && inFrom <= inTo) {
+                    const int32_t *__restrict high = running + inFrom + frame.offsetX + half + 1;
+                    const int32_t *__restrict low = running + inFrom + frame.offsetX - half;
+                    int32_t *__restrict into = sums + inFrom;
+                    for (int i = 0; i <= inTo - inFrom; ++i) into[i] += high[i] - low[i];
+                    x = inTo;
+                    continue;
+                }
+                int column = x + frame.offsetX;
+                int lo = column - half < 0 ? 0 : column - half;
+                int hi = column + half >= w ? w - 1 : column + half;
+                if (lo <= hi) sums[x] += running[hi + 1] - running[lo];
+            }
+        }
+    }
 }
 
 int Setup(PluginInstance *p, const ImageRecord &image, LWFrame, LWTime time) {
@@ -111,6 +156,7 @@ int Setup(PluginInstance *p, const ImageRecord &image, LWFrame, LWTime time) {
     frame.width = image.width;
     frame.height = image.height;
     frame.alpha.Build(image.alpha, image.width, image.height);
+    Gather();
     const ColorControl *colour = Control<ColorControl>(p, kColor);
     frame.colour[0] = colour->red, frame.colour[1] = colour->green, frame.colour[2] = colour->blue;
     frame.addToAlpha = ToggleIsOn(Control<ButtonControl>(p, kAlpha));
@@ -124,20 +170,7 @@ void Pixel(PluginInstance *, const ImageRecord &image, int x, int y, BufferValue
     int a = out[3];
     double t = 1 - a * (1.0 / 255);
     if (frame.disabled || t <= 0) return;
-    // Samples outside the image count but add nothing: the shadow fades at the border.
-    long sum = 0, count = 0;
-    int column = x + frame.offsetX;
-    for (int r = 0; r < frame.rows; ++r) {
-        int half = frame.halfWidth[r];
-        if (half < 0) continue;
-        count += 2 * half + 1;
-        int row = y + frame.offsetY - frame.radiusY + r * frame.rowStep;
-        if (row < 0 || row >= frame.height) continue;
-        int lo = column - half < 0 ? 0 : column - half;
-        int hi = column + half >= frame.width ? frame.width - 1 : column + half;
-        if (lo > hi) continue;
-        sum += frame.alpha.Run(row, lo, hi);
-    }
+    long sum = frame.gathered[static_cast<size_t>(y) * frame.width + x], count = frame.count;
     double cover = sum * (1.0 / 255) / count;
     double w = cover * frame.opacity * t;
     for (int c = 0; c < 3; ++c) out[c] = Truncated(frame.colour[c] * w + out[c] * (1 - w));

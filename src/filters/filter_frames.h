@@ -38,6 +38,8 @@ struct RowSums {
     std::vector<int32_t> sums;
     int width = 0;
     void Build(const BufferValue *plane, int planeWidth, int height);
+    // Row y's running sums, width + 1 of them.
+    const int32_t *RowStart(int y) const { return &sums[static_cast<size_t>(y) * (width + 1)]; }
     // Columns lo..hi of row y, both inside the row.
     int32_t Run(int y, int lo, int hi) const {
         const int32_t *row = &sums[static_cast<size_t>(y) * (width + 1)];
