@@ -17,7 +17,7 @@ std::vector<float> depthPlane;
 BufferValue ToByte(double v) {
     if (!(v > 0)) return 0;
     if (v >= 255) return 255;
-    return static_cast<BufferValue>(std::floor(v + 0.5));
+    return static_cast<BufferValue>(v + 0.5);  // positive: truncation is the floor
 }
 
 // The host hands the pixel as bytes; the routine gets them as doubles on the

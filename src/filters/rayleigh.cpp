@@ -54,9 +54,17 @@ const ControlSpec kTable[kControls] = {
     {.key = "PREVIEW", .kind = ControlSpecKind::Preview, .x = 247, .y = 60, .setup = PreviewSize},
 };
 
+// The fog's settings at the frame's time, read once for all its pixels.
+struct Fog {
+    bool disabled;
+    double clear, farthest, colour[3], falloff[3];
+    int alphaMode;
+};
+
 const PanelSpec kPanel = {.title = "Rayleigh", .shortName = "Rayleigh", .width = 400, .height = 280,
                           .create = [](LWError *err, LWItemID) { return Create(err); }, .destroy = SharedDestroy,
-                          .copy = SharedCopy, .afterLoad = Refresh, .pixel = {.newTimeHook = NewTimeHook, .pixelHook = Pixel}};
+                          .copy = SharedCopy, .afterLoad = Refresh, .pixel = {.newTimeHook = NewTimeHook, .pixelHook = Pixel},
+                          .workBytes = sizeof(Fog)};
 
 double Current(PluginInstance *p, int i) { return Control<NumericControl>(p, i)->current; }
 bool Disabled(PluginInstance *p) { return ToggleIsOn(Control<ButtonControl>(p, kDisable)); }
@@ -72,25 +80,30 @@ int NewTimeHook(PluginInstance *p, LWFrame, LWTime time) {
         double &falloff = Control<NumericControl>(p, i)->current;
         if (falloff < kShortestFalloff) falloff = kShortestFalloff;
     }
+    Fog *fog = static_cast<Fog *>(p->work);
+    fog->disabled = Disabled(p);
+    fog->clear = Current(p, kNoFog);
+    fog->farthest = Current(p, kMaxFog);
+    const ColorControl *colour = Control<ColorControl>(p, kColor);
+    fog->colour[0] = colour->red, fog->colour[1] = colour->green, fog->colour[2] = colour->blue;
+    for (int c = 0; c < 3; ++c) fog->falloff[c] = Current(p, kRedLength + c);
+    fog->alphaMode = Control<RadioControl>(p, kAlpha)->selection;
     return 0;
 }
 
 double Pixel(PluginInstance *p, double depth, double rgb[3]) {
-    if (Disabled(p)) return 1.0;
-    double maxFog = Current(p, kMaxFog);
-    double d = (depth < maxFog ? depth : maxFog) - Current(p, kNoFog);
+    const Fog &fog = *static_cast<const Fog *>(p->work);
+    if (fog.disabled) return 1.0;
+    double d = (depth < fog.farthest ? depth : fog.farthest) - fog.clear;
     if (d < 0) return 1.0;
-    const ColorControl *fog = Control<ColorControl>(p, kColor);
-    const double fogColor[3] = {static_cast<double>(fog->red), static_cast<double>(fog->green),
-                                static_cast<double>(fog->blue)};
     double transmission[3], sum = 0;
     for (int c = 0; c < 3; ++c) {
-        transmission[c] = std::exp(-d / Current(p, kRedLength + c));
-        rgb[c] = fogColor[c] * (1 - transmission[c]) + transmission[c] * rgb[c];
+        transmission[c] = std::exp(-d / fog.falloff[c]);
+        rgb[c] = fog.colour[c] * (1 - transmission[c]) + transmission[c] * rgb[c];
         sum += transmission[c];
     }
     double fogAmount = 1 - sum / 3;
-    switch (Control<RadioControl>(p, kAlpha)->selection) {
+    switch (fog.alphaMode) {
     case kMultiplyAlpha: p->pixel.alpha = 1 - (1 - p->pixel.alpha) * (1 - fogAmount); break;
     case kReplaceAlpha: p->pixel.alpha = fogAmount; break;
     default: break;
