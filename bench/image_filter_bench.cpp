@@ -88,3 +88,10 @@ void LensDisabled(benchmark::State &state) {
 }
 BENCHMARK(LensDisabled)->Unit(benchmark::kMillisecond);
 }  // namespace
+
+namespace {
+// DropShadow at opacity 0 declines the frame: what is left is the image-filter
+// frame layer (the host's pass, the module's planes, the per-pixel writes).
+void FrameLayer(benchmark::State &state) { RunFilter(state, "DropShadow", " BEGIN NUM STRENGTH\n VALUE 0\n END\n"); }
+BENCHMARK(FrameLayer)->Unit(benchmark::kMillisecond);
+}  // namespace
