@@ -1,6 +1,7 @@
 #include "host/object_file.h"
 
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
@@ -101,6 +102,12 @@ bool ReadObjectBytes(const std::vector<unsigned char> &data, ObjectGeometry *out
 }
 
 bool ReadObjectFile(const std::string &path, ObjectGeometry *out, std::string *error) {
+    // A folder or a device is refused before it is opened: reading one would
+    // fail deep inside the stream, or never end.
+    std::error_code why;
+    if (path.empty()) return *error = "an object with no file name", false;
+    if (!std::filesystem::exists(path, why)) return *error = path + ": no such file", false;
+    if (!std::filesystem::is_regular_file(path, why)) return *error = path + ": not a file", false;
     std::ifstream in(path, std::ios::binary);
     if (!in) return *error = path + ": cannot be read", false;
     std::vector<unsigned char> bytes((std::istreambuf_iterator<char>(in)), {});

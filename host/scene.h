@@ -61,6 +61,7 @@ struct Item {
     std::vector<std::unique_ptr<Item>> bones;
     ObjectGeometry geometry;  // from the object file, when it could be read
     std::string geometryPath; // where that file was found
+    std::string geometryProblem;  // why it could not be read, when it could not
     std::vector<DisplacementPluginUse> displacementPlugins;
 
     // Lights.

@@ -1,5 +1,6 @@
 #include "host/scene_file.h"
 
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -22,6 +23,8 @@ int ResolutionWidth(int level) {
     default: return 640;
     }
 }
+
+constexpr long kMostKeys = 1000000;
 
 // When a scene does not say, the host's usual NTSC rate.
 constexpr double kDefaultFramesPerSecond = 30;
@@ -95,7 +98,7 @@ private:
         while (next_ < lines_.size()) {
             *line = lines_[next_++];
             at_ = static_cast<int>(next_);
-            if (line->find_first_not_of(" \t") != std::string::npos) return true;
+            if (line->find_first_not_of(" \t\r\n\v\f") != std::string::npos) return true;
         }
         return false;
     }
@@ -107,7 +110,7 @@ private:
         for (const std::string &w : Words(line)) {
             char *end = nullptr;
             double v = std::strtod(w.c_str(), &end);
-            if (end == w.c_str() || *end) return Fail("'" + w + "' is not a number");
+            if (end == w.c_str() || *end || !std::isfinite(v)) return Fail("'" + w + "' is not a number");
             out->push_back(v);
         }
         if (out->size() < want) return Fail("expected " + std::to_string(want) + " numbers, found " +
@@ -120,11 +123,15 @@ private:
     bool Curve(std::vector<Channel *> channels) {
         std::vector<double> v;
         if (!Numbers(1, &v)) return false;
-        if (static_cast<size_t>(v[0]) != channels.size())
-            return Fail("expected " + std::to_string(channels.size()) + " channels, found " + std::to_string(int(v[0])));
+        if (v[0] != static_cast<double>(channels.size()))
+            return Fail("expected " + std::to_string(channels.size()) + " channels, found " + Words(lines_[next_ - 1])[0]);
         if (!Numbers(1, &v)) return false;
+        // A million keys is some nine hours of film at 30 frames a second, far
+        // beyond a hand-keyed motion; a larger count is a damaged file.
+        if (!(v[0] >= 1 && v[0] <= kMostKeys) || v[0] != std::floor(v[0]))
+            return Fail("a motion's key count is a whole number from 1 to " + std::to_string(kMostKeys) + ", not " +
+                        Words(lines_[next_ - 1])[0]);
         long keys = static_cast<long>(v[0]);
-        if (keys < 1 || keys > 1000000) return Fail("a motion needs at least one key");
         for (Channel *c : channels) c->keys.clear();
         for (long k = 0; k < keys; ++k) {
             std::vector<double> values, control;
@@ -225,19 +232,28 @@ private:
         std::string folder = name_.substr(0, name_.find_last_of("/\\") + 1), why;
         for (const std::string &candidate : {path, folder + BaseName(path)}) {
             ObjectGeometry geometry;
-            if (ReadObjectFile(candidate, &geometry, &why)) {
-                object->geometry = std::move(geometry);
-                object->geometryPath = candidate;
-                object->numPoints = static_cast<int>(object->geometry.points.size());
-                object->numPolygons = static_cast<int>(object->geometry.polygons.size());
-                return;
+            std::string problem;
+            if (!ReadObjectFile(candidate, &geometry, &problem)) {
+                // The first place's reason, unless it was simply not there.
+                if (why.empty() || why.find(": no such file") != std::string::npos) why = problem;
+                object->geometryProblem = why;
+                continue;
             }
+            object->geometry = std::move(geometry);
+            object->geometryPath = candidate;
+            object->numPoints = static_cast<int>(object->geometry.points.size());
+            object->numPolygons = static_cast<int>(object->geometry.polygons.size());
+            object->geometryProblem.clear();
+            return;
         }
     }
 
     bool AddLink(int kind, const std::vector<std::string> &words) {
         if (words.size() < 2 || !item_) return Fail(words[0] + " needs an item and a number");
-        links_.push_back({item_, kind, std::atoi(words[1].c_str()), at_});
+        char *end = nullptr;
+        long index = std::strtol(words[1].c_str(), &end, 10);
+        if (*end || index < 1 || index > 1000000) return Fail(words[0] + " needs an item number, not '" + words[1] + "'");
+        links_.push_back({item_, kind, static_cast<int>(index), at_});
         return true;
     }
 
@@ -252,7 +268,19 @@ private:
         while (Next(&line)) {
             std::vector<std::string> w = Words(line);
             const std::string &k = w[0];
-            auto number = [&](size_t i) { return i < w.size() ? std::atof(w[i].c_str()) : 0.0; };
+            // A number after the keyword; one that is not a finite number of a
+            // sensible size (scene values are frames, sizes, angles, colours)
+            // stops the reading below, rather than reaching an integer cast.
+            std::string unusable;
+            auto number = [&](size_t i) {
+                if (i >= w.size()) return 0.0;
+                double v = std::atof(w[i].c_str());
+                if (!std::isfinite(v) || std::fabs(v) > 1e9) {
+                    if (unusable.empty()) unusable = w[i];
+                    return 0.0;
+                }
+                return v;
+            };
             if (k == "FirstFrame") s.firstFrame = static_cast<int>(number(1));
             else if (k == "LastFrame") s.lastFrame = static_cast<int>(number(1));
             else if (k == "FrameStep") s.frameStep = static_cast<int>(number(1));
@@ -309,6 +337,7 @@ private:
                 s.frameHeight = static_cast<int>(number(2));
             } else if (k == "Plugin") { if (!Plugin(w)) return false; }
             // Anything else (display, effects, IK, view settings) is not ours to read.
+            if (!unusable.empty()) return Fail("'" + unusable + "' is not a usable number for " + k);
         }
         return ResolveLinks();
     }
@@ -329,6 +358,18 @@ private:
                 return Fail("no object " + std::to_string(l.index) + " in the scene");
             Item *other = s.objects[l.index - 1].get();
             (l.kind == 0 ? l.item->parent : l.kind == 1 ? l.item->target : l.item->goal) = other;
+        }
+        // A chain of parents that comes back to where it began would place an
+        // item by itself: refused at the link that closes it.
+        for (const PendingLink &l : links_) {
+            if (l.kind != 0 && l.kind != 3) continue;
+            const Item *up = l.item->parent;
+            for (size_t steps = 0; up && steps <= links_.size(); ++steps, up = up->parent)
+                if (up == l.item) {
+                    at_ = l.line;
+                    return Fail("'" + s.ShownName(*l.item) + "' would be its own parent" +
+                                (l.item->parent == l.item ? "" : " (through '" + s.ShownName(*l.item->parent) + "')"));
+                }
         }
         return true;
     }

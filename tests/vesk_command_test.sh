@@ -96,7 +96,7 @@ check "and still dented behind it, relaxing" awk '$1 == "v" && $2 < -1 && $3 < -
 head -c 100 "$source/examples/rope.lwo" >"$work/broken.lwo"
 sed "s#LoadObject rope.lwo#LoadObject $work/broken.lwo#" "$source/examples/dangle_demo.lws" >"$work/broken.lws"
 mkdir -p "$work/none"
-refuse "a broken object file" "could not be read" "$vesk" displace "$work/broken.lws" broken.lwo --frames 1-5 -o "$work/none/rope.obj"
+refuse "a broken object file, with the reason" "broken.lwo: the PNTS chunk runs past the end of the file" "$vesk" displace "$work/broken.lws" broken.lwo --frames 1-5 -o "$work/none/rope.obj"
 check "and nothing written" test -z "$(ls "$work/none")"
 
 # The motion demos: a car held to a speed with wheels that roll, a ball kept
@@ -220,6 +220,41 @@ refuse "a missing frame" "frame0013.png: cannot be read (frame 13 of 1-24)" "$ve
 check "nothing written for a gap" test -z "$(ls "$work/gap")"
 refuse "not a frame pattern" "frame patterns, as render/frame%04d.png" "$vesk" filter Lens --in "$work/seq/frame0001.png" --frames 1-2 -o "$work/gap/f.png"
 refuse "no folder for the frames" "no folder to write the frames in" "$vesk" filter Lens --in "$work/seq/frame%04d.png" --frames 1-2 -o "$work/nowhere/f%04d.png"
+
+# Hostile scenes: one line naming the file, the line and the reason.
+printf 'LWSC\n1\n\v\f \r\nAddNullObject A\n' >"$work/blank.lws"
+check "a line of odd white space is a blank line" "$vesk" describe "$work/blank.lws"
+printf 'LWSC\n1\nAddNullObject A\nParentObject 1\n' >"$work/self.lws"
+refuse "an item parented to itself" "self.lws:4: 'A' would be its own parent" "$vesk" bake "$work/self.lws" A -o "$work/x.mot"
+printf 'LWSC\n1\nAddNullObject A\nParentObject 2\nAddNullObject B\nParentObject 1\n' >"$work/mutual.lws"
+refuse "two items parented to each other" "mutual.lws:4: 'A' would be its own parent (through 'B')" "$vesk" describe "$work/mutual.lws"
+printf 'LWSC\n1\nLastFrame nan\n' >"$work/nan.lws"
+refuse "a number that is not one" "nan.lws:3: 'nan' is not a usable number for LastFrame" "$vesk" describe "$work/nan.lws"
+printf 'LWSC\n1\nAddNullObject A\nObjectMotion (unnamed)\n  9\n  1e300\n' >"$work/keys.lws"
+refuse "a key count past the limit" "keys.lws:6: a motion's key count is a whole number from 1 to 1000000" "$vesk" describe "$work/keys.lws"
+printf 'LWSC\n1\nLoadObject %s\n' "$work" >"$work/folder.lws"
+refuse "a folder as an object" "has no points (.*: not a file)" "$vesk" displace "$work/folder.lws" "$(basename "$work")" -o "$work/x.obj"
+printf 'LWSC\n1\nLoadObject /dev/zero\n' >"$work/device.lws"
+refuse "a device as an object" "zero has no points (/dev/zero: not a file)" timeout 10 "$vesk" displace "$work/device.lws" zero -o "$work/x.obj"
+
+# Safe output: a full disk (a file size limit) keeps the old file and leaves
+# nothing temporary; a device is written through; a link is followed; two
+# writers to one path leave one whole file.
+echo "the old motion" >"$work/old.mot"
+refuse "a full disk" "old.mot: cannot be written" bash -c "trap '' XFSZ; ulimit -f 1; exec '$vesk' bake '$source/examples/track_demo.lws' Camera -o '$work/old.mot'"
+check "the old file kept" grep -q "the old motion" "$work/old.mot"
+check "nothing temporary left" test -z "$(ls "$work" | grep vesk-)"
+check "a device written through" "$vesk" bake "$source/examples/track_demo.lws" Camera -o /dev/null
+check "/dev/null is still a device" test -c /dev/null
+ln -s "$work/old.mot" "$work/link.mot"
+check "a link followed" "$vesk" bake "$source/examples/track_demo.lws" Camera -o "$work/link.mot"
+check "the link stays a link to the new motion" bash -c "test -L '$work/link.mot' && head -1 '$work/old.mot' | grep -q LWMO"
+for i in 1 2 3 4; do "$vesk" filter DropShadow --in "$work/render.png" -o "$work/both.png" >/dev/null & "$vesk" filter Lens --in "$work/render.png" -o "$work/both.png" >/dev/null & done; wait
+check "two writers leave one whole file" identify "$work/both.png"
+check "and nothing temporary" test -z "$(ls "$work" | grep vesk-)"
+
+printf 'BEGIN MARVEN_LABS_PLUGIN Track\nVERSION 1\n BEGIN NUM DELAY\n VALUE\n END\nEND MARVEN_LABS_PLUGIN Track\n' >"$work/bad_settings.txt"
+refuse "settings that do not load" "bad_settings.txt: the settings did not load: Bad Token on load. (Line 5: VALUE)" "$vesk" settings Track "$work/bad_settings.txt"
 
 refuse "unknown plug-in" "no plug-in named 'Nope'" "$vesk" settings Nope
 refuse "missing settings file" "missing.txt: cannot be read" "$vesk" settings Track "$work/missing.txt"

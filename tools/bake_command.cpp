@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "tools/command_line.h"
+#include "tools/whole_file.h"
 
 namespace {
 
@@ -46,8 +47,14 @@ int Bake(const std::vector<std::string> &args) {
     ExportRequest request{IdOf(item), end < 0 ? scene.lastFrame : end, density,
                           parentCoordinates && item->parent != nullptr, scene.framesPerSecond, ShowProgress, nullptr};
     if (request.endFrame < 0) request.endFrame = 0;
+    // The module writes the motion file by name, as its Export Motion button
+    // does; here that name is a temporary one beside the target, which then
+    // replaces the target whole, or is removed.
+    WholeFile file;
+    if (!file.Open(out, &error)) return Fail(error);
     EvaluationPass pass(s.host);  // nothing changes the scene while it bakes
-    if (!ExportMotionFile(request, out.c_str())) return Fail(out + ": cannot be written");
+    if (!ExportMotionFile(request, file.WritePath().c_str())) return Fail(out + ": cannot be written");
+    if (!file.Commit(&error)) return Fail(error);
     s.PrintMessages();
     std::printf("wrote %d keys of %s to %s\n", ExportKeyCount(request.endFrame, density), positional[1].c_str(),
                 out.c_str());

@@ -32,7 +32,10 @@ int Displace(const std::vector<std::string> &args) {
         if (!object && (scene.ShownName(*item) == positional[1] || item->name == positional[1])) object = item.get();
     if (!object) return Fail(positional[0] + ": no object named '" + positional[1] + "'");
     if (object->geometry.points.empty())
-        return Fail(positional[1] + " has no points (its object file " + object->filename + " could not be read)");
+        return Fail(positional[1] + " has no points (" +
+                    (object->geometryProblem.empty() ? "its object file " + object->filename + " holds none"
+                                                     : object->geometryProblem) +
+                    ")");
     // Each frame's file is written whole before the next frame is moved, so a
     // failure keeps every frame written before it.
     for (int frame = first; frame <= last; ++frame) {

@@ -9,22 +9,6 @@
 #include <iterator>
 #include <sstream>
 
-bool WriteWhole(const std::string &path, const std::string &bytes, std::string *error) {
-    std::string temporary = path + ".part";
-    {
-        std::ofstream out(temporary, std::ios::binary);
-        if (!out || !out.write(bytes.data(), static_cast<std::streamsize>(bytes.size())) || !out.flush()) {
-            std::remove(temporary.c_str());
-            return *error = path + ": cannot be written", false;
-        }
-    }
-    if (std::rename(temporary.c_str(), path.c_str()) != 0) {
-        std::remove(temporary.c_str());
-        return *error = path + ": cannot be written", false;
-    }
-    return true;
-}
-
 bool ReadPng(const std::string &path, RgbaImage *image, std::string *error) {
     png_image png;
     std::memset(&png, 0, sizeof png);

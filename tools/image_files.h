@@ -8,6 +8,7 @@
 #include <string>
 
 #include "host/passes.h"
+#include "tools/whole_file.h"
 
 bool ReadPng(const std::string &path, RgbaImage *image, std::string *error);
 // zlib's level, 0 (stored) to 9 (smallest); the default suits rendered frames.
@@ -16,5 +17,3 @@ bool WritePng(const std::string &path, const RgbaImage &image, std::string *erro
 // Depth of the same size as the image, into image->depth.
 bool ReadDepthPfm(const std::string &path, RgbaImage *image, std::string *error);
 bool WriteDepthPfm(const std::string &path, const RgbaImage &image, std::string *error);
-// Writes text through a temporary file renamed into place.
-bool WriteWhole(const std::string &path, const std::string &bytes, std::string *error);

@@ -18,6 +18,12 @@ int Settings(const std::vector<std::string> &args) {
         s.PrintMessages();
         return Fail(error);
     }
+    // A load that failed says so in an error message; the instance is still
+    // shown (what did load, and the defaults), but the command fails.
+    std::string loadFailure;
+    for (const ShownMessage &m : s.host.messages)
+        if (m.kind == MessageKind::Error && loadFailure.empty())
+            loadFailure = args[1] + ": the settings did not load: " + m.line1 + (m.line2.empty() ? "" : " (" + m.line2 + ")");
     const std::string &className = made.className;
     const void *handler = made.handler;
     LWInstance instance = made.instance;
@@ -36,7 +42,8 @@ int Settings(const std::vector<std::string> &args) {
     // Each write is one line of the host's file (the saved-date line brings a line end of its own).
     for (const std::string &l : lines) std::printf("%s\n", l.c_str());
     Destroy(made);
-    return 0;
+    std::fflush(stdout);
+    return loadFailure.empty() ? 0 : Fail(loadFailure);
 }
 
 }  // namespace

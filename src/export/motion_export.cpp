@@ -88,6 +88,7 @@ bool ExportMotionFile(const ExportRequest &r, const char *path) {
         SampleExportKey(r.item, frame / r.framesPerSecond, r.parentCoordinates, &previous, values);
         WriteMotionKey(file, values, frame);
     }
-    std::fclose(file);
-    return true;
+    // A full disk shows at the latest when the last bytes are flushed.
+    bool written = !std::ferror(file);
+    return std::fclose(file) == 0 && written;
 }
