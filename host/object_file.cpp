@@ -1,6 +1,7 @@
 #include "host/object_file.h"
 
 #include <cstring>
+#include <string>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -76,17 +77,27 @@ bool ReadObjectBytes(const std::vector<unsigned char> &data, ObjectGeometry *out
     b.at = 8;
     bool lwo2 = std::memcmp(&data[8], "LWO2", 4) == 0;
     if (!lwo2 && std::memcmp(&data[8], "LWOB", 4) != 0) return *error = "neither an LWOB nor an LWO2 object", false;
+    // The FORM's own size says where the object ends: a file shorter than
+    // that was cut short, and whatever follows the FORM is not the object's.
+    b.at = 4;
+    unsigned long formSize = b.U32();
+    if (formSize < 4 || formSize > data.size() - 8)
+        return *error = "the file is cut short: its FORM holds " + std::to_string(formSize) + " bytes, the file " +
+                        std::to_string(data.size() - 8),
+               false;
+    const size_t formEnd = 8 + formSize;
     b.at = 12;
     size_t layerBase = 0;
-    while (b.Has(8)) {
+    while (b.at + 8 <= formEnd) {
         char id[5] = {};
         std::memcpy(id, &data[b.at], 4);
         b.at += 4;
         unsigned long size = b.U32();
-        if (!b.Has(size)) return *error = std::string("the ") + id + " chunk runs past the end of the file", false;
+        if (size > formEnd - b.at) return *error = std::string("the ") + id + " chunk runs past the end of the file", false;
         size_t end = b.at + size;
         bool ok = true;
         if (std::strcmp(id, "PNTS") == 0) {
+            if (size % 12) return *error = "a PNTS chunk of " + std::to_string(size) + " bytes is not whole points", false;
             layerBase = out->points.size();
             ok = Points(b, end, out);
         } else if (std::strcmp(id, "POLS") == 0) {
@@ -95,6 +106,8 @@ bool ReadObjectBytes(const std::vector<unsigned char> &data, ObjectGeometry *out
         if (!ok) return false;
         b.at = end + (size & 1);
     }
+    if (b.at < formEnd && formEnd - b.at < 8 && formEnd - b.at > 1)
+        return *error = "the file ends inside a chunk's header", false;
     for (const auto &polygon : out->polygons)
         for (int i : polygon)
             if (i < 0 || static_cast<size_t>(i) >= out->points.size()) return *error = "a polygon names a point that is not there", false;

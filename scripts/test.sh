@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Every test: the native unit tests (which also read the built 32-bit vesk.p),
 # the Windows check of the 64-bit vesk.p under wine64, and half a minute of
-# fuzzing the settings reader.
+# fuzzing shared by the settings, object and scene readers.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/ensure-tools.sh
@@ -9,12 +9,12 @@ vesk_ensure_tools
 
 vesk_build win32 win64 fuzz native
 
-echo "== settings fuzzer, 30 seconds"
+echo "== fuzzers: settings, object and scene readers, 10 seconds each"
 if ! ctest --preset fuzz > build/fuzz/fuzz.log 2>&1; then
     tail -n 80 build/fuzz/fuzz.log
     exit 1
 fi
-grep -E 'Done [0-9]+ runs|new_units_added|tests passed' build/fuzz/fuzz.log
+grep -E 'Test +#|Done [0-9]+ runs|tests passed' build/fuzz/fuzz.log
 echo "== native tests"
 ctest --preset native -j 2
 echo "== Windows tests under wine64"

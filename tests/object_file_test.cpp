@@ -2,6 +2,9 @@
 // every face names points that are there; broken files say why.
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <iterator>
+
 #include "host/object_file.h"
 
 namespace {
@@ -30,20 +33,67 @@ TEST(ObjectFile, RealObjectsRead) {
 }
 
 TEST(ObjectFile, BrokenFilesSayWhy) {
+    auto form = [](std::vector<unsigned char> body, int claimed) {
+        std::vector<unsigned char> bytes = {'F', 'O', 'R', 'M', 0, 0, static_cast<unsigned char>(claimed >> 8),
+                                            static_cast<unsigned char>(claimed)};
+        bytes.insert(bytes.end(), body.begin(), body.end());
+        return bytes;
+    };
+    const std::vector<unsigned char> onePoint = {'P', 'N', 'T', 'S', 0, 0, 0, 12, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+    std::vector<unsigned char> triangle = {'L', 'W', 'O', 'B'};
+    triangle.insert(triangle.end(), onePoint.begin(), onePoint.end());
+    const std::vector<unsigned char> pols = {'P', 'O', 'L', 'S', 0, 0, 0, 10, 0, 3, 0, 0, 0, 1, 0, 2, 0, 1};
+    triangle.insert(triangle.end(), pols.begin(), pols.end());
+    struct Case {
+        const char *what;
+        std::vector<unsigned char> bytes;
+        const char *error;
+    } cases[] = {
+        {"another IFF kind", form({'L', 'W', 'L', 'O'}, 4), "neither an LWOB nor an LWO2 object"},
+        {"not IFF", {'L', 'W', 'O', 'B', 0, 0, 0, 0, 0, 0, 0, 0}, "not an IFF object file"},
+        {"cut inside a chunk", form({'L', 'W', 'O', 'B', 'P', 'N', 'T', 'S', 0, 0, 0, 24, 0}, 30),
+         "the file is cut short: its FORM holds 30 bytes, the file 13"},
+        {"a chunk past the FORM", form({'L', 'W', 'O', 'B', 'P', 'N', 'T', 'S', 0, 0, 0, 24, 0, 0}, 14),
+         "the PNTS chunk runs past the end of the file"},
+        {"points not whole", form({'L', 'W', 'O', 'B', 'P', 'N', 'T', 'S', 0, 0, 0, 4, 0, 0, 0, 0}, 16),
+         "a PNTS chunk of 4 bytes is not whole points"},
+        {"a polygon past the points", form(triangle, static_cast<int>(triangle.size())),
+         "a polygon names a point that is not there"},
+        {"a FORM too small to be one", form({'L', 'W', 'O', 'B'}, 2), "the file is cut short: its FORM holds 2 bytes, the file 4"},
+    };
+    for (const Case &c : cases) {
+        ObjectGeometry g;
+        std::string error;
+        EXPECT_FALSE(ReadObjectBytes(c.bytes, &g, &error)) << c.what;
+        EXPECT_EQ(error, c.error) << c.what;
+    }
     ObjectGeometry g;
     std::string error;
-    EXPECT_FALSE(ReadObjectBytes({'F', 'O', 'R', 'M', 0, 0, 0, 4, 'L', 'W', 'L', 'O'}, &g, &error));
-    EXPECT_EQ(error, "neither an LWOB nor an LWO2 object");
-    std::vector<unsigned char> cut = {'F', 'O', 'R', 'M', 0, 0, 0, 30, 'L', 'W', 'O', 'B', 'P', 'N', 'T', 'S', 0, 0, 0, 24, 0};
-    EXPECT_FALSE(ReadObjectBytes(cut, &g, &error));
-    EXPECT_EQ(error, "the PNTS chunk runs past the end of the file");
-    // One point, and a triangle naming points 0, 1 and 2.
-    std::vector<unsigned char> bad = {'F', 'O', 'R', 'M', 0, 0, 0, 44, 'L', 'W', 'O', 'B', 'P', 'N', 'T', 'S', 0, 0, 0, 12,
-                                      0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 'P', 'O', 'L', 'S', 0, 0, 0, 10, 0, 3, 0, 0,
-                                      0, 1, 0, 2, 0, 1};
-    EXPECT_FALSE(ReadObjectBytes(bad, &g, &error));
-    EXPECT_EQ(error, "a polygon names a point that is not there");
     EXPECT_FALSE(ReadObjectFile("/nowhere.lwo", &g, &error));
+    EXPECT_EQ(error, "/nowhere.lwo: no such file");
+    EXPECT_FALSE(ReadObjectFile("/tmp", &g, &error));
+    EXPECT_EQ(error, "/tmp: not a file");
+}
+
+TEST(ObjectFile, EveryCutOfARealObjectIsRefused) {
+    // Cut at every byte, each real object is refused (the FORM says how long
+    // it is), never read with part of its points or polygons.
+    for (const char *path : {"LWO/LWOB/ConcavePolygon.lwo", "LWO/LWOB/sphere_with_mat_gloss_10pc.lwo",
+                             "LWO/LWOB/MappingModes/bluewithcylindrictexz.lwo", "LWO/LWO2/hierarchy.lwo",
+                             "LWS/simple_cube.lwo"}) {
+        std::ifstream in(kModels + path, std::ios::binary);
+        std::vector<unsigned char> whole((std::istreambuf_iterator<char>(in)), {});
+        ASSERT_GT(whole.size(), 12u) << path;
+        int accepted = 0;
+        for (size_t cut = 0; cut < whole.size(); ++cut) {
+            ObjectGeometry g;
+            std::string error;
+            std::vector<unsigned char> part(whole.begin(), whole.begin() + static_cast<long>(cut));
+            if (ReadObjectBytes(part, &g, &error)) ++accepted;
+            else if (error.empty()) ADD_FAILURE() << path << " cut at " << cut << ": refused without a reason";
+        }
+        EXPECT_EQ(accepted, 0) << path;
+    }
 }
 
 }  // namespace

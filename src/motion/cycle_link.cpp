@@ -17,7 +17,6 @@ namespace {
 
 constexpr double kDegreesPerRadian = 57.29577951308232;
 constexpr int kGraphSamples = 480;
-constexpr int kMaxTrackedTimes = kGraphSamples;
 
 // The common controls, first in every member's panel.
 enum {

@@ -1,0 +1,37 @@
+// Arbitrary bytes as a LightWave scene, loaded by the embedded host with the
+// module's plug-ins, then every item evaluated at a few times and the scene
+// written back: a refusal must say why, and nothing may crash, hang or read
+// out of bounds on the way.
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+
+#include "host/embedded_host.h"
+#include "host/module_loader.h"
+#include "host/scene_file.h"
+
+extern "C" ModuleDescriptor _mod_descrip;
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    static LoadedModule module = [] {
+        LoadedModule m;
+        std::string error;
+        AttachModule(&_mod_descrip, &m, &error);
+        return m;
+    }();
+    EmbeddedHost host;
+    host.UseModule(&module);
+    std::string error;
+    if (!LoadSceneText(host, std::string(reinterpret_cast<const char *>(data), size), "fuzz.lws", &error)) {
+        if (error.empty()) std::abort();
+        return 0;
+    }
+    for (auto *list : {&host.scene.objects, &host.scene.lights, &host.scene.cameras})
+        for (auto &item : *list)
+            for (double t : {0.0, 1.5}) {
+                double world[3];
+                host.scene.Param(*item, LWIP_W_POSITION, t, world);
+            }
+    SceneText(host);
+    return 0;
+}
