@@ -25,7 +25,7 @@ TEST(StoredImage, LongestRunsAndTheirEnds) {
     for (int i = 0; i < 109393; ++i) coded.push_back(static_cast<unsigned char>(i % 251));
     coded.push_back(255);
     coded.push_back(7);
-    unsigned char *out = DecodeRunLength(coded.data(), 109393 + 50000);
+    unsigned char *out = DecodeRunLength(coded.data(), coded.size(), 109393 + 50000);
     EXPECT_EQ(out[0], 0);
     EXPECT_EQ(out[109392], 109392 % 251);
     EXPECT_EQ(out[109393], 7);
@@ -42,19 +42,19 @@ TEST(StoredImage, LongestRunsAndTheirEnds) {
 TEST(StoredImage, TypesAndPalettes) {
     auto image = Header(4, 1, 3, {{1, 2, 3}});
     image.insert(image.end(), {131, 0});  // six zeros, more than enough
-    EXPECT_EQ(DecodeImage(image.data()), nullptr) << "type 3 is rejected";
-    EXPECT_EQ(DecodeImage(nullptr), nullptr);
+    EXPECT_EQ(DecodeImage(image.data(), image.size()), nullptr) << "type 3 is rejected";
+    EXPECT_EQ(DecodeImage(nullptr, 0), nullptr);
 
     auto empty = Header(4, 1, 2, {});
     empty.insert(empty.end(), {3, 0, 9, 200, 255});  // a palette of none: every index black
-    BitmapRecord *r = DecodeImage(empty.data());
+    BitmapRecord *r = DecodeImage(empty.data(), empty.size());
     ASSERT_NE(r, nullptr);
     for (int i = 0; i < 12; ++i) EXPECT_EQ(r->pixels[i], 0);
     FreeBitmapRecord(r);
 
     auto colours = Header(4, 1, 1, {{10, 20, 30}, {200, 100, 50}});
     colours.insert(colours.end(), {3, 0, 1, 1, 0});
-    r = DecodeImage(colours.data());
+    r = DecodeImage(colours.data(), colours.size());
     ASSERT_NE(r, nullptr);
     EXPECT_EQ(r->header.size, 40u);
     EXPECT_EQ(r->header.height, -1) << "rows from the top";
@@ -62,11 +62,17 @@ TEST(StoredImage, TypesAndPalettes) {
     const unsigned char want[12] = {30, 20, 10, 50, 100, 200, 50, 100, 200, 30, 20, 10};  // blue, green, red
     EXPECT_EQ(std::vector<unsigned char>(r->pixels, r->pixels + 12), std::vector<unsigned char>(want, want + 12));
     FreeBitmapRecord(r);
+    // Cut anywhere before its last byte, the image is refused, never read past
+    // its end (the header, the palette, a run's control byte or its bytes).
+    for (size_t cut = 0; cut < colours.size(); ++cut) {
+        std::vector<unsigned char> part(colours.begin(), colours.begin() + static_cast<long>(cut));
+        EXPECT_EQ(DecodeImage(part.data(), part.size()), nullptr) << "cut at " << cut;
+    }
 }
 
-void ExpectDecodesTo(const unsigned char *stored, const SourceImage &source, const std::string &what) {
-    ASSERT_NE(stored, nullptr) << what;
-    BitmapRecord *r = DecodeImage(stored);
+void ExpectDecodesTo(StoredImage stored, const SourceImage &source, const std::string &what) {
+    ASSERT_NE(stored.data, nullptr) << what;
+    BitmapRecord *r = DecodeImage(stored.data, stored.size);
     ASSERT_NE(r, nullptr) << what;
     ASSERT_EQ(r->width, source.width);
     ASSERT_EQ(r->height, source.height);
@@ -82,7 +88,7 @@ TEST(StoredImage, EveryArtworkDecodesToItsDrawing) {
     ExpectDecodesTo(CollectionTitleImage(), artwork::CollectionTitle(), "collection");
     for (const std::string &name : artwork::PluginNames())
         ExpectDecodesTo(TitleStripImage(name.c_str()), artwork::PluginStrip(name), name);
-    EXPECT_EQ(TitleStripImage("Nobody"), nullptr);
+    EXPECT_EQ(TitleStripImage("Nobody").data, nullptr);
 
     std::ifstream in(std::string(VESK_SOURCE_DIR) + "/src/panelui/artwork_data.cpp", std::ios::binary);
     std::stringstream committed;

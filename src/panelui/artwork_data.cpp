@@ -2073,44 +2073,44 @@ const unsigned char kStrip35[] = {
 
 const struct {
     const char *name;
-    const unsigned char *image;
+    StoredImage image;
 } kStrips[] = {
-    {"Blink", kStrip0},
-    {"PathAlign", kStrip1},
-    {"PhaseLink", kStrip2},
-    {"DistLink", kStrip3},
-    {"Wheelie", kStrip4},
-    {"Speedlimit", kStrip5},
-    {"Track", kStrip6},
-    {"Parent", kStrip7},
-    {"Whip", kStrip8},
-    {"Limiter", kStrip9},
-    {"Objblur", kStrip10},
-    {"VelAccel", kStrip11},
-    {"Diffuser", kStrip12},
-    {"SpeedLink", kStrip13},
-    {"AccelLink", kStrip14},
-    {"ThrottleLink", kStrip15},
-    {"Poke", kStrip16},
-    {"Dangle", kStrip17},
-    {"Flexor", kStrip18},
-    {"Diffuse", kStrip19},
-    {"SuperQ", kStrip20},
-    {"Acid", kStrip21},
-    {"HSVBoost", kStrip22},
-    {"EdgeRGB", kStrip23},
-    {"BladeBlur", kStrip24},
-    {"Unveil", kStrip25},
-    {"PolyPop", kStrip26},
-    {"Enviro", kStrip27},
-    {"VFog", kStrip28},
-    {"Rayleigh", kStrip29},
-    {"DropShadow", kStrip30},
-    {"Lens", kStrip31},
-    {"Confusion", kStrip32},
-    {"Item Select", kStrip33},
-    {"Export Motion", kStrip34},
-    {"Progress", kStrip35},
+    {"Blink", {kStrip0, sizeof kStrip0}},
+    {"PathAlign", {kStrip1, sizeof kStrip1}},
+    {"PhaseLink", {kStrip2, sizeof kStrip2}},
+    {"DistLink", {kStrip3, sizeof kStrip3}},
+    {"Wheelie", {kStrip4, sizeof kStrip4}},
+    {"Speedlimit", {kStrip5, sizeof kStrip5}},
+    {"Track", {kStrip6, sizeof kStrip6}},
+    {"Parent", {kStrip7, sizeof kStrip7}},
+    {"Whip", {kStrip8, sizeof kStrip8}},
+    {"Limiter", {kStrip9, sizeof kStrip9}},
+    {"Objblur", {kStrip10, sizeof kStrip10}},
+    {"VelAccel", {kStrip11, sizeof kStrip11}},
+    {"Diffuser", {kStrip12, sizeof kStrip12}},
+    {"SpeedLink", {kStrip13, sizeof kStrip13}},
+    {"AccelLink", {kStrip14, sizeof kStrip14}},
+    {"ThrottleLink", {kStrip15, sizeof kStrip15}},
+    {"Poke", {kStrip16, sizeof kStrip16}},
+    {"Dangle", {kStrip17, sizeof kStrip17}},
+    {"Flexor", {kStrip18, sizeof kStrip18}},
+    {"Diffuse", {kStrip19, sizeof kStrip19}},
+    {"SuperQ", {kStrip20, sizeof kStrip20}},
+    {"Acid", {kStrip21, sizeof kStrip21}},
+    {"HSVBoost", {kStrip22, sizeof kStrip22}},
+    {"EdgeRGB", {kStrip23, sizeof kStrip23}},
+    {"BladeBlur", {kStrip24, sizeof kStrip24}},
+    {"Unveil", {kStrip25, sizeof kStrip25}},
+    {"PolyPop", {kStrip26, sizeof kStrip26}},
+    {"Enviro", {kStrip27, sizeof kStrip27}},
+    {"VFog", {kStrip28, sizeof kStrip28}},
+    {"Rayleigh", {kStrip29, sizeof kStrip29}},
+    {"DropShadow", {kStrip30, sizeof kStrip30}},
+    {"Lens", {kStrip31, sizeof kStrip31}},
+    {"Confusion", {kStrip32, sizeof kStrip32}},
+    {"Item Select", {kStrip33, sizeof kStrip33}},
+    {"Export Motion", {kStrip34, sizeof kStrip34}},
+    {"Progress", {kStrip35, sizeof kStrip35}},
 };
 
 // Panels go by names of their own ("OBJBlur", "Wheelie!"): letters and digits
@@ -2126,10 +2126,10 @@ bool SameName(const char *a, const char *b) {
 
 }  // namespace
 
-const unsigned char *CollectionTitleImage() { return kCollection; }
+StoredImage CollectionTitleImage() { return {kCollection, sizeof kCollection}; }
 
-const unsigned char *TitleStripImage(const char *name) {
+StoredImage TitleStripImage(const char *name) {
     for (const auto &strip : kStrips)
         if (SameName(strip.name, name)) return strip.image;
-    return nullptr;
+    return {nullptr, 0};
 }

@@ -25,7 +25,7 @@ long RunLength(unsigned char c) {
     return kLongRepeats[c - 200];
 }
 
-unsigned char *DecodeRunLength(const unsigned char *coded, size_t outputSize) {
+unsigned char *DecodeRunLength(const unsigned char *coded, size_t codedSize, size_t outputSize) {
     // Room for a last run that overshoots, which stored images never have.
     unsigned char *out = static_cast<unsigned char *>(std::malloc(outputSize + kLongestRun));
     if (!out) {
@@ -33,9 +33,12 @@ unsigned char *DecodeRunLength(const unsigned char *coded, size_t outputSize) {
         std::exit(1);
     }
     size_t written = 0;
+    const unsigned char *end = coded + codedSize;
     while (written < outputSize) {
+        if (coded >= end) break;
         unsigned char c = *coded++;
-        long k = RunLength(c);
+        size_t k = static_cast<size_t>(RunLength(c));
+        if (static_cast<size_t>(end - coded) < (c < 128 ? k : 1)) break;  // the run's bytes are not all there
         if (c < 128) {
             std::memcpy(out + written, coded, k);
             coded += k;
@@ -44,17 +47,26 @@ unsigned char *DecodeRunLength(const unsigned char *coded, size_t outputSize) {
         }
         written += k;
     }
+    if (written < outputSize) {
+        std::free(out);
+        return nullptr;
+    }
     return out;
 }
 
-BitmapRecord *DecodeImage(const unsigned char *stored) {
-    if (!stored || (stored[4] != 1 && stored[4] != 2)) return nullptr;
+BitmapRecord *DecodeImage(const unsigned char *stored, size_t storedSize) {
+    if (!stored || storedSize < 6 || (stored[4] != 1 && stored[4] != 2)) return nullptr;
     unsigned width = stored[0] << 8 | stored[1], height = stored[2] << 8 | stored[3];
     unsigned colours = stored[5];
+    if (storedSize < 6 + 3 * static_cast<size_t>(colours)) return nullptr;
     unsigned char palette[256][3] = {};
     std::memcpy(palette, stored + 6, 3 * colours);
     size_t n = static_cast<size_t>(width) * height;
-    unsigned char *indices = DecodeRunLength(stored + 6 + 3 * colours, n);
+    // No run writes more than the longest, so coded bytes this few cannot
+    // fill the picture: refused before anything that size is allocated.
+    if (n / kLongestRun > storedSize) return nullptr;
+    unsigned char *indices = DecodeRunLength(stored + 6 + 3 * colours, storedSize - 6 - 3 * colours, n);
+    if (!indices) return nullptr;
     auto *record = static_cast<BitmapRecord *>(std::malloc(sizeof(BitmapRecord)));
     unsigned char *pixels = static_cast<unsigned char *>(std::malloc(n * 3 + 1));
     if (!record || !pixels) {

@@ -29,10 +29,12 @@ struct BitmapRecord {
 long RunLength(unsigned char control);
 
 // Decodes until at least outputSize bytes are written; the last run may write
-// past them, so the buffer holds that much more. Out of memory it says so and
-// ends the process, as it always has.
-unsigned char *DecodeRunLength(const unsigned char *coded, size_t outputSize);
+// past them, so the buffer holds that much more. Null when the coded bytes
+// (codedSize of them) end first. Out of memory it says so and ends the
+// process, as it always has.
+unsigned char *DecodeRunLength(const unsigned char *coded, size_t codedSize, size_t outputSize);
 // Returns the bitmap record, or null for no image, a type other than 1 or 2,
-// or no memory. Free it with FreeBitmapRecord.
-BitmapRecord *DecodeImage(const unsigned char *stored);
+// an image cut short (storedSize bytes are all there is), or no memory. Free
+// it with FreeBitmapRecord.
+BitmapRecord *DecodeImage(const unsigned char *stored, size_t storedSize);
 void FreeBitmapRecord(BitmapRecord *record);

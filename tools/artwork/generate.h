@@ -40,8 +40,9 @@ inline std::string GeneratedSource() {
     Array(&out, "kCollection", EncodeImage(CollectionTitle()));
     const auto &names = PluginNames();
     for (size_t i = 0; i < names.size(); ++i) Array(&out, "kStrip" + std::to_string(i), EncodeImage(PluginStrip(names[i])));
-    out += "const struct {\n    const char *name;\n    const unsigned char *image;\n} kStrips[] = {\n";
-    for (size_t i = 0; i < names.size(); ++i) out += "    {\"" + names[i] + "\", kStrip" + std::to_string(i) + "},\n";
+    out += "const struct {\n    const char *name;\n    StoredImage image;\n} kStrips[] = {\n";
+    for (size_t i = 0; i < names.size(); ++i)
+        out += "    {\"" + names[i] + "\", {kStrip" + std::to_string(i) + ", sizeof kStrip" + std::to_string(i) + "}},\n";
     out += "};\n\n"
            "// Panels go by names of their own (\"OBJBlur\", \"Wheelie!\"): letters and digits\n"
            "// are compared without case, anything else is passed over.\n"
@@ -53,11 +54,11 @@ inline std::string GeneratedSource() {
            "        if (std::tolower(static_cast<unsigned char>(*a)) != std::tolower(static_cast<unsigned char>(*b))) return false;\n"
            "    }\n}\n\n"
            "}  // namespace\n\n"
-           "const unsigned char *CollectionTitleImage() { return kCollection; }\n\n"
-           "const unsigned char *TitleStripImage(const char *name) {\n"
+           "StoredImage CollectionTitleImage() { return {kCollection, sizeof kCollection}; }\n\n"
+           "StoredImage TitleStripImage(const char *name) {\n"
            "    for (const auto &strip : kStrips)\n"
            "        if (SameName(strip.name, name)) return strip.image;\n"
-           "    return nullptr;\n}\n";
+           "    return {nullptr, 0};\n}\n";
     return out;
 }
 

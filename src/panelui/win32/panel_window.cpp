@@ -435,8 +435,8 @@ LRESULT CALLBACK EditProc(HWND edit, UINT msg, WPARAM wp, LPARAM lp) {
 
 // ---- opening and closing ----
 
-HBITMAP MakeBitmap(HDC dc, const unsigned char *stored, int *width) {
-    BitmapRecord *record = DecodeImage(stored);
+HBITMAP MakeBitmap(HDC dc, StoredImage stored, int *width) {
+    BitmapRecord *record = DecodeImage(stored.data, stored.size);
     if (!record) return nullptr;
     BITMAPINFO info{};
     std::memcpy(&info.bmiHeader, &record->header, sizeof record->header);
@@ -452,8 +452,7 @@ void CreateResources(Window *w) {
     w->back = CreateSolidBrush(kBack);
     w->field = CreateSolidBrush(kField);
     HDC screen = GetDC(nullptr);
-    const unsigned char *strip = TitleStripImage(w->panel->shortName);
-    w->strip = MakeBitmap(screen, strip ? strip : nullptr, &w->stripW);
+    w->strip = MakeBitmap(screen, TitleStripImage(w->panel->shortName), &w->stripW);
     w->logo = MakeBitmap(screen, CollectionTitleImage(), &w->logoW);
     ReleaseDC(nullptr, screen);
 }
