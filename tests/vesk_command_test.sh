@@ -256,6 +256,18 @@ check "and nothing temporary" test -z "$(ls "$work" | grep vesk-)"
 printf 'BEGIN MARVEN_LABS_PLUGIN Track\nVERSION 1\n BEGIN NUM DELAY\n VALUE\n END\nEND MARVEN_LABS_PLUGIN Track\n' >"$work/bad_settings.txt"
 refuse "settings that do not load" "bad_settings.txt: the settings did not load: Bad Token on load. (Line 5: VALUE)" "$vesk" settings Track "$work/bad_settings.txt"
 
+# Limits: counts and numbers an animator cannot have meant.
+refuse "a bake too long" "bake: --end is a frame from 0 to 1000000, not '99999999999'" "$vesk" bake "$source/examples/track_demo.lws" Camera --end 99999999999 -o "$work/x.mot"
+refuse "a density that is not a number" "the density is a fraction from 0 to 1" "$vesk" bake "$source/examples/track_demo.lws" Camera --density nan -o "$work/x.mot"
+refuse "a sequence too long" "within 0 to 1000000" "$vesk" displace "$source/examples/poke_demo.lws" plane.lwo --frames 1-2000000000 -o "$work/x.obj"
+refuse "a frame that is not one" "filter: --frame is a frame from 0 to 1000000" "$vesk" filter Lens --frame 1e9 --in "$work/render.png" -o "$work/x.png"
+printf 'LWSC\n1\nLastFrame 900000000\nAddNullObject A\n' >"$work/long.lws"
+refuse "a scene longer than a bake may be" "long.lws: its last frame, 900000000, is past the 1000000 frames a bake may hold; give --end" "$vesk" bake "$work/long.lws" A -o "$work/x.mot"
+
+# A PNG claiming 20000 x 2 pixels (its checksums right), with no pixels.
+printf '\x89\x50\x4e\x47\x0d\x0a\x1a\x0a\x00\x00\x00\x0d\x49\x48\x44\x52\x00\x00\x4e\x20\x00\x00\x00\x02\x08\x06\x00\x00\x00\xbd\x20\xec\x20\x00\x00\x00\x00\x49\x44\x41\x54\x35\xaf\x06\x1e\x00\x00\x00\x00\x49\x45\x4e\x44\xae\x42\x60\x82' >"$work/wide.png"
+refuse "a PNG too wide" "wide.png: 20000x2 is larger than the 16384-pixel sides vesk reads" "$vesk" filter Lens --in "$work/wide.png" -o "$work/x.png"
+
 refuse "unknown plug-in" "no plug-in named 'Nope'" "$vesk" settings Nope
 refuse "missing settings file" "missing.txt: cannot be read" "$vesk" settings Track "$work/missing.txt"
 refuse "missing scene" "nowhere.lws: cannot be read" "$vesk" describe "$work/nowhere.lws"

@@ -19,9 +19,12 @@ int Bake(const std::vector<std::string> &args) {
         const std::string &a = args[i];
         bool hasValue = i + 1 < args.size();
         if (a == "--end" && hasValue)
-            end = std::atoi(args[++i].c_str());
+        {
+            if (!FrameNumber(args[++i], &end))
+                return Fail("bake: --end is a frame from 0 to " + std::to_string(kMostFrames) + ", not '" + args[i] + "'");
+        }
         else if (a == "--density" && hasValue)
-            density = std::atof(args[++i].c_str());
+            density = std::strtod(args[++i].c_str(), nullptr);
         else if (a == "--parent-coords")
             parentCoordinates = true;
         else if (a == "-o" && hasValue)
@@ -32,7 +35,7 @@ int Bake(const std::vector<std::string> &args) {
             positional.push_back(a);
     }
     if (positional.size() != 2) return Fail("bake: give a scene file and an item name");
-    if (density < 0 || density > 1) return Fail("bake: the density is a fraction from 0 to 1");
+    if (!(density >= 0 && density <= 1)) return Fail("bake: the density is a fraction from 0 to 1");
     Session s;
     int status = 0;
     if (!LoadScene(s, positional[0], &status)) return status;
@@ -44,6 +47,9 @@ int Bake(const std::vector<std::string> &args) {
     // a handler activation binds the module to the host first, as there.
     std::string error;
     if (!s.host.Handler("ItemMotionHandler", "Track", &error)) return Fail(error);
+    if (end < 0 && scene.lastFrame > kMostFrames)
+        return Fail(positional[0] + ": its last frame, " + std::to_string(scene.lastFrame) + ", is past the " +
+                    std::to_string(kMostFrames) + " frames a bake may hold; give --end");
     ExportRequest request{IdOf(item), end < 0 ? scene.lastFrame : end, density,
                           parentCoordinates && item->parent != nullptr, scene.framesPerSecond, ShowProgress, nullptr};
     if (request.endFrame < 0) request.endFrame = 0;

@@ -18,7 +18,8 @@ int Blur(const std::vector<std::string> &args) {
     Scene &scene = s.host.scene;
     Item *item = NamedItem(scene, positional[1]);
     if (!item) return Fail(positional[0] + ": no item named '" + positional[1] + "'");
-    int frame = v[0].empty() ? scene.firstFrame : std::atoi(v[0].c_str());
+    int frame = scene.firstFrame;
+    if (!v[0].empty() && !FrameNumber(v[0], &frame)) return Fail("blur: --frame is a frame from 0 to " + std::to_string(kMostFrames));
     std::vector<double> times = s.host.BlurPassTimes(frame);
     std::printf("%s at frame %d: %zu pass%s%s\n", positional[1].c_str(), frame, times.size(), times.size() == 1 ? "" : "es",
                 times.size() == 1 ? " (no motion blur)" : "");

@@ -3,6 +3,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdlib>
 #include <cstdio>
 #include <cstring>
 
@@ -50,6 +52,22 @@ bool Options(const std::vector<std::string> &args, const std::vector<std::string
     return true;
 }
 
+bool WholeNumber(const std::string &text, long low, long high, long *out) {
+    char *end = nullptr;
+    errno = 0;
+    long v = std::strtol(text.c_str(), &end, 10);
+    if (text.empty() || *end || errno == ERANGE || v < low || v > high) return false;
+    *out = v;
+    return true;
+}
+
+bool FrameNumber(const std::string &text, int *frame) {
+    long v = 0;
+    if (!WholeNumber(text, 0, kMostFrames, &v)) return false;
+    *frame = static_cast<int>(v);
+    return true;
+}
+
 bool PngLevel(const std::string &text, int *level) {
     *level = kDefaultPngLevel;
     if (text.empty()) return true;
@@ -59,10 +77,9 @@ bool PngLevel(const std::string &text, int *level) {
 }
 
 bool FrameRange(const std::string &text, int *first, int *last) {
-    char dash = 0;
-    int used = 0;
-    return std::sscanf(text.c_str(), "%d%c%d%n", first, &dash, last, &used) == 3 && dash == '-' &&
-           used == static_cast<int>(text.size()) && *first <= *last;
+    size_t dash = text.find('-', 1);
+    return dash != std::string::npos && FrameNumber(text.substr(0, dash), first) &&
+           FrameNumber(text.substr(dash + 1), last) && *first <= *last;
 }
 
 const void *FindHandler(Session &s, const std::string &name, std::string *className, std::string *error) {

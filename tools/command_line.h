@@ -39,9 +39,19 @@ struct Session {
 bool Options(const std::vector<std::string> &args, const std::vector<std::string> &names,
              std::vector<std::string> *positional, std::vector<std::string> *values, std::string *error,
              const std::vector<std::string> &flags = {});
+// The longest stretch the commands will bake, move or filter: a million
+// frames is over nine hours at 30 frames a second, and a motion file of that
+// many keys is some 100 MB; anything longer is a typing slip.
+constexpr long kMostFrames = 1000000;
+
+// A whole number within [low, high], all of the text.
+bool WholeNumber(const std::string &text, long low, long high, long *out);
+// A frame number, 0 to kMostFrames.
+bool FrameNumber(const std::string &text, int *frame);
+
 // --png-level's value: empty gives the default; otherwise a whole number 0 to 9.
 bool PngLevel(const std::string &text, int *level);
-// FIRST-LAST, as 1-120, with FIRST <= LAST.
+// FIRST-LAST, as 1-120, with FIRST <= LAST, neither beyond kMostFrames.
 bool FrameRange(const std::string &text, int *first, int *last);
 
 // The handler record of a plug-in by name, whatever its class; the class in *className.

@@ -16,12 +16,14 @@ int Displace(const std::vector<std::string> &args) {
     std::string error;
     if (!Options(args, {"--frame", "--frames", "-o"}, &positional, &v, &error)) return Fail("displace: " + error);
     if (positional.size() != 2 || v[2].empty()) return Fail("displace: give a scene, an object and -o OUT.obj");
-    int first = v[0].empty() ? 0 : std::atoi(v[0].c_str()), last = first;
+    int first = 0, last = 0;
+    if (!v[0].empty() && !FrameNumber(v[0], &first)) return Fail("displace: --frame is a frame from 0 to " + std::to_string(kMostFrames));
+    last = first;
     bool sequence = !v[1].empty();
     if (sequence) {
         if (!v[0].empty()) return Fail("displace: give --frame or --frames, not both");
         if (!FrameRange(v[1], &first, &last))
-            return Fail("displace: --frames wants FIRST-LAST, as 1-120");
+            return Fail("displace: --frames wants FIRST-LAST, as 1-120, within 0 to " + std::to_string(kMostFrames));
     }
     Session s;
     int status = 0;

@@ -125,7 +125,8 @@ void Work(Session &s, const FilterRun &run, const std::vector<std::string> &v, i
 
 int Sequence(Session &s, const FilterRun &run, const std::string &name, const std::vector<std::string> &v) {
     int first = 0, last = 0;
-    if (!FrameRange(v[kFrames], &first, &last)) return Fail("filter: --frames wants FIRST-LAST, as 1-250");
+    if (!FrameRange(v[kFrames], &first, &last))
+        return Fail("filter: --frames wants FIRST-LAST, as 1-250, within 0 to " + std::to_string(kMostFrames));
     for (int i : {kIn, kOut})
         if (!IsFramePattern(v[i])) return Fail("filter: with --frames, --in and -o are frame patterns, as render/frame%04d.png");
     if (!v[kDepth].empty() && !IsFramePattern(v[kDepth]))
@@ -143,9 +144,9 @@ int Sequence(Session &s, const FilterRun &run, const std::string &name, const st
     if (access(outFolder.c_str(), W_OK) != 0) return Fail(outFolder + ": no folder to write the frames in");
     const int count = last - first + 1;
     long cores = sysconf(_SC_NPROCESSORS_ONLN);
-    int jobs = v[kJobs].empty() ? static_cast<int>(cores > 0 ? cores : 1) : std::atoi(v[kJobs].c_str());
-    if (jobs < 1) return Fail("filter: -j wants a number of workers, 1 or more");
-    if (jobs > count) jobs = count;
+    long asked = cores > 0 ? cores : 1;
+    if (!v[kJobs].empty() && !WholeNumber(v[kJobs], 1, 256, &asked)) return Fail("filter: -j wants a number of workers, 1 to 256");
+    int jobs = static_cast<int>(asked > count ? count : asked);
 
     auto start = std::chrono::steady_clock::now();
     int done = 0, written = 0;
@@ -220,7 +221,9 @@ int Filter(const std::vector<std::string> &args) {
     if (!v[kFrames].empty()) {
         status = Sequence(s, run, name, v);
     } else {
-        int frame = v[kFrame].empty() ? 0 : std::atoi(v[kFrame].c_str());
+        int frame = 0;
+        if (!v[kFrame].empty() && !FrameNumber(v[kFrame], &frame))
+            return Fail("filter: --frame is a frame from 0 to " + std::to_string(kMostFrames));
         if (FilterFile(s, run, v[kIn], v[kDepth], frame, v[kOut], &error))
             std::printf("wrote %s\n", v[kOut].c_str());
         else

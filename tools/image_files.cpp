@@ -8,6 +8,7 @@
 #include <fstream>
 #include <iterator>
 #include <sstream>
+#include <string>
 
 bool ReadPng(const std::string &path, RgbaImage *image, std::string *error) {
     png_image png;
@@ -16,6 +17,15 @@ bool ReadPng(const std::string &path, RgbaImage *image, std::string *error) {
     if (!png_image_begin_read_from_file(&png, path.c_str()))
         return *error = path + ": not a readable PNG image (" + png.message + ")", false;
     png.format = PNG_FORMAT_RGBA;
+    // A side past 16384 pixels is beyond any frame the host renders (and a
+    // damaged header's claim would ask for gigabytes).
+    constexpr png_uint_32 kLongestSide = 16384;
+    if (png.width > kLongestSide || png.height > kLongestSide) {
+        png_image_free(&png);
+        return *error = path + ": " + std::to_string(png.width) + "x" + std::to_string(png.height) +
+                        " is larger than the " + std::to_string(kLongestSide) + "-pixel sides vesk reads",
+               false;
+    }
     image->width = static_cast<int>(png.width);
     image->height = static_cast<int>(png.height);
     image->rgba.assign(PNG_IMAGE_SIZE(png), 0);

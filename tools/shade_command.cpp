@@ -19,8 +19,8 @@ int Shade(const std::vector<std::string> &args) {
     if (positional.size() != 1 || v[1].empty()) return Fail("shade: give a shader and -o OUT.png");
     int pngLevel = kDefaultPngLevel;
     if (!PngLevel(v[4], &pngLevel)) return Fail("shade: --png-level is a whole number from 0 to 9");
-    int size = v[2].empty() ? 256 : std::atoi(v[2].c_str());
-    if (size < 8 || size > 4096) return Fail("shade: --size is from 8 to 4096 pixels");
+    long size = 256;
+    if (!v[2].empty() && !WholeNumber(v[2], 8, 4096, &size)) return Fail("shade: --size is from 8 to 4096 pixels");
     std::array<double, 3> base = {0.8, 0.8, 0.8};
     if (!v[3].empty()) {
         int rgb[3], used = 0;
@@ -41,7 +41,7 @@ int Shade(const std::vector<std::string> &args) {
     s.PrintMessages();
     Destroy(made);
     if (!ok || !WritePng(v[1], image, &error, pngLevel)) return Fail(error);
-    std::printf("wrote a %dx%d preview of %s to %s\n", size, size, positional[0].c_str(), v[1].c_str());
+    std::printf("wrote a %ldx%ld preview of %s to %s\n", size, size, positional[0].c_str(), v[1].c_str());
     return 0;
 }
 
