@@ -60,9 +60,16 @@ public:
             if (!line.empty() && line.back() == '\r') line.pop_back();
             lines_.push_back(line);
         }
+        // A last line without its line end is where a copy or a download
+        // stopped: "LastFrame 12" may be what is left of "LastFrame 120".
+        cutShort_ = !text.empty() && text.back() != '\n' && text.back() != '\r';
     }
 
     bool Read(std::string *error) {
+        if (cutShort_) {
+            *error = name_ + ":" + std::to_string(lines_.size()) + ": the scene ends in the middle of a line";
+            return false;
+        }
         if (!Run()) {
             *error = name_ + ":" + std::to_string(at_) + ": " + problem_;
             return false;
@@ -75,6 +82,7 @@ private:
     std::string name_;
     std::vector<std::string> lines_;
     size_t next_ = 0;
+    bool cutShort_ = false;
     int at_ = 0;  // line number of the last line taken
     std::string problem_;
     Item *item_ = nullptr;    // the item whose lines these are

@@ -3,6 +3,8 @@
 // survives being written and read back.
 #include <cmath>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 
 #include "host/scene_file.h"
 #include "module_fixture.h"
@@ -35,6 +37,53 @@ TEST_F(SceneFiles, EveryRealSceneLoadsAndEvaluates) {
                 other.scene.Param(*object, LWIP_W_POSITION, frame / other.scene.framesPerSecond, v);
                 for (double x : v) EXPECT_TRUE(std::isfinite(x)) << name << " " << object->name;
             }
+    }
+}
+
+TEST_F(SceneFiles, EveryCutOfARealSceneLoadsOrSaysWhere) {
+    // Cut anywhere (every byte of the small scenes, every 5th of the larger),
+    // a real scene either loads, with no more items than the whole, or is
+    // refused naming its line; a cut inside a motion block is always refused.
+    for (const char *name : {"nxng-experiments/sparks.lws", "nxng-experiments/planet.lws", "nxng-experiments/hnoize.lws",
+                             "demo-couloir-14/titles/titles.lws", "aminet-JumpingBall/JumpingBall/scenes/JumpingBall.scene",
+                             "nxng-experiments/gus.lws"}) {
+        std::ifstream in(kReal + name, std::ios::binary);
+        std::stringstream whole;
+        whole << in.rdbuf();
+        const std::string text = whole.str();
+        size_t items = 0;
+        {
+            EmbeddedHost all;
+            std::string error;
+            ASSERT_TRUE(LoadSceneText(all, text, "cut.lws", &error)) << error;
+            items = all.scene.objects.size() + all.scene.lights.size();
+        }
+        size_t step = text.size() <= 6000 ? 1 : 5, refused = 0;
+        for (size_t cut = 0; cut < text.size(); cut += step) {
+            EmbeddedHost part;
+            std::string error;
+            std::string head = text.substr(0, cut);
+            if (LoadSceneText(part, head, "cut.lws", &error)) {
+                EXPECT_LE(part.scene.objects.size() + part.scene.lights.size(), items) << name << " cut at " << cut;
+                EXPECT_TRUE(head.back() == '\n' || head.back() == '\r') << name << " cut at " << cut << " mid-line, yet loaded";
+                // After the last motion header: channels, key count, then two lines a key.
+                size_t motion = head.rfind("Motion (unnamed)");
+                if (motion != std::string::npos) {
+                    std::istringstream rest(head.substr(head.find('\n', motion) + 1));
+                    std::string channels, keys, line;
+                    rest >> channels >> keys;
+                    std::getline(rest, line);
+                    long lines = 0;
+                    while (std::getline(rest, line)) ++lines;
+                    EXPECT_FALSE(!keys.empty() && lines < 2 * std::atol(keys.c_str()))
+                        << name << " cut at " << cut << " inside a motion, yet loaded";
+                }
+            } else {
+                ++refused;
+                EXPECT_EQ(error.rfind("cut.lws:", 0), 0u) << name << " cut at " << cut << ": " << error;
+            }
+        }
+        EXPECT_GT(refused, 0u) << name;
     }
 }
 
