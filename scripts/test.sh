@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
 # Every test: the native unit tests (which also read the built 32-bit vesk.p),
+# the same tests again under AddressSanitizer and UndefinedBehaviorSanitizer,
 # the Windows check of the 64-bit vesk.p under wine64, and half a minute of
 # fuzzing shared by the settings, object, scene and stored image readers.
 set -euo pipefail
@@ -7,7 +8,7 @@ cd "$(dirname "$0")/.."
 . scripts/ensure-tools.sh
 vesk_ensure_tools
 
-vesk_build win32 win64 fuzz native
+vesk_build win32 win64 fuzz native sanitize
 
 echo "== fuzzers: settings, object, scene and stored image readers, 8 seconds each"
 if ! ctest --preset fuzz > build/fuzz/fuzz.log 2>&1; then
@@ -17,5 +18,7 @@ fi
 grep -E 'Test +#|Done [0-9]+ runs|tests passed' build/fuzz/fuzz.log
 echo "== native tests"
 ctest --preset native -j 2
+echo "== native tests under the sanitizers"
+ctest --preset sanitize -j 2
 echo "== Windows tests under wine64"
 ctest --preset win64 --timeout 600

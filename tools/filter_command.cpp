@@ -209,21 +209,23 @@ int Filter(const std::vector<std::string> &args) {
         return Fail("filter: give a filter, --in IMAGE.png and -o OUT.png");
     if (!v[kFrame].empty() && !v[kFrames].empty()) return Fail("filter: give --frame or --frames, not both");
     const std::string &name = positional[0];
-    int pngLevel = kDefaultPngLevel;
+    int pngLevel = kDefaultPngLevel, frame = 0;
     if (!PngLevel(v[kPngLevel], &pngLevel)) return Fail("filter: --png-level is a whole number from 0 to 9");
+    if (!v[kFrame].empty() && !FrameNumber(v[kFrame], &frame))
+        return Fail("filter: --frame is a frame from 0 to " + std::to_string(kMostFrames));
     Session s;
     if (!s.ready) return Fail(s.error);
     FilterRun run;
     NewInstance made;
-    if (!MakeFilter(s, name, v[kSettings], v[kScene], &run, &made, &error)) return error.empty() ? 1 : Fail(error);
+    if (!MakeFilter(s, name, v[kSettings], v[kScene], &run, &made, &error)) {
+        if (made.instance) Destroy(made);
+        return error.empty() ? 1 : Fail(error);
+    }
     run.pngLevel = pngLevel;
     int status = 0;
     if (!v[kFrames].empty()) {
         status = Sequence(s, run, name, v);
     } else {
-        int frame = 0;
-        if (!v[kFrame].empty() && !FrameNumber(v[kFrame], &frame))
-            return Fail("filter: --frame is a frame from 0 to " + std::to_string(kMostFrames));
         if (FilterFile(s, run, v[kIn], v[kDepth], frame, v[kOut], &error))
             std::printf("wrote %s\n", v[kOut].c_str());
         else
