@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <vector>
@@ -468,6 +469,12 @@ bool LoadSceneText(EmbeddedHost &host, const std::string &text, const std::strin
 }
 
 bool LoadSceneFile(EmbeddedHost &host, const std::string &path, std::string *error) {
+    // A folder or a device is refused before it is read (a device may never end).
+    std::error_code why;
+    if (std::filesystem::exists(path, why) && !std::filesystem::is_regular_file(path, why)) {
+        *error = path + ": not a file";
+        return false;
+    }
     std::ifstream in(path, std::ios::binary);
     if (!in) {
         *error = path + ": cannot be read";

@@ -268,6 +268,16 @@ refuse "a scene longer than a bake may be" "long.lws: its last frame, 900000000,
 printf '\x89\x50\x4e\x47\x0d\x0a\x1a\x0a\x00\x00\x00\x0d\x49\x48\x44\x52\x00\x00\x4e\x20\x00\x00\x00\x02\x08\x06\x00\x00\x00\xbd\x20\xec\x20\x00\x00\x00\x00\x49\x44\x41\x54\x35\xaf\x06\x1e\x00\x00\x00\x00\x49\x45\x4e\x44\xae\x42\x60\x82' >"$work/wide.png"
 refuse "a PNG too wide" "wide.png: 20000x2 is larger than the 16384-pixel sides vesk reads" "$vesk" filter Lens --in "$work/wide.png" -o "$work/x.png"
 
+# Devices and folders where files belong; a depth written with Windows line ends.
+refuse "a device as a scene" "/dev/zero: not a file" timeout 10 "$vesk" describe /dev/zero
+refuse "a folder as a render" "not a file" "$vesk" filter Lens --in "$work" -o "$work/x.png"
+refuse "a device as settings" "/dev/zero: not a file" timeout 10 "$vesk" settings Track /dev/zero
+{ printf 'Pf\r\n64 48\r\n-1\r\n'; tail -c $((64 * 48 * 4)) "$work/depth.pfm"; } >"$work/crlf.pfm"
+check "a depth with Windows line ends" "$vesk" filter Rayleigh --in "$work/render.png" --depth "$work/crlf.pfm" -o "$work/fog_crlf.png"
+check "reads as the same depth" cmp "$work/fog.png" "$work/fog_crlf.png"
+{ cat "$work/depth.pfm"; printf 'more'; } >"$work/long.pfm"
+refuse "a depth with more data than pixels" "more depth data than 64x48 pixels" "$vesk" filter Rayleigh --in "$work/render.png" --depth "$work/long.pfm" -o "$work/x.png"
+
 refuse "unknown plug-in" "no plug-in named 'Nope'" "$vesk" settings Nope
 refuse "missing settings file" "missing.txt: cannot be read" "$vesk" settings Track "$work/missing.txt"
 refuse "missing scene" "nowhere.lws: cannot be read" "$vesk" describe "$work/nowhere.lws"

@@ -97,6 +97,7 @@ bool CreateInstance(Session &s, const std::string &name, const std::string &sett
     out->handler = FindHandler(s, name, &out->className, error);
     if (!out->handler) return false;
     if (!settingsFile.empty() && access(settingsFile.c_str(), R_OK) != 0) return *error = settingsFile + ": cannot be read", false;
+    if (!settingsFile.empty() && !NotDeviceOrFolder(settingsFile, error)) return false;
     // Every class's record begins with create, destroy, copy, load and save.
     LWError failure = nullptr;
     bool forItem = out->className == "ItemMotionHandler" || out->className == "DisplacementHandler";

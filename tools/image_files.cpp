@@ -11,6 +11,7 @@
 #include <string>
 
 bool ReadPng(const std::string &path, RgbaImage *image, std::string *error) {
+    if (!NotDeviceOrFolder(path, error)) return false;
     png_image png;
     std::memset(&png, 0, sizeof png);
     png.version = PNG_IMAGE_VERSION;
@@ -70,6 +71,7 @@ bool WritePng(const std::string &path, const RgbaImage &image, std::string *erro
 }
 
 bool ReadDepthPfm(const std::string &path, RgbaImage *image, std::string *error) {
+    if (!NotDeviceOrFolder(path, error)) return false;
     std::ifstream in(path, std::ios::binary);
     if (!in) return *error = path + ": cannot be read", false;
     std::string magic;
@@ -77,7 +79,9 @@ bool ReadDepthPfm(const std::string &path, RgbaImage *image, std::string *error)
     double scale = 0;
     if (!(in >> magic >> w >> h >> scale) || magic != "Pf" || w <= 0 || h <= 0 || scale == 0)
         return *error = path + ": not a single-channel PFM depth image", false;
-    in.get();  // the one white-space character before the data
+    // One white-space character ends the header; a file written with
+    // Windows line ends has two, "\r\n".
+    if (in.get() == '\r' && in.peek() == '\n') in.get();
     if (w != image->width || h != image->height)
         return *error = path + ": the depth is " + std::to_string(w) + "x" + std::to_string(h) + ", the image " +
                         std::to_string(image->width) + "x" + std::to_string(image->height),
@@ -85,6 +89,8 @@ bool ReadDepthPfm(const std::string &path, RgbaImage *image, std::string *error)
     std::vector<unsigned char> bytes(static_cast<size_t>(w) * h * 4);
     if (!in.read(reinterpret_cast<char *>(bytes.data()), static_cast<std::streamsize>(bytes.size())))
         return *error = path + ": the depth data is cut short", false;
+    if (in.peek() != std::char_traits<char>::eof())
+        return *error = path + ": more depth data than " + std::to_string(w) + "x" + std::to_string(h) + " pixels", false;
     bool little = scale < 0;
     image->depth.resize(static_cast<size_t>(w) * h);
     for (int row = 0; row < h; ++row)

@@ -133,3 +133,10 @@ bool WriteWhole(const std::string &path, const std::string &bytes, std::string *
     WholeFile file;
     return file.Open(path, error) && file.Write(bytes.data(), bytes.size(), error) && file.Commit(error);
 }
+
+bool NotDeviceOrFolder(const std::string &path, std::string *error) {
+    struct stat info {};
+    if (stat(path.c_str(), &info) != 0 || S_ISREG(info.st_mode)) return true;
+    *error = path + ": not a file";
+    return false;
+}

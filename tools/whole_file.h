@@ -37,3 +37,7 @@ private:
 
 // The whole of `bytes` as the file at `path`.
 bool WriteWhole(const std::string &path, const std::string &bytes, std::string *error);
+
+// For readers: false, with "PATH: not a file", for a folder or a device (which
+// might never end); a path that is not there passes, for the reader to report.
+bool NotDeviceOrFolder(const std::string &path, std::string *error);
