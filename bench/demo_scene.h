@@ -1,5 +1,5 @@
-// One of the demo scenes of examples/, loaded into an embedded host with the
-// module linked in, for benchmarks that evaluate its items as the host does.
+// One of the demo scenes of examples/ (or none), loaded into an embedded host
+// with the module linked in, for benchmarks that drive the module as the host does.
 #pragma once
 
 #include <cstdio>
@@ -15,11 +15,12 @@ extern "C" ModuleDescriptor _mod_descrip;
 struct DemoScene {
     EmbeddedHost host;
     LoadedModule module;
-    explicit DemoScene(const char *scene) {
+    // Without a scene, the host with the module and nothing in its scene.
+    explicit DemoScene(const char *scene = nullptr) {
         std::string error;
         AttachModule(&_mod_descrip, &module, &error);
         host.UseModule(&module);
-        if (!LoadSceneFile(host, (std::string(VESK_SOURCE_DIR "/examples/") + scene).c_str(), &error)) {
+        if (scene && !LoadSceneFile(host, (std::string(VESK_SOURCE_DIR "/examples/") + scene).c_str(), &error)) {
             std::fprintf(stderr, "%s\n", error.c_str());
             std::abort();
         }

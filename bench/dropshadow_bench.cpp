@@ -7,11 +7,8 @@
 #include <string>
 
 #include "../tests/dropshadow_reference.h"
-#include "host/embedded_host.h"
-#include "host/module_loader.h"
+#include "demo_scene.h"
 #include "host/passes.h"
-
-extern "C" ModuleDescriptor _mod_descrip;
 
 namespace {
 
@@ -25,11 +22,9 @@ std::vector<unsigned char> Frame() {
 }
 
 void DropShadowGather(benchmark::State &state) {
-    EmbeddedHost host;
-    LoadedModule module;
+    DemoScene bench;
+    EmbeddedHost &host = bench.host;
     std::string error;
-    AttachModule(&_mod_descrip, &module, &error);
-    host.UseModule(&module);
     host.scene.frameWidth = kWidth;
     host.scene.frameHeight = kHeight;
     auto *h = static_cast<const ImageFilterHandler *>(host.Handler("ImageFilterHandler", "DropShadow", &error));

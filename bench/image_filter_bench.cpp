@@ -7,12 +7,9 @@
 #include <random>
 #include <string>
 
-#include "host/embedded_host.h"
-#include "host/module_loader.h"
+#include "demo_scene.h"
 #include "host/passes.h"
 #include "host/scene_file.h"
-
-extern "C" ModuleDescriptor _mod_descrip;
 
 namespace {
 
@@ -44,11 +41,9 @@ BENCHMARK(FrameCopy)->Unit(benchmark::kMillisecond);
 
 // The filter with settings loaded as a scene block would load them.
 void RunFilter(benchmark::State &state, const char *server, const std::string &settings) {
-    EmbeddedHost host;
-    LoadedModule module;
+    DemoScene bench;
+    EmbeddedHost &host = bench.host;
     std::string error;
-    AttachModule(&_mod_descrip, &module, &error);
-    host.UseModule(&module);
     host.scene.frameWidth = kWidth;
     host.scene.frameHeight = kHeight;
     std::string text = "LWSC\n1\nPlugin ImageFilterHandler 1 " + std::string(server) + "\nBEGIN MARVEN_LABS_PLUGIN " +

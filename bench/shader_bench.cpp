@@ -5,20 +5,15 @@
 
 #include <string>
 
-#include "host/embedded_host.h"
-#include "host/module_loader.h"
+#include "demo_scene.h"
 #include "host/passes.h"
-
-extern "C" ModuleDescriptor _mod_descrip;
 
 namespace {
 
 void ShadeSphere(benchmark::State &state, const char *server) {
-    EmbeddedHost host;
-    LoadedModule module;
+    DemoScene bench;
+    EmbeddedHost &host = bench.host;
     std::string error;
-    AttachModule(&_mod_descrip, &module, &error);
-    host.UseModule(&module);
     auto *h = static_cast<const ShaderHandler *>(host.Handler("ShaderHandler", server, &error));
     LWError failure = nullptr;
     LWInstance shader = h ? h->create(&failure) : nullptr;

@@ -38,10 +38,9 @@ int Bake(const std::vector<std::string> &args) {
     if (!(density >= 0 && density <= 1)) return Fail("bake: the density is a fraction from 0 to 1");
     Session s;
     int status = 0;
-    if (!LoadScene(s, positional[0], &status)) return status;
+    Item *item = LoadSceneItem(s, positional[0], positional[1], &status);
+    if (!item) return status;
     Scene &scene = s.host.scene;
-    Item *item = NamedItem(scene, positional[1]);
-    if (!item) return Fail(positional[0] + ": no item named '" + positional[1] + "'");
     if (out.empty()) out = positional[1] + ".mot";
     // The export runs inside the module, as from an item-motion plug-in's panel;
     // a handler activation binds the module to the host first, as there.

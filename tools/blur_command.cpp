@@ -14,10 +14,9 @@ int Blur(const std::vector<std::string> &args) {
     if (positional.size() != 2) return Fail("blur: give a scene file and an item name");
     Session s;
     int status = 0;
-    if (!LoadScene(s, positional[0], &status)) return status;
+    Item *item = LoadSceneItem(s, positional[0], positional[1], &status);
+    if (!item) return status;
     Scene &scene = s.host.scene;
-    Item *item = NamedItem(scene, positional[1]);
-    if (!item) return Fail(positional[0] + ": no item named '" + positional[1] + "'");
     int frame = scene.firstFrame;
     if (!v[0].empty() && !FrameNumber(v[0], &frame)) return Fail("blur: --frame is a frame from 0 to " + std::to_string(kMostFrames));
     std::vector<double> times = s.host.BlurPassTimes(frame);

@@ -156,6 +156,13 @@ Item *NamedItem(Scene &scene, const std::string &name) {
     return item;
 }
 
+Item *LoadSceneItem(Session &s, const std::string &scenePath, const std::string &name, int *status) {
+    if (!LoadScene(s, scenePath, status)) return nullptr;
+    Item *item = NamedItem(s.host.scene, name);
+    if (!item) *status = Fail(scenePath + ": no item named '" + name + "'");
+    return item;
+}
+
 std::string FrameFileName(const std::string &out, int frame) {
     size_t dot = out.find_last_of('.'), slash = out.find_last_of("/\\");
     if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) dot = out.size();

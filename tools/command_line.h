@@ -73,6 +73,9 @@ bool LoadScene(Session &s, const std::string &path, int *status);
 void EachItem(Scene &scene, const std::function<void(Item &)> &visit);
 // An item by the name the host shows (with its number) or its own.
 Item *NamedItem(Scene &scene, const std::string &name);
+// The scene loaded and its item found; null, with the failure said and its
+// status in *status, when either fails.
+Item *LoadSceneItem(Session &s, const std::string &scenePath, const std::string &name, int *status);
 
 // A bar on the terminal's error stream, redrawn as work is done; nothing when
 // the stream is not a terminal.

@@ -32,6 +32,13 @@ struct PreviewControl {
     unsigned char rgb[kPreviewSide * kPreviewSide * 3];  // rows top down
 };
 
+// A control-table setup giving a preview its side: `.setup = PreviewSide<170>`.
+template <int Side>
+void PreviewSide(void *control) {
+    static_assert(Side > 0 && Side <= kPreviewSide, "a preview fits its pixel buffer");
+    static_cast<PreviewControl *>(control)->width = static_cast<PreviewControl *>(control)->height = Side;
+}
+
 struct ExportMotionControl {
     ControlRecord record;
     void (*click)(ExportMotionControl *, int modifier);

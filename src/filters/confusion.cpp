@@ -35,7 +35,6 @@ int Setup(PluginInstance *p, const ImageRecord &image, LWFrame, LWTime time);
 void Pixel(PluginInstance *p, const ImageRecord &image, int x, int y, BufferValue out[4]);
 
 void NarrowField(void *c) { static_cast<ItemControl *>(c)->width -= 70; }
-void PreviewSize(void *c) { static_cast<PreviewControl *>(c)->width = static_cast<PreviewControl *>(c)->height = kPreviewSize; }
 
 const ControlSpec kTable[kControls] = {
     {.key = "FSTOP", .kind = ControlSpecKind::Numeric, .x = 116, .y = 65, .label = "Lens F-Stop", .value = 4.0,
@@ -50,7 +49,7 @@ const ControlSpec kTable[kControls] = {
      .changed = RefreshFrom, .setup = RadioLabelsLeft},
     {.key = "BLURBG", .kind = ControlSpecKind::Toggle, .x = 380, .y = 269, .label = "Blur Background",
      .changed = RefreshFrom},
-    {.key = "PREVIEW", .kind = ControlSpecKind::Preview, .x = 258, .y = 67, .setup = PreviewSize},
+    {.key = "PREVIEW", .kind = ControlSpecKind::Preview, .x = 258, .y = 67, .setup = PreviewSide<kPreviewSize>},
 };
 
 const PanelSpec kPanel = {.title = "Confusion", .shortName = "Confusion", .width = 440, .height = 350,

@@ -24,7 +24,6 @@ int Setup(PluginInstance *p, const ImageRecord &image, LWFrame, LWTime time);
 void Pixel(PluginInstance *p, const ImageRecord &image, int x, int y, BufferValue out[4]);
 void Refresh(PluginInstance *p);
 void RefreshFrom(ControlRecord *r) { Refresh(r->panel->instance); }
-void PreviewSize(void *c) { static_cast<PreviewControl *>(c)->width = static_cast<PreviewControl *>(c)->height = kPreviewSize; }
 
 void Limits(NumericControl *c, double low, double high, double dragLow, double dragHigh) {
     c->lowClip = c->highClip = 1;
@@ -54,7 +53,7 @@ const ControlSpec kTable[kControls] = {
     {.key = "ALPHA", .kind = ControlSpecKind::Toggle, .x = 120, .y = 186, .label = "Add to Alpha", .changed = RefreshFrom},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 120, .y = 211, .label = "Disable All Effects",
      .changed = RefreshFrom},
-    {.key = "PREVIEW", .kind = ControlSpecKind::Preview, .x = 322, .y = 60, .setup = PreviewSize},
+    {.key = "PREVIEW", .kind = ControlSpecKind::Preview, .x = 322, .y = 60, .setup = PreviewSide<kPreviewSize>},
 };
 
 const PanelSpec kPanel = {.title = "DropShadow", .shortName = "DropShadow", .width = 465, .height = 270,

@@ -41,7 +41,6 @@ void White(void *c) {
     ColorControl *color = static_cast<ColorControl *>(c);
     color->red = color->green = color->blue = 255;
 }
-void PreviewSize(void *c) { static_cast<PreviewControl *>(c)->width = static_cast<PreviewControl *>(c)->height = kPreviewSize; }
 
 const ControlSpec kTable[kControls] = {
     Ranged("XPIN", 60, "X Pincushion", 0, 1),
@@ -63,7 +62,7 @@ const ControlSpec kTable[kControls] = {
      .changed = RefreshFrom},
     {.key = "APPLY", .kind = ControlSpecKind::Radio, .x = 400, .y = 304, .value = kForward, .choices = kApplyChoices,
      .changed = RefreshFrom},
-    {.key = "PREVIEW", .kind = ControlSpecKind::Preview, .x = 300, .y = 60, .setup = PreviewSize},
+    {.key = "PREVIEW", .kind = ControlSpecKind::Preview, .x = 300, .y = 60, .setup = PreviewSide<kPreviewSize>},
 };
 
 // The warp's settings at one time, worked out once per frame.

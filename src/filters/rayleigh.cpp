@@ -32,7 +32,6 @@ void FogColor(void *control) {
     ColorControl *c = static_cast<ColorControl *>(control);
     c->red = 38, c->green = 134, c->blue = 185;
 }
-void PreviewSize(void *c) { static_cast<PreviewControl *>(c)->width = static_cast<PreviewControl *>(c)->height = kPreviewSize; }
 
 const ControlSpec kTable[kControls] = {
     {.key = "NOFOG", .kind = ControlSpecKind::Numeric, .x = 108, .y = 65, .label = "Clear Distance", .value = 0,
@@ -51,7 +50,7 @@ const ControlSpec kTable[kControls] = {
      .choices = kAlphaChoices},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 132, .y = 220, .label = "Disable All Effects",
      .changed = RefreshFrom},
-    {.key = "PREVIEW", .kind = ControlSpecKind::Preview, .x = 247, .y = 60, .setup = PreviewSize},
+    {.key = "PREVIEW", .kind = ControlSpecKind::Preview, .x = 247, .y = 60, .setup = PreviewSide<kPreviewSize>},
 };
 
 // The fog's settings at the frame's time, read once for all its pixels.
