@@ -30,6 +30,19 @@ constexpr long kMostKeys = 1000000;
 // When a scene does not say, the host's usual NTSC rate.
 constexpr double kDefaultFramesPerSecond = 30;
 
+// A folder or a device is refused before it is read (a device may never end).
+bool ReadTextFile(const std::string &path, std::string *text, std::string *error) {
+    std::error_code why;
+    if (std::filesystem::exists(path, why) && !std::filesystem::is_regular_file(path, why))
+        return *error = path + ": not a file", false;
+    std::ifstream in(path, std::ios::binary);
+    if (!in) return *error = path + ": cannot be read", false;
+    std::stringstream all;
+    all << in.rdbuf();
+    *text = all.str();
+    return true;
+}
+
 std::vector<std::string> Words(const std::string &line) {
     std::vector<std::string> words;
     std::istringstream in(line);
@@ -66,19 +79,41 @@ public:
         cutShort_ = !text.empty() && text.back() != '\n' && text.back() != '\r';
     }
 
-    bool Read(std::string *error) {
+    bool Read(std::string *error) { return Finish(Run(), error); }
+
+    // A motion file: "LWMO", its version, then one keyed block of nine
+    // channels, and nothing after the last key.
+    bool ReadMotion(std::vector<Channel> *nine, std::string *error) {
+        what_ = "motion file";
+        std::vector<Channel *> channels;
+        for (Channel &c : *nine) channels.push_back(&c);
+        auto run = [&] {
+            std::string line;
+            if (!Next(&line) || Words(line) != std::vector<std::string>{"LWMO"})
+                return Fail("not a LightWave motion file (no LWMO)");
+            if (!Next(&line)) return Fail("no format version");
+            if (Words(line)[0] != "1")
+                return Fail("motion format version " + Words(line)[0] + " is not LightWave 5's version 1");
+            if (!Curve(channels)) return false;
+            if (Next(&line)) return Fail("more lines after the last key");
+            return true;
+        };
+        return Finish(run(), error);
+    }
+
+private:
+    bool Finish(bool ran, std::string *error) {
         if (cutShort_) {
-            *error = name_ + ":" + std::to_string(lines_.size()) + ": the scene ends in the middle of a line";
+            *error = name_ + ":" + std::to_string(lines_.size()) + ": the " + what_ + " ends in the middle of a line";
             return false;
         }
-        if (!Run()) {
+        if (!ran) {
             *error = name_ + ":" + std::to_string(at_) + ": " + problem_;
             return false;
         }
         return true;
     }
 
-private:
     EmbeddedHost &host_;
     std::string name_;
     std::vector<std::string> lines_;
@@ -86,6 +121,7 @@ private:
     bool cutShort_ = false;
     int at_ = 0;  // line number of the last line taken
     std::string problem_;
+    const char *what_ = "scene";
     Item *item_ = nullptr;    // the item whose lines these are
     Item *object_ = nullptr;  // the object that bones belong to
     std::vector<Channel *> lastCurve_;
@@ -114,7 +150,7 @@ private:
 
     bool Numbers(size_t want, std::vector<double> *out) {
         std::string line;
-        if (!Next(&line)) return Fail("the scene ends inside a motion");
+        if (!Next(&line)) return Fail(std::string("the ") + what_ + " ends inside a motion");
         out->clear();
         for (const std::string &w : Words(line)) {
             char *end = nullptr;
@@ -171,7 +207,10 @@ private:
     bool Envelope(const std::vector<std::string> &words, Channel *channel) {
         if (words.size() < 2) return Fail(words[0] + " needs a value");
         if (words[1] == "(envelope)") return Curve({channel});
-        *channel = ConstantChannel(std::atof(words[1].c_str()));
+        char *end = nullptr;
+        double v = std::strtod(words[1].c_str(), &end);
+        if (*end || !std::isfinite(v)) return Fail("'" + words[1] + "' is not a number");
+        *channel = ConstantChannel(v);
         lastCurve_ = {channel};
         return true;
     }
@@ -469,22 +508,25 @@ bool LoadSceneText(EmbeddedHost &host, const std::string &text, const std::strin
 }
 
 bool LoadSceneFile(EmbeddedHost &host, const std::string &path, std::string *error) {
-    // A folder or a device is refused before it is read (a device may never end).
-    std::error_code why;
-    if (std::filesystem::exists(path, why) && !std::filesystem::is_regular_file(path, why)) {
-        *error = path + ": not a file";
-        return false;
-    }
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        *error = path + ": cannot be read";
-        return false;
-    }
-    std::stringstream text;
-    text << in.rdbuf();
+    std::string text;
+    if (!ReadTextFile(path, &text, error)) return false;
     host.scene.filename = path;
     host.scene.name = BaseName(path);
-    return LoadSceneText(host, text.str(), path, error);
+    return LoadSceneText(host, text, path, error);
+}
+
+bool ReadMotionText(const std::string &text, const std::string &name, std::vector<Channel> *nine, std::string *error) {
+    EmbeddedHost unused;  // a motion file names no items
+    std::vector<Channel> read(9);
+    if (!Reader(unused, text, name).ReadMotion(&read, error)) return false;
+    *nine = std::move(read);
+    return true;
+}
+
+bool ReadMotionFile(const std::string &path, std::vector<Channel> *nine, std::string *error) {
+    std::string text;
+    if (!ReadTextFile(path, &text, error)) return false;
+    return ReadMotionText(text, path, nine, error);
 }
 
 std::string SceneText(EmbeddedHost &host) {
@@ -555,14 +597,4 @@ std::string SceneText(EmbeddedHost &host) {
     }
     out << "\nRenderMode " << s.renderType << "\n";
     return out.str();
-}
-
-bool SaveSceneFile(EmbeddedHost &host, const std::string &path, std::string *error) {
-    std::string text = SceneText(host);
-    std::ofstream out(path, std::ios::binary);
-    if (!out || !(out << text)) {
-        *error = path + ": cannot be written";
-        return false;
-    }
-    return true;
 }

@@ -1,4 +1,4 @@
-// The host's version-1 text scene files (LightWave 3.x to 5.x): objects, null
+// The host's version-1 text scene files and motion files (LightWave 3.x to 5.x): objects, null
 // objects, lights, the camera, bones, keyed motions and envelopes with their end
 // behaviours, parents, targets, pivots, the scene's frame range, fps and frame
 // size, and item-motion plug-in blocks, whose lines reach each instance through
@@ -6,6 +6,9 @@
 #pragma once
 
 #include <string>
+#include <vector>
+
+#include "host/channel.h"
 
 class EmbeddedHost;
 
@@ -13,6 +16,10 @@ class EmbeddedHost;
 bool LoadSceneFile(EmbeddedHost &host, const std::string &path, std::string *error);
 bool LoadSceneText(EmbeddedHost &host, const std::string &text, const std::string &name, std::string *error);
 
+// A motion file (LWMO version 1) into its nine channels X Y Z H P B SX SY SZ.
+// False with "FILE:LINE: reason"; the channels are untouched then.
+bool ReadMotionText(const std::string &text, const std::string &name, std::vector<Channel> *nine, std::string *error);
+bool ReadMotionFile(const std::string &path, std::vector<Channel> *nine, std::string *error);
+
 // Writes the scene back, each plug-in's lines from its save slot.
 std::string SceneText(EmbeddedHost &host);
-bool SaveSceneFile(EmbeddedHost &host, const std::string &path, std::string *error);

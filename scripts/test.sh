@@ -2,7 +2,7 @@
 # Every test: the native unit tests (which also read the built 32-bit vesk.p),
 # the same tests again under AddressSanitizer and UndefinedBehaviorSanitizer,
 # the Windows check of the 64-bit vesk.p under wine64, and half a minute of
-# fuzzing shared by the settings, object, scene and stored image readers.
+# fuzzing shared by the settings, object, scene, stored image and image readers.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/ensure-tools.sh
@@ -10,7 +10,7 @@ vesk_ensure_tools
 
 vesk_build win32 win64 fuzz native sanitize
 
-echo "== fuzzers: settings, object, scene and stored image readers, 8 seconds each"
+echo "== fuzzers: settings, object, scene, stored image and image readers, 6 seconds each"
 if ! ctest --preset fuzz > build/fuzz/fuzz.log 2>&1; then
     tail -n 80 build/fuzz/fuzz.log
     exit 1

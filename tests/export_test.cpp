@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "export/motion_export.h"
+#include "host/scene_file.h"
 #include "module_fixture.h"
 
 namespace {
@@ -71,6 +72,32 @@ TEST_F(ExportFile, SpinningItemsKeepRisingHeadings) {
               "1 2 3 170 0 0 1 1 1\r\n0 0 0 0 0\r\n"
               "1 2 3 190 0 0 1 1 1\r\n1 0 0 0 0\r\n"
               "1 2 3 210 0 0 1 1 1\r\n2 0 0 0 0\r\n");
+}
+
+TEST_F(ExportFile, ABakedFileReadsBackAsTheMotionItFollows) {
+    // A spline between three keys, baked a key a frame, read back: every key
+    // holds the item's value at its frame to the file's six digits.
+    Item &ball = host.scene.AddNullObject("Ball");
+    ball.SetRest({0, 0, 0});
+    ball.AddKey(6, {2.5, -1, 0.125, 30, -12, 5, 1, 2, 1});
+    ball.AddKey(12, {-4, 3, 9, 400, 0, -5, 0.5, 1, 3});
+    std::vector<Channel> nine;
+    std::string error;
+    ASSERT_TRUE(ReadMotionText(Bake(ball, 12, false), "ball.mot", &nine, &error)) << error;
+    ASSERT_EQ(nine[0].keys.size(), 13u);
+    for (int frame = 0; frame <= 12; ++frame) {
+        double v[3][3];
+        host.scene.Param(ball, LWIP_POSITION, frame / 10.0, v[0]);
+        host.scene.Param(ball, LWIP_ROTATION, frame / 10.0, v[1]);
+        host.scene.Param(ball, LWIP_SCALING, frame / 10.0, v[2]);
+        for (int c = 0; c < 9; ++c) {
+            double want = c / 3 == 1 ? v[1][c % 3] * 180 / M_PI : v[c / 3][c % 3];
+            const ChannelKey &k = nine[c].keys[frame];
+            EXPECT_EQ(k.frame, frame);
+            // Six significant digits: within half a unit of the sixth.
+            EXPECT_NEAR(k.value, want, 5e-6 * std::max(1.0, std::fabs(want))) << "channel " << c << " frame " << frame;
+        }
+    }
 }
 
 TEST_F(ExportFile, ParentCoordinatesTakeTheOwnChannels) {

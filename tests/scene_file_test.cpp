@@ -119,6 +119,8 @@ TEST_F(SceneFiles, ErrorsNameTheLine) {
         {"LWSC\n1\nAddNullObject N\nObjectMotion (unnamed)\n  9\n  2\n  0 0 0 0 0 0 1 1 1\n  0 0 0 0 0\n",
          "bad.lws:8: the scene ends inside a motion"},
         {"LWSC\n1\nAddNullObject N\nParentObject 4\n", "bad.lws:4: no object 4 in the scene"},
+        {"LWSC\n1\nZoomFactor inf\n", "bad.lws:3: 'inf' is not a number"},
+        {"LWSC\n1\nAddNullObject N\nObjDissolve 0.5x\n", "bad.lws:4: '0.5x' is not a number"},
         {"LWSC\n1\nAddNullObject N\nPlugin ItemMotionHandler 1 Nope\nEndPlugin\n",
          "bad.lws:4: the module has no ItemMotionHandler named Nope"},
         {"LWSC\n1\nAddNullObject N\nPlugin ItemMotionHandler 1 Track\nBEGIN\n", "bad.lws:4: Plugin Track has no EndPlugin"},
@@ -185,3 +187,59 @@ TEST_F(SceneFiles, FiltersOfTheEffectsSurviveWritingAndReading) {
 }
 
 }  // namespace
+
+TEST(MotionFiles, ReadTheRealFilesAndRefuseDamagedOnes) {
+    // bot.mot by hand: 19 keys, the last at frame 150 with X -0.7722701 and P -8.209064.
+    std::vector<Channel> nine;
+    std::string error;
+    ASSERT_TRUE(ReadMotionFile(kReal + "nxng-experiments/bot.mot", &nine, &error)) << error;
+    ASSERT_EQ(nine.size(), 9u);
+    ASSERT_EQ(nine[0].keys.size(), 19u);
+    EXPECT_EQ(nine[0].keys.back().frame, 150);
+    EXPECT_EQ(nine[0].keys.back().value, -0.7722701);
+    EXPECT_EQ(nine[4].keys.back().value, -8.209064);
+    EXPECT_EQ(nine[1].keys[1].frame, 5);
+    ASSERT_TRUE(ReadMotionFile(kReal + "nxng-experiments/l.mot", &nine, &error)) << error;
+    EXPECT_EQ(nine[8].keys.size(), 1u);
+
+    const std::string key = "0 0 0 0 0 0 1 1 1\n0 0 0 0 0\n";
+    struct Case {
+        std::string text, error;
+    } cases[] = {
+        {"LWSC\n1\n", "m.mot:1: not a LightWave motion file (no LWMO)"},
+        {"LWMO\n3\n", "m.mot:2: motion format version 3 is not LightWave 5's version 1"},
+        {"LWMO\n1\n8\n1\n" + key, "m.mot:3: expected 9 channels, found 8"},
+        {"LWMO\n1\n9\n0\n", "m.mot:4: a motion's key count is a whole number from 1 to 1000000, not 0"},
+        {"LWMO\n1\n9\n1e300\n", "m.mot:4: a motion's key count is a whole number from 1 to 1000000, not 1e300"},
+        {"LWMO\n1\n9\n2\n" + key, "m.mot:6: the motion file ends inside a motion"},
+        {"LWMO\n1\n9\n1\n0 0 nan 0 0 0 1 1 1\n0 0 0 0 0\n", "m.mot:5: 'nan' is not a number"},
+        {"LWMO\n1\n9\n1\n" + key + "junk\n", "m.mot:7: more lines after the last key"},
+        {"LWMO\n1\n9\n1\n0 0 0 0 0 0 1 1 1\n0 0 0 0", "m.mot:6: the motion file ends in the middle of a line"},
+    };
+    for (const Case &c : cases) {
+        std::vector<Channel> kept(9);
+        kept[0].keys.push_back({});
+        EXPECT_FALSE(ReadMotionText(c.text, "m.mot", &kept, &error));
+        EXPECT_EQ(error, c.error);
+        EXPECT_EQ(kept[0].keys.size(), 1u) << "a refused file leaves the channels as they were";
+    }
+    EXPECT_FALSE(ReadMotionFile(VESK_SOURCE_DIR, &nine, &error));
+    EXPECT_EQ(error, std::string(VESK_SOURCE_DIR) + ": not a file");
+}
+
+TEST(MotionFiles, EveryCutOfARealMotionIsRefused) {
+    // A motion file has no optional part: any shorter piece is damaged.
+    for (const char *name : {"nxng-experiments/bot.mot", "demo-couloir-14/titles/cam.mot", "nxng-experiments/l.mot"}) {
+        std::ifstream in(kReal + name, std::ios::binary);
+        std::stringstream whole;
+        whole << in.rdbuf();
+        const std::string text = whole.str();
+        std::vector<Channel> nine;
+        std::string error;
+        ASSERT_TRUE(ReadMotionText(text, name, &nine, &error)) << error;
+        // Keeping the last line's end is still whole; a cut before it is not.
+        size_t whole_until = text.find_last_not_of("\r\n") + 1;
+        for (size_t cut = 0; cut < whole_until; ++cut)
+            EXPECT_FALSE(ReadMotionText(text.substr(0, cut), name, &nine, &error)) << name << " cut at " << cut;
+    }
+}

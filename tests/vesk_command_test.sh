@@ -41,6 +41,13 @@ check "bake the demo" "$vesk" bake "$source/examples/track_demo.lws" Camera -o "
 # Headings (fourth number of each values line) rise continuously past 180.
 check "headings rise past 180" awk 'NR > 4 && NR % 2 == 1 { h = $4; if (NR > 5 && h < last - 1e-6) exit 1; last = h } END { exit !(last > 180) }' "$work/camera.mot"
 has "121 keys" $'^121\r$' "$work/camera.mot"
+check "describe the baked motion" "$vesk" describe "$work/camera.mot"
+has "its keys and frames" "camera.mot: 121 keys, frames 0 to 120$" "$work/out"
+check "describe a real motion file" "$vesk" describe "$real/nxng-experiments/bot.mot"
+has "bot.mot holds 19 keys to frame 150" "bot.mot: 19 keys, frames 0 to 150$" "$work/out"
+has "its pitch range" "^P  -10.4 to 3.5$" "$work/out"
+head -c 300 "$work/camera.mot" > "$work/cut.mot"
+refuse "a cut motion file" "cut.mot:[0-9]*: the motion file ends" "$vesk" describe "$work/cut.mot"
 
 # The seeded demos: an eyelid that blinks, debris and a hand-held camera that drift.
 check "describe the blink demo" "$vesk" describe "$source/examples/blink_demo.lws"

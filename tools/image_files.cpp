@@ -10,12 +10,29 @@
 #include <sstream>
 #include <string>
 
-bool ReadPng(const std::string &path, RgbaImage *image, std::string *error) {
+namespace {
+
+bool ReadWholeFile(const std::string &path, std::string *bytes, std::string *error) {
     if (!NotDeviceOrFolder(path, error)) return false;
+    std::ifstream in(path, std::ios::binary);
+    if (!in) return *error = path + ": cannot be read", false;
+    bytes->assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    if (in.bad()) return *error = path + ": cannot be read", false;
+    return true;
+}
+
+}  // namespace
+
+bool ReadPng(const std::string &path, RgbaImage *image, std::string *error) {
+    std::string bytes;
+    return ReadWholeFile(path, &bytes, error) && ReadPngBytes(bytes, path, image, error);
+}
+
+bool ReadPngBytes(const std::string &bytes, const std::string &path, RgbaImage *image, std::string *error) {
     png_image png;
     std::memset(&png, 0, sizeof png);
     png.version = PNG_IMAGE_VERSION;
-    if (!png_image_begin_read_from_file(&png, path.c_str()))
+    if (!png_image_begin_read_from_memory(&png, bytes.data(), bytes.size()))
         return *error = path + ": not a readable PNG image (" + png.message + ")", false;
     png.format = PNG_FORMAT_RGBA;
     // A side past 16384 pixels is beyond any frame the host renders (and a
@@ -71,9 +88,12 @@ bool WritePng(const std::string &path, const RgbaImage &image, std::string *erro
 }
 
 bool ReadDepthPfm(const std::string &path, RgbaImage *image, std::string *error) {
-    if (!NotDeviceOrFolder(path, error)) return false;
-    std::ifstream in(path, std::ios::binary);
-    if (!in) return *error = path + ": cannot be read", false;
+    std::string bytes;
+    return ReadWholeFile(path, &bytes, error) && ReadDepthPfmBytes(bytes, path, image, error);
+}
+
+bool ReadDepthPfmBytes(const std::string &bytes, const std::string &path, RgbaImage *image, std::string *error) {
+    std::istringstream in(bytes);
     std::string magic;
     int w = 0, h = 0;
     double scale = 0;
@@ -86,16 +106,17 @@ bool ReadDepthPfm(const std::string &path, RgbaImage *image, std::string *error)
         return *error = path + ": the depth is " + std::to_string(w) + "x" + std::to_string(h) + ", the image " +
                         std::to_string(image->width) + "x" + std::to_string(image->height),
                false;
-    std::vector<unsigned char> bytes(static_cast<size_t>(w) * h * 4);
-    if (!in.read(reinterpret_cast<char *>(bytes.data()), static_cast<std::streamsize>(bytes.size())))
-        return *error = path + ": the depth data is cut short", false;
-    if (in.peek() != std::char_traits<char>::eof())
+    const size_t start = in.eof() ? bytes.size() : static_cast<size_t>(in.tellg());
+    const size_t need = static_cast<size_t>(w) * h * 4;
+    if (bytes.size() - start < need) return *error = path + ": the depth data is cut short", false;
+    if (bytes.size() - start > need)
         return *error = path + ": more depth data than " + std::to_string(w) + "x" + std::to_string(h) + " pixels", false;
+    const unsigned char *data = reinterpret_cast<const unsigned char *>(bytes.data()) + start;
     bool little = scale < 0;
     image->depth.resize(static_cast<size_t>(w) * h);
     for (int row = 0; row < h; ++row)
         for (int x = 0; x < w; ++x) {
-            const unsigned char *b = &bytes[(static_cast<size_t>(row) * w + x) * 4];
+            const unsigned char *b = data + (static_cast<size_t>(row) * w + x) * 4;
             uint32_t bits = little ? (b[0] | b[1] << 8 | b[2] << 16 | static_cast<uint32_t>(b[3]) << 24)
                                    : (b[3] | b[2] << 8 | b[1] << 16 | static_cast<uint32_t>(b[0]) << 24);
             float v;

@@ -11,9 +11,12 @@
 #include "tools/whole_file.h"
 
 bool ReadPng(const std::string &path, RgbaImage *image, std::string *error);
+// The same from a file's bytes already in memory; path only names it in errors.
+bool ReadPngBytes(const std::string &bytes, const std::string &path, RgbaImage *image, std::string *error);
 // zlib's level, 0 (stored) to 9 (smallest); the default suits rendered frames.
 constexpr int kDefaultPngLevel = 1;
 bool WritePng(const std::string &path, const RgbaImage &image, std::string *error, int level = kDefaultPngLevel);
 // Depth of the same size as the image, into image->depth.
 bool ReadDepthPfm(const std::string &path, RgbaImage *image, std::string *error);
+bool ReadDepthPfmBytes(const std::string &bytes, const std::string &path, RgbaImage *image, std::string *error);
 bool WriteDepthPfm(const std::string &path, const RgbaImage &image, std::string *error);
