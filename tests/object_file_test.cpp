@@ -2,6 +2,7 @@
 // every face names points that are there; broken files say why.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 #include <iterator>
 
@@ -30,6 +31,53 @@ TEST(ObjectFile, RealObjectsRead) {
             EXPECT_EQ(g.points.size(), c.points) << c.path << ": every layer's points";
         }
     }
+}
+
+TEST(ObjectFile, SurfacesOfRealObjects) {
+    // Values read off the files' bytes by hand.
+    ObjectGeometry sphere, blue, boxes;
+    std::string error;
+    ASSERT_TRUE(ReadObjectFile(kModels + "LWO/LWOB/sphere_with_mat_gloss_10pc.lwo", &sphere, &error)) << error;
+    ASSERT_EQ(sphere.surfaces.size(), 1u);
+    const Surface &s = sphere.surfaces[0];
+    EXPECT_EQ(s.name, "Default");
+    EXPECT_DOUBLE_EQ(s.color[0], 1.0);  // COLR ff 80 c0
+    EXPECT_DOUBLE_EQ(s.color[1], 128 / 255.0);
+    EXPECT_DOUBLE_EQ(s.color[2], 192 / 255.0);
+    EXPECT_EQ(s.specular, 1.0);     // VSPC 1.0
+    EXPECT_EQ(s.glossiness, 16);    // GLOS 0x0010
+    EXPECT_NEAR(s.smoothing, 1.5626, 1e-4);  // FLAG smoothing, SMAN 0x3fc8030e
+    EXPECT_FALSE(s.doubleSided);
+    EXPECT_EQ(sphere.polygonSurface.size(), sphere.polygons.size());
+    // Polygons face outwards: seen from outside their points run clockwise,
+    // so (b - a) x (c - a) points away from the centre.
+    std::array<double, 3> centre{};
+    for (const auto &p : sphere.points)
+        for (int i = 0; i < 3; ++i) centre[i] += p[i] / sphere.points.size();
+    size_t outward = 0;
+    for (const auto &poly : sphere.polygons) {
+        const auto &a = sphere.points[poly[0]], &b = sphere.points[poly[1]], &c = sphere.points[poly[2]];
+        double u[3] = {b[0] - a[0], b[1] - a[1], b[2] - a[2]}, v[3] = {c[0] - a[0], c[1] - a[1], c[2] - a[2]};
+        double n[3] = {u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2], u[0] * v[1] - u[1] * v[0]};
+        double out = 0;
+        for (int i = 0; i < 3; ++i) out += n[i] * (a[i] - centre[i]);
+        outward += out > 0;
+    }
+    EXPECT_GT(outward, sphere.polygons.size() * 9 / 10);
+
+    ASSERT_TRUE(ReadObjectFile(kModels + "LWO/LWOB/MappingModes/bluewithcylindrictexz.lwo", &blue, &error)) << error;
+    EXPECT_FLOAT_EQ(blue.surfaces[0].specular, 0.3f) << "VSPC replaces SPEC 77";
+    EXPECT_EQ(blue.surfaces[0].smoothing, 0) << "FLAG without smoothing";
+
+    // LWO2: four layers, three tagged surfaces and per-polygon PTAGs.
+    ASSERT_TRUE(ReadObjectFile(kModels + "LWO/LWO2/hierarchy.lwo", &boxes, &error)) << error;
+    ASSERT_EQ(boxes.polygonSurface.size(), boxes.polygons.size());
+    std::vector<std::string> named;
+    for (int i : boxes.polygonSurface) named.push_back(boxes.surfaces[i].name);
+    EXPECT_EQ(named.front(), "BoxOnLayer3");  // layer 3 comes first in the file
+    EXPECT_NE(std::find(named.begin(), named.end(), "RedBox"), named.end());
+    for (const Surface &surface : boxes.surfaces)
+        if (surface.name == "RedBox") EXPECT_EQ(surface.color, (std::array<double, 3>{1, 0, 0}));
 }
 
 TEST(ObjectFile, BrokenFilesSayWhy) {
