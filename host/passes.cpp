@@ -5,31 +5,9 @@
 
 namespace {
 
-using Vec = std::array<double, 3>;
+using Vec = Vec3;
 
 double Dot(const Vec &a, const Vec &b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
-
-// A point of the object's own coordinates placed in the world:
-// world position + (p - pivot) * (right, up, forward), and back.
-struct Placement {
-    Vec position, pivot;
-    Vec rows[3];
-    Vec ToWorld(const Vec &p) const {
-        Vec w = position;
-        for (int i = 0; i < 3; ++i)
-            for (int j = 0; j < 3; ++j) w[j] += (p[i] - pivot[i]) * rows[i][j];
-        return w;
-    }
-    // Back through the world axes in the object's coordinates (item
-    // parameters 9 to 11, the inverse of the rows).
-    Vec inverse[3];
-    Vec ToObject(const Vec &w) const {
-        Vec p = pivot;
-        for (int i = 0; i < 3; ++i)
-            for (int j = 0; j < 3; ++j) p[j] += (w[i] - position[i]) * inverse[i][j];
-        return p;
-    }
-};
 
 // ---- pixel filters: one sample at a time through static context ----
 
@@ -39,20 +17,31 @@ struct Sample {
     unsigned char *out;
 } sample;
 
+// A render buffer's value at the sample, or 0 where the image has none.
+float BufferAt(const RgbaImage &image, int type, size_t at) {
+    if (type < 0 || type > LWBUF_SPECSHADE || image.buffers[type].empty()) return 0;
+    return image.buffers[type][at];
+}
+
 void SampleBytes(int type, int num, BufferValue *out) {
-    const unsigned char *px = &sample.image->rgba[(static_cast<size_t>(sample.y) * sample.image->width + sample.x) * 4];
+    size_t at = static_cast<size_t>(sample.y) * sample.image->width + sample.x;
+    const unsigned char *px = &sample.image->rgba[at * 4];
     for (int i = 0; i < num; ++i) {
         int t = type + i;
-        out[i] = t >= LWBUF_RED && t <= LWBUF_ALPHA ? px[t - LWBUF_RED] : 0;
+        out[i] = t >= LWBUF_RED && t <= LWBUF_ALPHA ? px[t - LWBUF_RED]
+                                                    : static_cast<BufferValue>(BufferAt(*sample.image, t, at));
     }
 }
 
 void SampleFloats(int type, int num, float *out) {
+    size_t at = static_cast<size_t>(sample.y) * sample.image->width + sample.x;
     for (int i = 0; i < num; ++i) {
-        bool depth = type + i == LWBUF_DEPTH && !sample.image->depth.empty();
+        int t = type + i;
         // Without a depth buffer everything lies far away, as the backdrop does.
-        out[i] = depth ? sample.image->depth[static_cast<size_t>(sample.y) * sample.image->width + sample.x]
-                       : (type + i == LWBUF_DEPTH ? 1e30f : 0.0f);
+        if (t == LWBUF_DEPTH)
+            out[i] = sample.image->depth.empty() ? kBackdropDepth : sample.image->depth[at];
+        else
+            out[i] = BufferAt(*sample.image, t, at);
     }
 }
 
@@ -67,7 +56,9 @@ int NoLight(LWItemID, const double *, double *, double *) { return 0; }
 
 struct Frame {
     std::vector<unsigned char> planes[4];
+    std::vector<unsigned char> bytePlanes[LWBUF_RAW_BLUE + 1];  // the render's byte buffers asked for
     std::vector<float> depth;
+    const RgbaImage *in;
     RgbaImage *out;
     unsigned char *pixels;  // out's interleaved bytes, where setRGB and setAlpha write
     int width;
@@ -75,12 +66,19 @@ struct Frame {
 } frame;
 
 BufferValue *FrameLine(int type, int y) {
-    if (type < LWBUF_RED || type > LWBUF_ALPHA || y < 0 || y >= frame.out->height) return nullptr;
-    return frame.planes[type - LWBUF_RED].data() + static_cast<size_t>(y) * frame.width;
+    if (y < 0 || y >= frame.out->height) return nullptr;
+    size_t row = static_cast<size_t>(y) * frame.width;
+    if (type >= LWBUF_RED && type <= LWBUF_ALPHA) return frame.planes[type - LWBUF_RED].data() + row;
+    if (type >= 0 && type <= LWBUF_RAW_BLUE && !frame.bytePlanes[type].empty()) return frame.bytePlanes[type].data() + row;
+    return nullptr;
 }
 float *FrameFloatLine(int type, int y) {
-    if (type != LWBUF_DEPTH || frame.depth.empty() || y < 0 || y >= frame.out->height) return nullptr;
-    return frame.depth.data() + static_cast<size_t>(y) * frame.width;
+    if (y < 0 || y >= frame.out->height) return nullptr;
+    size_t row = static_cast<size_t>(y) * frame.width;
+    if (type == LWBUF_DEPTH) return frame.depth.empty() ? nullptr : frame.depth.data() + row;
+    if (type > LWBUF_RAW_BLUE && type <= LWBUF_SPECSHADE && !frame.in->buffers[type].empty())
+        return const_cast<float *>(frame.in->buffers[type].data()) + row;
+    return nullptr;
 }
 void FrameSetRGB(int x, int y, BufferValue rgb[3]) {
     unsigned char *at = frame.pixels + (static_cast<size_t>(y) * frame.width + x) * 4;
@@ -96,11 +94,21 @@ void MonitorDone(void *) {}
 
 }  // namespace
 
-std::vector<std::array<double, 3>> DisplacedPoints(EmbeddedHost &host, const Item &object, double time,
-                                                   std::string *error) {
-    EvaluationPass pass(host);  // one frame's points: the scene holds still
-    std::vector<Vec> points = object.geometry.points;
-    Scene &scene = host.scene;
+Vec3 Placement::ToWorld(const Vec3 &p) const {
+    Vec3 w = position;
+    for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j) w[j] += (p[i] - pivot[i]) * rows[i][j];
+    return w;
+}
+
+Vec3 Placement::ToObject(const Vec3 &w) const {
+    Vec3 p = pivot;
+    for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j) p[j] += (w[i] - position[i]) * inverse[i][j];
+    return p;
+}
+
+Placement PlacementAt(const Scene &scene, const Item &object, double time) {
     Placement place;
     place.pivot = object.pivot;
     scene.Param(object, LWIP_W_POSITION, time, place.position.data());
@@ -108,6 +116,15 @@ std::vector<std::array<double, 3>> DisplacedPoints(EmbeddedHost &host, const Ite
         scene.Param(object, LWIP_RIGHT + i, time, place.rows[i].data());
         scene.Param(object, LWIP_W_RIGHT + i, time, place.inverse[i].data());
     }
+    return place;
+}
+
+std::vector<std::array<double, 3>> DisplacedPoints(EmbeddedHost &host, const Item &object, double time,
+                                                   std::string *error) {
+    EvaluationPass pass(host);  // one frame's points: the scene holds still
+    std::vector<Vec> points = object.geometry.points;
+    Scene &scene = host.scene;
+    const Placement place = PlacementAt(scene, object, time);
     LWFrame f = static_cast<LWFrame>(std::floor(scene.FrameAt(time) + 0.5));
     for (const DisplacementPluginUse &use : object.displacementPlugins) {
         if (LWError e = use.handler->newTime(use.instance, IdOf(&object), f, time)) {
@@ -129,7 +146,7 @@ std::vector<std::array<double, 3>> DisplacedPoints(EmbeddedHost &host, const Ite
 }
 
 bool RunPixelFilter(const PixelFilterHandler *h, LWInstance instance, RgbaImage *image, int frameNumber, double time,
-                    std::string *error) {
+                    std::string *error, const RayFunctions *rays) {
     if (LWError e = h->init(instance)) return *error = e, false;
     if (LWError e = h->newTime(instance, frameNumber, time)) {
         h->cleanup(instance);
@@ -144,6 +161,12 @@ bool RunPixelFilter(const PixelFilterHandler *h, LWInstance instance, RgbaImage 
     access.rayTrace = NoRay;
     access.rayCast = NoCast;
     access.rayShade = NoShade;
+    if (rays && (h->flags(instance) & LWPFF_RAYTRACE)) {
+        access.illuminate = rays->illuminate;
+        access.rayTrace = rays->rayTrace;
+        access.rayCast = rays->rayCast;
+        access.rayShade = rays->rayShade;
+    }
     for (int y = 0; y < image->height; ++y)
         for (int x = 0; x < image->width; ++x) {
             sample = {&source, x, y, &image->rgba[(static_cast<size_t>(y) * image->width + x) * 4]};
@@ -170,6 +193,12 @@ bool RunImageFilter(const ImageFilterHandler *h, LWInstance instance, RgbaImage 
         plane[0][i] = from[0], plane[1][i] = from[1], plane[2][i] = from[2], plane[3][i] = from[3];
     frame.depth.clear();
     if ((wanted & (1u << LWBUF_DEPTH)) && !image->depth.empty()) frame.depth = image->depth;
+    for (int type = 0; type <= LWBUF_RAW_BLUE; ++type) {
+        frame.bytePlanes[type].clear();
+        if ((wanted & (1u << type)) && !image->buffers[type].empty())
+            for (float v : image->buffers[type]) frame.bytePlanes[type].push_back(static_cast<unsigned char>(v));
+    }
+    frame.in = image;
     frame.out = image;
     frame.pixels = image->rgba.data();
     frame.width = image->width;

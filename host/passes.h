@@ -11,10 +11,40 @@
 
 #include "host/embedded_host.h"
 
+// Where nothing was hit: the backdrop lies this far away.
+constexpr float kBackdropDepth = 1e30f;
+
 struct RgbaImage {
     int width = 0, height = 0;
     std::vector<unsigned char> rgba;  // interleaved, rows top down
     std::vector<float> depth;         // width * height, or empty
+    // A render's other buffers by their codes (LWBUF_SPECIAL to LWBUF_SPECSHADE,
+    // depth apart): width * height each, or empty. The byte buffers (codes 0
+    // to 8) hold 0 to 255.
+    std::vector<float> buffers[LWBUF_SPECSHADE + 1];
+};
+
+using Vec3 = std::array<double, 3>;
+
+// A point of an object's own coordinates placed in the world:
+// world position + (p - pivot) * (right, up, forward), and back through the
+// world axes in the object's coordinates (item parameters 9 to 11).
+struct Placement {
+    Vec3 position, pivot;
+    Vec3 rows[3];
+    Vec3 inverse[3];
+    Vec3 ToWorld(const Vec3 &p) const;
+    Vec3 ToObject(const Vec3 &w) const;
+};
+Placement PlacementAt(const Scene &scene, const Item &object, double time);
+
+// The ray functions a renderer grants to shaders and pixel filters that ask
+// for them (null members: none).
+struct RayFunctions {
+    int (*illuminate)(LWItemID light, const double position[3], double direction[3], double color[3]);
+    double (*rayTrace)(const double position[3], const double direction[3], double color[3]);
+    double (*rayCast)(const double position[3], const double direction[3]);
+    double (*rayShade)(const double position[3], const double direction[3], ShaderAccess *spot);
 };
 
 // The object's points after its displacement plug-ins at a time, in the
@@ -23,9 +53,10 @@ struct RgbaImage {
 std::vector<std::array<double, 3>> DisplacedPoints(EmbeddedHost &host, const Item &object, double time,
                                                    std::string *error);
 
-// Runs a pixel or image filter instance over the image in place.
+// Runs a pixel or image filter instance over the image in place. A pixel
+// filter that asks for the ray functions gets those given, when given.
 bool RunPixelFilter(const PixelFilterHandler *handler, LWInstance instance, RgbaImage *image, int frame,
-                    double time, std::string *error);
+                    double time, std::string *error, const RayFunctions *rays = nullptr);
 bool RunImageFilter(const ImageFilterHandler *handler, LWInstance instance, RgbaImage *image, int frame,
                     double time, std::string *error);
 

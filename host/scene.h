@@ -122,6 +122,17 @@ struct Scene {
     std::array<double, 3> ambientColor{1, 1, 1};
     Channel ambientIntensity = ConstantChannel(0.25);
 
+    // What a render sees behind and between the objects (colours 0 to 1): one
+    // backdrop colour, or the gradient from zenith through sky | ground to nadir.
+    bool solidBackdrop = true;
+    std::array<double, 3> backdropColor{0, 0, 0};
+    std::array<double, 3> zenithColor{0, 40 / 255.0, 80 / 255.0}, skyColor{120 / 255.0, 180 / 255.0, 240 / 255.0};
+    std::array<double, 3> groundColor{50 / 255.0, 40 / 255.0, 30 / 255.0}, nadirColor{100 / 255.0, 80 / 255.0, 60 / 255.0};
+    int fogType = 0;  // 0 off; otherwise fog from the nearest to the farthest distance
+    double fogNearest = 0, fogFarthest = 1;
+    std::array<double, 3> fogColor{0, 0, 0};
+    unsigned rayTraceEffects = 0;  // 1 shadows, 2 reflections, 4 refractions
+
     Item &AddObject(const std::string &name, const std::string &filename = "");
     Item &AddNullObject(const std::string &name);
     Item &AddLight(const std::string &name = "Light");

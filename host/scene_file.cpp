@@ -27,6 +27,27 @@ int ResolutionWidth(int level) {
 
 constexpr long kMostKeys = 1000000;
 
+// Pixel widths over heights of the PixelAspectRatio presets (0 D2 NTSC, 1 D1
+// NTSC, 2 square, 3 D2 PAL, 4 D1 PAL; -1 custom, given by CustomPixelRatio);
+// the host's own figures are not published: these are the formats' usual ones.
+double PixelAspect(int preset, double custom) {
+    switch (preset) {
+    case 0: return 0.86;
+    case 1: return 0.9;
+    case 3: return 1.03;
+    case 4: return 1.0667;
+    case -1: return custom;
+    default: return 1;
+    }
+}
+
+// The fog lines of the effects section; only FogType is seen in real files,
+// the distance and colour keywords are the likely ones, unconfirmed.
+struct FogKeys {
+    const char *type, *nearest, *farthest, *color;
+};
+constexpr FogKeys kFogKeys = {"FogType", "FogMinDist", "FogMaxDist", "FogColor"};
+
 // When a scene does not say, the host's usual NTSC rate.
 constexpr double kDefaultFramesPerSecond = 30;
 
@@ -383,7 +404,21 @@ private:
             } else if (k == "CustomSize" && w.size() >= 3) {
                 s.frameWidth = static_cast<int>(number(1));
                 s.frameHeight = static_cast<int>(number(2));
-            } else if (k == "Plugin") { if (!Plugin(w)) return false; }
+            } else if (k == "PixelAspectRatio") s.pixelAspect = PixelAspect(static_cast<int>(number(1)), s.pixelAspect);
+            else if (k == "CustomPixelRatio") { if (number(1) > 0) s.pixelAspect = number(1); }
+            else if (k == "ShadowCasting" && item_) item_->shadowType = number(1) != 0 ? LWLSHAD_RAYTRACE : LWLSHAD_OFF;
+            else if (k == "SolidBackdrop") s.solidBackdrop = number(1) != 0;
+            else if (k == "BackdropColor") s.backdropColor = {number(1) / 255, number(2) / 255, number(3) / 255};
+            else if (k == "ZenithColor") s.zenithColor = {number(1) / 255, number(2) / 255, number(3) / 255};
+            else if (k == "SkyColor") s.skyColor = {number(1) / 255, number(2) / 255, number(3) / 255};
+            else if (k == "GroundColor") s.groundColor = {number(1) / 255, number(2) / 255, number(3) / 255};
+            else if (k == "NadirColor") s.nadirColor = {number(1) / 255, number(2) / 255, number(3) / 255};
+            else if (k == kFogKeys.type) s.fogType = static_cast<int>(number(1));
+            else if (k == kFogKeys.nearest) s.fogNearest = number(1);
+            else if (k == kFogKeys.farthest) s.fogFarthest = number(1);
+            else if (k == kFogKeys.color) s.fogColor = {number(1) / 255, number(2) / 255, number(3) / 255};
+            else if (k == "RayTraceEffects") s.rayTraceEffects = static_cast<unsigned>(number(1)) & 7;
+            else if (k == "Plugin") { if (!Plugin(w)) return false; }
             // Anything else (display, effects, IK, view settings) is not ours to read.
             if (!unusable.empty()) return Fail("'" + unusable + "' is not a usable number for " + k);
         }
@@ -570,6 +605,8 @@ std::string SceneText(EmbeddedHost &host) {
             << Number(light->lightColor[2] * 255) << "\n";
         WriteEnvelope(out, "LgtIntensity", light->intensity);
         out << "LightType " << light->lightType << "\nShadowType " << light->shadowType << "\n";
+        out << "ConeAngle " << Number(light->coneRadius * 57.29577951308232) << "\nEdgeAngle "
+            << Number(light->coneEdge * 57.29577951308232) << "\n";
     }
     for (const auto &camera : s.cameras) {
         out << "\nShowCamera 1 7\n";
@@ -578,6 +615,7 @@ std::string SceneText(EmbeddedHost &host) {
         WritePlugins(out, *camera);
         WriteEnvelope(out, "ZoomFactor", camera->zoom);
         out << "CustomSize " << s.frameWidth << " " << s.frameHeight << "\n";
+        out << "PixelAspectRatio -1\nCustomPixelRatio " << Number(s.pixelAspect) << "\n";
         out << "Antialiasing " << s.antialiasing << "\n";
         out << "MotionBlur " << ((s.renderOptions & LWROPT_MOTIONBLUR) ? 1 : 0) << "\n";
         WriteEnvelope(out, "BlurLength", camera->blurLength);
@@ -586,6 +624,21 @@ std::string SceneText(EmbeddedHost &host) {
         WriteEnvelope(out, "LensFStop", camera->fStop);
         out << "FieldRendering " << ((s.renderOptions & LWROPT_FIELDS) ? 1 : 0) << "\n";
     }
+    auto colour = [&](const char *key, const std::array<double, 3> &c) {
+        out << key << " " << Number(c[0] * 255) << " " << Number(c[1] * 255) << " " << Number(c[2] * 255) << "\n";
+    };
+    out << "\nSolidBackdrop " << (s.solidBackdrop ? 1 : 0) << "\n";
+    colour("BackdropColor", s.backdropColor);
+    colour("ZenithColor", s.zenithColor);
+    colour("SkyColor", s.skyColor);
+    colour("GroundColor", s.groundColor);
+    colour("NadirColor", s.nadirColor);
+    out << kFogKeys.type << " " << s.fogType << "\n";
+    if (s.fogType) {
+        out << kFogKeys.nearest << " " << Number(s.fogNearest) << "\n" << kFogKeys.farthest << " " << Number(s.fogFarthest) << "\n";
+        colour(kFogKeys.color, s.fogColor);
+    }
+    out << "RayTraceEffects " << s.rayTraceEffects << "\n";
     // The effects: pixel and image filters, each class numbered from 1.
     int pixelSlot = 0, imageSlot = 0;
     for (const FilterPluginUse &use : s.filterPlugins) {

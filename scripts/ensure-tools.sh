@@ -1,7 +1,7 @@
 # Installs, from Debian's packages, whatever the builds and tests need and this
 # machine lacks. Sourced by run.sh and test.sh.
 vesk_packages=(
-    cmake ninja-build g++ libgtest-dev libbenchmark-dev libpng-dev imagemagick
+    cmake ninja-build g++ libgtest-dev libbenchmark-dev libpng-dev libembree-dev imagemagick
     g++-mingw-w64-i686-posix g++-mingw-w64-x86-64-posix binutils-mingw-w64-i686
     wine wine64 xvfb
     clang libclang-rt-dev

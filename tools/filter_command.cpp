@@ -1,7 +1,6 @@
 // vesk filter: a pixel or image filter over one rendered image or over a whole
 // rendered sequence, with its settings from a file, from a scene's effects or
 // its defaults.
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cctype>
@@ -13,6 +12,7 @@
 #include "host/passes.h"
 #include "host/scene_file.h"
 #include "tools/command_line.h"
+#include "tools/frame_sequence.h"
 #include "tools/image_files.h"
 
 namespace {
@@ -72,57 +72,6 @@ bool FilterFile(Session &s, const FilterRun &run, const std::string &in, const s
     return WritePng(out, picture, error, run.pngLevel);
 }
 
-// A frame pattern holds one printf-style number, %d or %04d: "%%" stands for
-// a percent sign. Any other use of % is refused.
-bool IsFramePattern(const std::string &pattern) {
-    int numbers = 0;
-    for (size_t i = 0; i < pattern.size(); ++i) {
-        if (pattern[i] != '%') continue;
-        if (i + 1 < pattern.size() && pattern[i + 1] == '%') {
-            ++i;
-            continue;
-        }
-        size_t j = i + 1;
-        while (j < pattern.size() && std::isdigit(static_cast<unsigned char>(pattern[j]))) ++j;
-        if (j >= pattern.size() || pattern[j] != 'd' || j - i > 4) return false;
-        ++numbers;
-        i = j;
-    }
-    return numbers == 1;
-}
-
-std::string FrameFile(const std::string &pattern, int frame) {
-    char name[4096];
-    std::snprintf(name, sizeof name, pattern.c_str(), frame);
-    return name;
-}
-
-// What a worker tells the command after each frame: fixed size, so that one
-// write is one message on the pipe.
-struct FrameReport {
-    int frame;
-    int ok;
-    char error[480];
-};
-
-void Report(int fd, int frame, bool ok, const std::string &error) {
-    FrameReport r{frame, ok ? 1 : 0, {}};
-    std::snprintf(r.error, sizeof r.error, "%s", error.c_str());
-    ssize_t written = write(fd, &r, sizeof r);
-    (void)written;
-}
-
-// The frames first..last, every jobs-th one from first + index.
-void Work(Session &s, const FilterRun &run, const std::vector<std::string> &v, int first, int last, int index, int jobs,
-          int fd) {
-    for (int frame = first + index; frame <= last; frame += jobs) {
-        std::string error;
-        bool ok = FilterFile(s, run, FrameFile(v[kIn], frame), v[kDepth].empty() ? "" : FrameFile(v[kDepth], frame), frame,
-                             FrameFile(v[kOut], frame), &error);
-        Report(fd, frame, ok, error);
-    }
-}
-
 int Sequence(Session &s, const FilterRun &run, const std::string &name, const std::vector<std::string> &v) {
     int first = 0, last = 0;
     if (!FrameRange(v[kFrames], &first, &last))
@@ -143,60 +92,17 @@ int Sequence(Session &s, const FilterRun &run, const std::string &name, const st
     outFolder = outFolder.find('/') == std::string::npos ? "." : outFolder.substr(0, outFolder.find_last_of('/') + 1);
     if (access(outFolder.c_str(), W_OK) != 0) return Fail(outFolder + ": no folder to write the frames in");
     const int count = last - first + 1;
-    long cores = sysconf(_SC_NPROCESSORS_ONLN);
-    long asked = cores > 0 ? cores : 1;
-    if (!v[kJobs].empty() && !WholeNumber(v[kJobs], 1, 256, &asked)) return Fail("filter: -j wants a number of workers, 1 to 256");
-    int jobs = static_cast<int>(asked > count ? count : asked);
-
-    auto start = std::chrono::steady_clock::now();
-    int done = 0, written = 0;
-    std::vector<std::string> failures;
-    auto take = [&](const FrameReport &r) {
-        ++done;
-        if (r.ok)
-            ++written;
-        else
-            failures.push_back(r.error);
-        DrawProgress(done, count);
-    };
-    if (jobs == 1) {
-        for (int frame = first; frame <= last; ++frame) {
-            std::string error;
-            FrameReport r{frame, FilterFile(s, run, FrameFile(v[kIn], frame), v[kDepth].empty() ? "" : FrameFile(v[kDepth], frame),
-                                            frame, FrameFile(v[kOut], frame), &error), {}};
-            std::snprintf(r.error, sizeof r.error, "%s", error.c_str());
-            take(r);
-        }
-    } else {
-        int ends[2];
-        if (pipe(ends) != 0) return Fail("filter: cannot start the workers");
-        std::fflush(stdout);
-        // Each worker is a copy of this process with the filter already made,
-        // so every frame sees the settings a single-frame run would.
-        std::vector<pid_t> workers;
-        for (int index = 0; index < jobs; ++index) {
-            pid_t pid = fork();
-            if (pid == 0) {
-                close(ends[0]);
-                Work(s, run, v, first, last, index, jobs, ends[1]);
-                std::fflush(stdout);
-                _exit(0);
-            }
-            if (pid > 0) workers.push_back(pid);
-        }
-        close(ends[1]);
-        FrameReport r;
-        while (read(ends[0], &r, sizeof r) == static_cast<ssize_t>(sizeof r)) take(r);
-        close(ends[0]);
-        for (pid_t pid : workers) waitpid(pid, nullptr, 0);
-        if (static_cast<int>(workers.size()) < jobs) jobs = static_cast<int>(workers.size());
-    }
-    double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    for (const std::string &f : failures) std::fprintf(stderr, "vesk: %s\n", f.c_str());
-    if (done < count) std::fprintf(stderr, "vesk: %d frames were not done: a worker stopped early\n", count - done);
-    std::printf("%s: %d of %d frames (%d-%d) filtered to %s in %.1f s by %d worker%s\n", name.c_str(), written, count,
-                first, last, v[kOut].c_str(), seconds, jobs, jobs == 1 ? "" : "s");
-    return written == count ? 0 : 1;
+    int jobs = 1;
+    if (!JobCount(v[kJobs], count, &jobs)) return Fail("filter: -j wants a number of workers, 1 to 256");
+    SequenceResult r = RunSequence(first, last, jobs, [&](int frame, std::string *error) {
+        return FilterFile(s, run, FrameFile(v[kIn], frame), v[kDepth].empty() ? "" : FrameFile(v[kDepth], frame), frame,
+                          FrameFile(v[kOut], frame), error);
+    });
+    for (const std::string &f : r.failures) std::fprintf(stderr, "vesk: %s\n", f.c_str());
+    if (r.done < count) std::fprintf(stderr, "vesk: %d frames were not done: a worker stopped early\n", count - r.done);
+    std::printf("%s: %d of %d frames (%d-%d) filtered to %s in %.1f s by %d worker%s\n", name.c_str(), r.written, count,
+                first, last, v[kOut].c_str(), r.seconds, r.jobs, r.jobs == 1 ? "" : "s");
+    return r.written == count ? 0 : 1;
 }
 
 int Filter(const std::vector<std::string> &args) {

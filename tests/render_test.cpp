@@ -1,0 +1,245 @@
+// The embedded host's renderer against geometry worked out by hand: a
+// sphere's silhouette from the lens formula, a floor's depth from the ray's
+// slope, a point light's Lambert value, a shadow's edge, ray-cast distances,
+// and the polygon, object and position each shaded spot reports.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <map>
+
+#include "host/render/renderer.h"
+#include "module_fixture.h"
+
+namespace {
+
+using V = std::array<double, 3>;
+constexpr double kPi = 3.14159265358979323846;
+
+// A scene with the camera at the origin looking along +Z (zoom 3.2), no
+// ambient light, black solid backdrop.
+struct RenderScene {
+    EmbeddedHost host;
+    Scene &s = host.scene;
+    RenderScene(int width, int height) {
+        s.frameWidth = width, s.frameHeight = height;
+        s.framesPerSecond = 30;
+        s.AddCamera("Camera").SetRest({0, 0, 0});
+        s.ambientIntensity = ConstantChannel(0);
+    }
+    // An object whose polygons are given; surface 0 white, diffuse 1.
+    Item &Object(const std::string &name, std::vector<V> points, std::vector<std::vector<int>> polygons) {
+        Item &o = s.AddObject(name, name + ".lwo");
+        o.SetRest({0, 0, 0});
+        o.geometry.points = std::move(points);
+        o.geometry.polygons = std::move(polygons);
+        o.geometry.surfaces.push_back({});
+        o.geometry.surfaces[0].name = "Plain";
+        o.geometry.surfaces[0].color = {1, 1, 1};
+        o.geometry.polygonSurface.assign(o.geometry.polygons.size(), 0);
+        return o;
+    }
+    Item &Light(int type, V position, V hpb = {0, 0, 0}) {
+        Item &l = s.AddLight("Light");
+        l.lightType = type;
+        l.SetRest(position, hpb);
+        return l;
+    }
+    RgbaImage Shade(Renderer *r = nullptr) {
+        Renderer own(host);
+        Renderer &use = r ? *r : own;
+        RgbaImage image;
+        std::string error;
+        EXPECT_TRUE(use.Shade(0, &image, &error)) << error;
+        return image;
+    }
+};
+
+// A quad facing the camera (its points clockwise as the camera sees them).
+std::vector<int> Quad(int a) { return {a, a + 1, a + 2, a + 3}; }
+std::vector<V> Square(double x0, double y0, double x1, double y1, double z) {
+    return {{x0, y1, z}, {x1, y1, z}, {x1, y0, z}, {x0, y0, z}};
+}
+
+// A globe of quads and end triangles, each made to face outwards.
+void Globe(RenderScene &r, V centre, double radius, int around, int down) {
+    std::vector<V> points;
+    std::vector<std::vector<int>> polygons;
+    for (int i = 0; i <= down; ++i)
+        for (int j = 0; j < around; ++j) {
+            double t = kPi * i / down, p = 2 * kPi * j / around;
+            points.push_back({centre[0] + radius * std::sin(t) * std::cos(p), centre[1] + radius * std::cos(t),
+                              centre[2] + radius * std::sin(t) * std::sin(p)});
+        }
+    auto at = [&](int i, int j) { return i * around + (j % around); };
+    for (int i = 0; i < down; ++i)
+        for (int j = 0; j < around; ++j) {
+            std::vector<int> q = {at(i, j), at(i, j + 1), at(i + 1, j + 1), at(i + 1, j)};
+            const V &a = points[q[0]], &b = points[q[1]], &c = points[q[2]];
+            V u = {b[0] - a[0], b[1] - a[1], b[2] - a[2]}, w = {c[0] - a[0], c[1] - a[1], c[2] - a[2]};
+            V n = {u[1] * w[2] - u[2] * w[1], u[2] * w[0] - u[0] * w[2], u[0] * w[1] - u[1] * w[0]};
+            double out = n[0] * (c[0] - centre[0]) + n[1] * (c[1] - centre[1]) + n[2] * (c[2] - centre[2]);
+            if (out < 0) std::swap(q[1], q[3]);
+            polygons.push_back(q);
+        }
+    r.Object("Globe", points, polygons).geometry.surfaces[0].smoothing = 1.5;
+}
+
+int Alpha(const RgbaImage &im, int x, int y) { return im.rgba[(static_cast<size_t>(y) * im.width + x) * 4 + 3]; }
+int Red(const RgbaImage &im, int x, int y) { return im.rgba[(static_cast<size_t>(y) * im.width + x) * 4]; }
+
+TEST(Renderer, SilhouetteOfASphereFollowsTheLens) {
+    // A sphere of radius R at distance D subtends asin(R / D); at zoom z the
+    // frame's half height is 1 / z, so its radius in pixels is
+    // tan(asin(R / D)) * z * H / 2.
+    const double R = 1, D = 8, z = 3.2;
+    const int W = 400, H = 300;
+    RenderScene r(W, H);
+    Globe(r, {0, 0, D}, R, 96, 48);
+    r.Light(LWLIGHT_DISTANT, {0, 0, 0});
+    RgbaImage im = r.Shade();
+    double expected = R / std::sqrt(D * D - R * R) * z * H / 2;
+    int row = H / 2, covered = 0, column = W / 2, tall = 0;
+    for (int x = 0; x < W; ++x) covered += Alpha(im, x, row) > 0;
+    for (int y = 0; y < H; ++y) tall += Alpha(im, column, y) > 0;
+    EXPECT_NEAR(covered / 2.0, expected, 1.0);
+    EXPECT_NEAR(tall / 2.0, expected, 1.0);
+    EXPECT_EQ(Alpha(im, 0, 0), 0) << "the backdrop is clear";
+}
+
+TEST(Renderer, DepthOfAFloorFollowsTheRaySlope) {
+    // A floor at y = -2: the ray through a pixel's centre has slope v, with
+    // v = (1 - 2 (y + 0.5) / H) / z, and meets it at camera-plane depth -2 / v.
+    const int W = 160, H = 120;
+    RenderScene r(W, H);
+    r.Object("Floor", {{-500, -2, 0.01}, {-500, -2, 1000}, {500, -2, 1000}, {500, -2, 0.01}}, {Quad(0)});
+    RgbaImage im = r.Shade();
+    for (int y : {61, 70, 90, 119})
+        for (int x : {0, 33, 80, 159}) {
+            double v = (1 - 2 * (y + 0.5) / H) / 3.2;
+            double expected = -2 / v;
+            EXPECT_NEAR(im.depth[static_cast<size_t>(y) * W + x], expected, 1e-4 * expected) << x << "," << y;
+        }
+    EXPECT_EQ(im.depth[static_cast<size_t>(10) * W + 5], kBackdropDepth) << "above the horizon: nothing";
+}
+
+TEST(Renderer, PointLightGivesLambertsCosine) {
+    // A white wall at z = 10 lit by a point light at (0, 0, 4): a spot at
+    // (x, y, 10) receives cos = 6 / |(x, y, 6)| of the light.
+    const int W = 200, H = 150;
+    RenderScene r(W, H);
+    r.Object("Wall", Square(-50, -50, 50, 50, 10), {Quad(0)});
+    r.Light(LWLIGHT_POINT, {0, 0, 4});
+    RgbaImage im = r.Shade();
+    for (int x : {100, 130, 170, 199}) {
+        int y = 40;
+        double u = ((x + 0.5) / W * 2 - 1) / 3.2 * W / H, v = (1 - (y + 0.5) / H * 2) / 3.2;
+        V spot = {u * 10, v * 10, 10};
+        double cosine = 6 / std::sqrt(spot[0] * spot[0] + spot[1] * spot[1] + 36);
+        EXPECT_NEAR(Red(im, x, y), cosine * 255, 0.51) << x;
+    }
+}
+
+TEST(Renderer, ShadowEdgeLiesWhereTheLightSays) {
+    // Seen from 10 m straight above, a 2 x 2 tile at y = 0 over a floor at
+    // y = -3, lit by a distant light going down at atan 2 and towards +x:
+    // the tile's shadow is moved 3 / 2 = 1.5 m along x, to x in [0.5, 2.5].
+    // The floor at x shows in column (x / 13 * 3.2 + 1) * W / 2; the tile hides
+    // the floor up to x = 1.3, so the shadow shows from there to its edge at
+    // x = 2.5, column 242.3, and the lit floor has sin(atan 2) of the light.
+    const int W = 300, H = 300;
+    RenderScene r(W, H);
+    r.s.cameras[0]->SetRest({0, 10, 0}, {0, 90, 0});
+    r.s.rayTraceEffects = 1;
+    r.Object("Floor", {{-50, -3, 50}, {50, -3, 50}, {50, -3, -50}, {-50, -3, -50}}, {Quad(0)});
+    Item &tile = r.Object("Tile", {{-1, 0, 1}, {1, 0, 1}, {1, 0, -1}, {-1, 0, -1}}, {Quad(0)});
+    tile.geometry.surfaces[0].color = {0, 0, 1};  // no red of its own
+    r.Light(LWLIGHT_DISTANT, {0, 5, 0}, {90, std::atan(2.0) * 180 / kPi, 0});
+    RgbaImage im = r.Shade();
+    const int row = H / 2;
+    const double edge = (2.5 / 13 * 3.2 + 1) * W / 2, hidden = (1.3 / 13 * 3.2 + 1) * W / 2;
+    const int lit = static_cast<int>(std::lround(std::sin(std::atan(2.0)) * 255));
+    for (int x = static_cast<int>(hidden) + 2; x < W; ++x) {
+        if (std::fabs(x + 0.5 - edge) < 1.5) continue;  // the edge's own pixels
+        EXPECT_EQ(Red(im, x, row), x + 0.5 < edge ? 0 : lit) << "column " << x;
+    }
+    EXPECT_EQ(Red(im, W / 2, row), 0) << "the tile, blue";
+    // Without traced shadows the same floor is lit throughout.
+    r.s.rayTraceEffects = 0;
+    RgbaImage open = r.Shade();
+    EXPECT_EQ(Red(open, static_cast<int>(edge) - 10, row), lit);
+}
+
+TEST(Renderer, RayCastMeetsWhatGeometrySays) {
+    RenderScene r(40, 30);
+    r.Object("Wall", Square(-50, -50, 50, 50, 10), {Quad(0)});
+    r.s.AddNullObject("Null");  // nothing to meet
+    Globe(r, {0, 0, -20}, 2, 32, 16);
+    Renderer renderer(r.host);
+    r.Shade(&renderer);
+    const RayFunctions &rays = renderer.Rays();
+    struct Case {
+        V from, direction;
+        double distance;
+    } cases[] = {
+        {{0, 0, 0}, {0.6, 0, 0.8}, 12.5},   // the wall: 10 / 0.8
+        {{0, 3, 0}, {0, 0, 1}, 10},          // straight on
+        {{5, 0, 20}, {0, 0, -1}, -1},        // through the wall's back (one-sided, unseen), past the globe
+        {{0, 0, 20}, {0, 0, -1}, 38},        // through the wall's back to the globe's far side at z = -18
+        {{0, 0, 0}, {0, 1, 0}, -1},          // into the empty sky
+        {{0, 0, 0}, {0, 0, -2}, 18},         // the globe's near side, direction not unit
+    };
+    for (const Case &c : cases) {
+        double got = rays.rayCast(c.from.data(), c.direction.data());
+        // The globe is faceted: its near side lies within the sagitta of a facet.
+        double slack = c.distance == 18 || c.distance == 38 ? 2 * (1 - std::cos(kPi / 16)) + 1e-9 : 1e-9;
+        EXPECT_NEAR(got, c.distance, slack) << c.direction[0] << " " << c.direction[1] << " " << c.direction[2];
+    }
+    double colour[3] = {9, 9, 9};
+    V up = {0, 1, 0}, origin = {0, 0, 0};
+    EXPECT_EQ(rays.rayTrace(origin.data(), up.data(), colour), -1);
+    EXPECT_EQ(colour[0], 0) << "a miss sees the backdrop";
+}
+
+// A shader of the test's own: it reports the spots it sees and paints the
+// polygon number into the red channel.
+std::map<std::pair<int, int>, ShaderAccess> seen;
+LWError NoError(LWInstance) { return nullptr; }
+void Nothing(LWInstance) {}
+LWError NoTime(LWInstance, LWFrame, LWTime) { return nullptr; }
+void Record(LWInstance, ShaderAccess *sa) {
+    seen[{sa->sx, sa->sy}] = *sa;
+    sa->color[0] = sa->polNum;
+    sa->luminous = 0;  // not claimed by the flags: put back
+}
+unsigned ColourOnly(LWInstance) { return LWSHF_COLOR; }
+
+TEST(Renderer, EachSpotKnowsItsPolygonAndPlace) {
+    // Two polygons side by side: the left one is polygon 0, the right one 1.
+    const int W = 80, H = 60;
+    RenderScene r(W, H);
+    Item &pair = r.Object("Pair", {{-3, 2, 10}, {0, 2, 10}, {0, -2, 10}, {-3, -2, 10}, {3, 2, 10}, {3, -2, 10}},
+                          {{0, 1, 2, 3}, {1, 4, 5, 2}});
+    pair.SetRest({1, 0, 0});  // moved right: object and world positions differ by 1 in x
+    pair.geometry.surfaces[0].luminosity = 1, pair.geometry.surfaces[0].diffuse = 0;
+    ShaderHandler handler{};
+    handler.init = NoError, handler.cleanup = Nothing, handler.newTime = NoTime;
+    handler.evaluate = Record, handler.flags = ColourOnly;
+    Renderer renderer(r.host);
+    renderer.AddSurfaceShader("Plain", &handler, nullptr, "Recorder");
+    seen.clear();
+    RgbaImage im = r.Shade(&renderer);
+    ASSERT_FALSE(seen.empty());
+    for (const auto &[pixel, sa] : seen) {
+        EXPECT_EQ(sa.polNum, sa.oPos[0] < 0 ? 0 : 1) << pixel.first << "," << pixel.second;
+        EXPECT_NEAR(sa.wPos[0] - sa.oPos[0], 1, 1e-9);
+        EXPECT_NEAR(sa.wPos[2], 10, 1e-9);
+        EXPECT_EQ(sa.objID, IdOf(&pair));
+        EXPECT_NEAR(sa.cosine, sa.rayLength > 0 ? 10 / sa.rayLength : 0, 1e-9) << "the camera sees the face at this angle";
+        EXPECT_NEAR(sa.gNorm[2], -1, 1e-12) << "the face looks at the camera";
+        int x = pixel.first, y = pixel.second;
+        EXPECT_EQ(Red(im, x, y), sa.polNum * 255);
+        EXPECT_EQ(im.rgba[(static_cast<size_t>(y) * W + x) * 4 + 1], 255) << "still luminous: that flag was not given";
+    }
+}
+
+}  // namespace
