@@ -3,21 +3,40 @@
 quads): a stalk modelled straight up +Y from its origin, a ball and a box of
 about a thousand points each, fine enough to disperse or shiver point by point,
 a rope lying along +X from its pivot, a finely divided floor to dent, and a
-wheel about the Z axis.
+wheel about the Z axis; and for the render studio the same ball, box and floor
+with described surfaces (colour, smoothing, specular, mirror).
 usage: make_example_objects.py EXAMPLES_DIR"""
 import math
 import struct
 import sys
 
 
-def lwob(path, points, polygons):
+def surf(name, colour, smooth=False, diffuse=1.0, specular=0.0, gloss=64, mirror=0.0):
+    # An LWOB SURF chunk: the name, then sub-chunks with 16-bit lengths.
+    def sub(tag, data):
+        return tag + struct.pack(">H", len(data)) + data
+    data = name.encode() + b"\0" + (b"\0" if len(name) % 2 == 0 else b"")
+    data += sub(b"COLR", bytes(colour) + b"\0")
+    data += sub(b"FLAG", struct.pack(">H", 4 if smooth else 0))
+    data += sub(b"VDIF", struct.pack(">f", diffuse)) + sub(b"VSPC", struct.pack(">f", specular))
+    data += sub(b"GLOS", struct.pack(">H", gloss)) + sub(b"VRFL", struct.pack(">f", mirror))
+    if smooth:
+        data += sub(b"SMAN", struct.pack(">f", math.radians(89.5)))
+    return data
+
+
+def lwob(path, points, polygons, surface=None):
     pnts = b"".join(struct.pack(">fff", *p) for p in points)
-    srfs = b"Default\0"
+    name = surface[0] if surface else "Default"
+    srfs = name.encode() + b"\0" + (b"\0" if len(name) % 2 == 0 else b"")
     pols = b"".join(struct.pack(">H", len(p)) + b"".join(struct.pack(">H", i) for i in p) + struct.pack(">h", 1)
                     for p in polygons)
     body = b"LWOB"
-    for name, data in ((b"PNTS", pnts), (b"SRFS", srfs), (b"POLS", pols)):
-        body += name + struct.pack(">I", len(data)) + data + (b"\0" if len(data) % 2 else b"")
+    chunks = [(b"PNTS", pnts), (b"SRFS", srfs), (b"POLS", pols)]
+    if surface:
+        chunks.append((b"SURF", surf(*surface)))
+    for tag, data in chunks:
+        body += tag + struct.pack(">I", len(data)) + data + (b"\0" if len(data) % 2 else b"")
     with open(path, "wb") as f:
         f.write(b"FORM" + struct.pack(">I", len(body)) + body)
 
@@ -32,7 +51,7 @@ def stalk(rings=41, height=2.0, width=0.08):
     for r in range(rings - 1):
         for s in range(4):
             a, b = 4 * r + s, 4 * r + (s + 1) % 4
-            polygons.append((a, b, b + 4, a + 4))
+            polygons.append((a, a + 4, b + 4, b))  # clockwise seen from outside
     return points, polygons
 
 
@@ -48,10 +67,11 @@ def ball(rings=24, sides=48, radius=1.0, centre=1.2):
     points.append((0.0, centre + radius, 0.0))
     top = len(points) - 1
     ring = lambda r, s: 1 + (r - 1) * sides + s % sides
-    polygons = [(0, ring(1, s + 1), ring(1, s)) for s in range(sides)]
+    # Each polygon's points run clockwise seen from outside, the side LightWave shows.
+    polygons = [(0, ring(1, s), ring(1, s + 1)) for s in range(sides)]
     for r in range(1, rings - 1):
-        polygons += [(ring(r, s), ring(r, s + 1), ring(r + 1, s + 1), ring(r + 1, s)) for s in range(sides)]
-    polygons += [(top, ring(rings - 1, s), ring(rings - 1, s + 1)) for s in range(sides)]
+        polygons += [(ring(r, s), ring(r + 1, s), ring(r + 1, s + 1), ring(r, s + 1)) for s in range(sides)]
+    polygons += [(top, ring(rings - 1, s + 1), ring(rings - 1, s)) for s in range(sides)]
     return points, polygons
 
 
@@ -87,7 +107,7 @@ def rope(rings=61, length=3.0, width=0.05):
     for r in range(rings - 1):
         for s in range(4):
             a, b = 4 * r + s, 4 * r + (s + 1) % 4
-            polygons.append((a, a + 4, b + 4, b))
+            polygons.append((a, b, b + 4, a + 4))  # clockwise seen from outside
     return points, polygons
 
 
@@ -124,3 +144,6 @@ if __name__ == "__main__":
     lwob(out + "/rope.lwo", *rope())
     lwob(out + "/plane.lwo", *plane())
     lwob(out + "/wheel.lwo", *wheel())
+    lwob(out + "/studio_ball.lwo", *ball(), surface=("Ball", (220, 90, 40), True, 0.9, 0.6, 64))
+    lwob(out + "/studio_crate.lwo", *box(cells=4, size=1.0, base=0.0), surface=("Crate", (60, 110, 200), False, 0.9, 0.2, 16))
+    lwob(out + "/studio_floor.lwo", *plane(cells=16, size=16.0), surface=("Floor", (190, 185, 170), False, 0.8, 0.0, 16, 0.2))
