@@ -5,10 +5,13 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
+#include <fstream>
 #include <map>
 
 #include "host/render/renderer.h"
-#include "module_fixture.h"
+#include "host/scene_file.h"
+#include "plugin_harness.h"
 
 namespace {
 
@@ -240,6 +243,80 @@ TEST(Renderer, EachSpotKnowsItsPolygonAndPlace) {
         EXPECT_EQ(Red(im, x, y), sa.polNum * 255);
         EXPECT_EQ(im.rgba[(static_cast<size_t>(y) * W + x) * 4 + 1], 255) << "still luminous: that flag was not given";
     }
+}
+
+}  // namespace
+
+namespace {
+
+class RenderShaders : public PluginTest {};
+
+// An LWOB file of one quad facing the camera, its surface "Skin" red with
+// the given shader block.
+void WriteSkinnedQuad(const std::string &path, const std::string &server, const std::string &data) {
+    auto u32 = [](uint32_t v) { return std::string{char(v >> 24), char(v >> 16), char(v >> 8), char(v)}; };
+    auto u16 = [](unsigned v) { return std::string{char(v >> 8), char(v)}; };
+    auto f32 = [&](float f) {
+        uint32_t bits;
+        std::memcpy(&bits, &f, 4);
+        return u32(bits);
+    };
+    auto chunk = [&](const std::string &id, const std::string &body) {
+        return id + u32(static_cast<uint32_t>(body.size())) + body + (body.size() % 2 ? std::string(1, '\0') : "");
+    };
+    auto sub = [&](const std::string &id, const std::string &body) {
+        return id + u16(static_cast<unsigned>(body.size())) + body + (body.size() % 2 ? std::string(1, '\0') : "");
+    };
+    std::string points;
+    for (V p : Square(-2, -2, 2, 2, 10))
+        for (double c : p) points += f32(static_cast<float>(c));
+    std::string name = server + std::string(1, '\0') + (server.size() % 2 ? "" : std::string(1, '\0'));
+    std::string surf = std::string("Skin\0\0", 6) + sub("COLR", std::string("\xc8\x3c\x28\0", 4)) +
+                       sub("VLUM", f32(1)) + sub("VDIF", f32(0)) + sub("SHDR", name) + sub("SDAT", data);
+    std::string body = "LWOB" + chunk("PNTS", points) + chunk("SRFS", std::string("Skin\0\0", 6)) +
+                       chunk("POLS", u16(4) + u16(0) + u16(1) + u16(2) + u16(3) + u16(1)) + chunk("SURF", surf);
+    std::ofstream(path, std::ios::binary) << "FORM" << u32(static_cast<uint32_t>(body.size())) << body;
+}
+
+TEST_F(RenderShaders, AShaderFromTheObjectFileShadesAsOneGivenByName) {
+    // HSVBoost with a hue shift, saved in the object mode the host uses for
+    // surfaces, stored in the object's SURF; the same instance given for the
+    // surface by name must paint the same pixels, and both differ from none.
+    auto *h = HandlerOf<ShaderHandler>("ShaderHandler", "HSVBoost");
+    LWError failure = nullptr;
+    LWInstance boost = h->create(&failure);
+    Settings(h, boost, "HSVBoost", Number("PERPHUE", 120) + Number("GLANCEHUE", 120));
+    TextStore saved;
+    saved.mode = LWIO_OBJECT;
+    LWSaveState state = saved.SaveState();
+    h->save(boost, &state);
+    const std::string path = ScratchPath("skinned.lwo");
+    WriteSkinnedQuad(path, "HSVBoost", saved.bytes);
+
+    auto render = [&](bool fromFile, bool named) {
+        EmbeddedHost other;
+        other.UseModule(&module);
+        std::string text = "LWSC\n1\nLoadObject " + path + "\nShowCamera 1 7\nCameraMotion (unnamed)\n  9\n  1\n"
+                           "  0 0 0 0 0 0 1 1 1\n  0 0 0 0 0\nCustomSize 64 48\n";
+        std::string error;
+        EXPECT_TRUE(LoadSceneText(other, text, "skinned.lws", &error)) << error;
+        if (!fromFile) other.scene.objects[0]->geometry.surfaces[0].shaders.clear();
+        EXPECT_EQ(other.scene.objects[0]->geometry.surfaces.at(0).name, "Skin");
+        Renderer renderer(other);
+        if (named) renderer.AddSurfaceShader("Skin", h, boost, "HSVBoost");
+        RgbaImage image;
+        EXPECT_TRUE(renderer.Shade(0, &image, &error)) << error;
+        return image.rgba;
+    };
+    auto fromFile = render(true, false), byName = render(false, true), plain = render(false, false);
+    EXPECT_EQ(fromFile, byName);
+    EXPECT_NE(fromFile, plain);
+    // The plain quad is its own colour (200, 60, 40) at full luminosity.
+    size_t middle = (24 * 64 + 32) * 4;
+    EXPECT_EQ(plain[middle], 200);
+    EXPECT_EQ(plain[middle + 1], 60);
+    EXPECT_EQ(plain[middle + 2], 40);
+    h->destroy(boost);
 }
 
 }  // namespace

@@ -21,7 +21,7 @@ refuse() {  # refuse WHAT PATTERN COMMAND...: non-zero exit and one error line m
     fi
 }
 
-for sub in list settings describe bake blur filter displace shade; do check "$sub --help" "$vesk" "$sub" --help; done
+for sub in list settings describe bake blur filter displace shade render; do check "$sub --help" "$vesk" "$sub" --help; done
 
 check "default settings" "$vesk" settings Track
 cp "$work/out" "$work/defaults"
@@ -284,6 +284,32 @@ check "a depth with Windows line ends" "$vesk" filter Rayleigh --in "$work/rende
 check "reads as the same depth" cmp "$work/fog.png" "$work/fog_crlf.png"
 { cat "$work/depth.pfm"; printf 'more'; } >"$work/long.pfm"
 refuse "a depth with more data than pixels" "more depth data than 64x48 pixels" "$vesk" filter Rayleigh --in "$work/render.png" --depth "$work/long.pfm" -o "$work/x.png"
+
+# Rendering: a frame of the studio with its haze, and the same work done by
+# hand (the render without its filters, then vesk filter) giving the same pixels.
+studio=$source/examples/studio_demo.lws
+check "render a studio frame" "$vesk" render "$studio" --frame 6 -o "$work/studio.png" --depth "$work/studio.pfm"
+check "the frame opens in ImageMagick" bash -c "identify -format '%w %h' '$work/studio.png' | grep -q '^640 480$'"
+check "render without filters" "$vesk" render "$studio" --frame 6 --no-filters -o "$work/bare.png" --depth "$work/bare.pfm"
+check "then its haze by hand" "$vesk" filter Rayleigh --scene "$studio" --frame 6 --in "$work/bare.png" --depth "$work/bare.pfm" -o "$work/hazed.png"
+check "the pixel filter inside the render is the one by hand" cmp "$work/studio.png" "$work/hazed.png"
+{ grep -v '^RenderMode' "$studio"; printf 'Plugin ImageFilterHandler 1 DropShadow\nEndPlugin\n'; } >"$work/shadowed.lws"
+cp "$source"/examples/studio_*.lwo "$work/"
+check "render with an image filter" "$vesk" render "$work/shadowed.lws" --frame 6 -o "$work/shadowed.png"
+check "its shadow by hand" "$vesk" filter DropShadow --scene "$work/shadowed.lws" --frame 6 --in "$work/hazed.png" -o "$work/shadowed_by_hand.png"
+check "the image filter inside the render is the one by hand" cmp "$work/shadowed.png" "$work/shadowed_by_hand.png"
+check "a shader on the ball's surface" "$vesk" render "$studio" --frame 6 --shader Ball=HSVBoost -o "$work/boosted.png"
+check "a sequence by two workers" "$vesk" render "$studio" --frames 0-3 -j 2 -o "$work/seq%04d.png"
+check "every frame of it" test -s "$work/seq0000.png" -a -s "$work/seq0003.png"
+check "frame 3 of the sequence is frame 3 alone" bash -c "'$vesk' render '$studio' --frame 3 -o '$work/three.png' && cmp '$work/three.png' '$work/seq0003.png'"
+rm -f "$work/studio_floor.lwo"
+refuse "a missing object" "studio_floor.lwo: no such file" "$vesk" render "$work/shadowed.lws" --frame 6 -o "$work/none.png"
+check "and nothing written" test ! -e "$work/none.png"
+refuse "an unknown shader" "no plug-in named 'Nope'" "$vesk" render "$studio" --frame 6 --shader Ball=Nope -o "$work/none.png"
+refuse "a filter given as a shader" "Rayleigh is not a shader" "$vesk" render "$studio" --frame 6 --shader Ball=Rayleigh -o "$work/none.png"
+printf 'LWSC\n1\nAddNullObject A\n' >"$work/dark.lws"
+refuse "a scene without a camera" "dark.lws: the scene has no camera" "$vesk" render "$work/dark.lws" --frame 1 -o "$work/none.png"
+check "still nothing written" test ! -e "$work/none.png"
 
 refuse "unknown plug-in" "no plug-in named 'Nope'" "$vesk" settings Nope
 refuse "missing settings file" "missing.txt: cannot be read" "$vesk" settings Track "$work/missing.txt"
