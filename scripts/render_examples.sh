@@ -4,8 +4,10 @@
 # blue spot light with traced shadows, a sky gradient and Rayleigh's haze as
 # its pixel filter) rendered as a sequence by two workers, frames 0, 6 and 12;
 # and the example scenes whose objects the plug-ins bend (Dangle's rope,
-# Flexor's stalk, Diffuse's jelly, Poke's floor) at frame 20. Run after a
-# native build.
+# Flexor's stalk, Diffuse's jelly, Poke's floor) at frame 20; and vesk shade
+# on real objects: HSVBoost at its defaults and with a glancing hue shift on
+# the real glossy sphere object, EdgeRGB on the studio ball. Run after a native
+# build, from a checkout with ../shared beside it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 vesk=build/native/vesk out=docs/render
@@ -18,4 +20,20 @@ for scene in dangle flexor diffuse poke; do
     "$vesk" render "examples/${scene}_demo.lws" --frame 20 --size 320x240 -o "$work/$scene.png"
 done
 convert "$work/dangle.png" "$work/flexor.png" "$work/diffuse.png" "$work/poke.png" -alpha off +append "$out/plugin_scenes.png"
-echo "wrote $out/studio.png and $out/plugin_scenes.png"
+sphere=../shared/realdata/assimp/test/models/LWO/LWOB/sphere_with_mat_gloss_10pc.lwo
+cat >"$work/hue.txt" <<'SETTINGS'
+BEGIN MARVEN_LABS_PLUGIN HSVBoost
+VERSION 1
+ BEGIN NUM GLANCEHUE
+ VALUE 150
+ END
+ BEGIN NUM SHARPHUE
+ VALUE 2
+ END
+END MARVEN_LABS_PLUGIN HSVBoost
+SETTINGS
+"$vesk" shade HSVBoost --object "$sphere" -o "$work/plain.png"
+"$vesk" shade HSVBoost --settings "$work/hue.txt" --object "$sphere" -o "$work/hue.png"
+"$vesk" shade EdgeRGB --object examples/studio_ball.lwo -o "$work/edge.png"
+convert "$work/plain.png" "$work/hue.png" "$work/edge.png" +append "$out/shade_on_objects.png"
+echo "wrote $out/studio.png, $out/plugin_scenes.png and $out/shade_on_objects.png"

@@ -302,6 +302,8 @@ check "a shader on the ball's surface" "$vesk" render "$studio" --frame 6 --shad
 check "a sequence by two workers" "$vesk" render "$studio" --frames 0-3 -j 2 -o "$work/seq%04d.png"
 check "every frame of it" test -s "$work/seq0000.png" -a -s "$work/seq0003.png"
 check "frame 3 of the sequence is frame 3 alone" bash -c "'$vesk' render '$studio' --frame 3 -o '$work/three.png' && cmp '$work/three.png' '$work/seq0003.png'"
+check "a shader on a real object" "$vesk" shade HSVBoost --object "$shared/realdata/assimp/test/models/LWO/LWOB/sphere_with_mat_gloss_10pc.lwo" --size 64 -o "$work/on_sphere.png"
+refuse "a shader on a missing object" "nowhere.lwo: no such file" "$vesk" shade HSVBoost --object "$work/nowhere.lwo" -o "$work/none.png"
 rm -f "$work/studio_floor.lwo"
 refuse "a missing object" "studio_floor.lwo: no such file" "$vesk" render "$work/shadowed.lws" --frame 6 -o "$work/none.png"
 check "and nothing written" test ! -e "$work/none.png"

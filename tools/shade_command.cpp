@@ -1,8 +1,11 @@
 // vesk shade: a shader's preview on a lit sphere.
 #include <algorithm>
 #include <array>
+#include <cmath>
 
+#include "host/object_file.h"
 #include "host/passes.h"
+#include "host/render/renderer.h"
 #include "tools/image_files.h"
 #include <cstdio>
 #include <cstdlib>
@@ -12,10 +15,55 @@
 
 namespace {
 
+// The shader on every surface of a real object, framed by a camera in front of
+// it and a little above, under one light from above left, over a slate backdrop.
+bool ShadeObject(Session &s, const std::string &objectPath, const NewInstance &made, long size,
+                 const std::array<double, 3> *colour, RgbaImage *image, std::string *error) {
+    Scene &scene = s.host.scene;
+    Item &object = scene.AddObject(objectPath, objectPath);
+    if (!ReadObjectFile(objectPath, &object.geometry, error)) return false;
+    if (object.geometry.points.empty()) return *error = objectPath + ": the object holds no points", false;
+    object.numPoints = static_cast<int>(object.geometry.points.size());
+    object.numPolygons = static_cast<int>(object.geometry.polygons.size());
+    if (colour)
+        for (Surface &surface : object.geometry.surfaces) surface.color = *colour;
+    std::array<double, 3> low = object.geometry.points[0], high = low;
+    for (const auto &p : object.geometry.points)
+        for (int i = 0; i < 3; ++i) low[i] = std::min(low[i], p[i]), high[i] = std::max(high[i], p[i]);
+    std::array<double, 3> centre;
+    double radius = 0;
+    for (int i = 0; i < 3; ++i) centre[i] = (low[i] + high[i]) / 2;
+    for (const auto &p : object.geometry.points) {
+        double d = 0;
+        for (int i = 0; i < 3; ++i) d += (p[i] - centre[i]) * (p[i] - centre[i]);
+        radius = std::max(radius, std::sqrt(d));
+    }
+    if (!(radius > 0)) radius = 1;
+    object.SetRest({0, 0, 0});
+    // The bounding sphere fills nine tenths of the default lens's height
+    // (zoom 3.2), seen from 20 degrees above.
+    const double distance = radius / std::sin(std::atan(1 / 3.2)) / 0.9, pitch = 20;
+    const double p = pitch * 3.14159265358979323846 / 180;
+    scene.AddCamera("Camera").SetRest({centre[0], centre[1] + distance * std::sin(p), centre[2] - distance * std::cos(p)},
+                                      {0, pitch, 0});
+    scene.AddLight("Light").SetRest({centre[0] - radius, centre[1] + 2 * radius, centre[2] - radius}, {30, 45, 0});
+    scene.frameWidth = scene.frameHeight = static_cast<int>(size);
+    scene.backdropColor = {0.24, 0.26, 0.3};
+    Renderer renderer(s.host);
+    for (const Surface &surface : object.geometry.surfaces)
+        renderer.AddSurfaceShader(surface.name, static_cast<const ShaderHandler *>(made.handler), made.instance,
+                                  made.className);
+    if (!renderer.Shade(0, image, error)) return false;
+    // The backdrop shows in the picture, not as transparency.
+    for (size_t i = 3; i < image->rgba.size(); i += 4) image->rgba[i] = 255;
+    return true;
+}
+
 int Shade(const std::vector<std::string> &args) {
     std::vector<std::string> positional, v;
     std::string error;
-    if (!Options(args, {"--settings", "-o", "--size", "--color", "--png-level"}, &positional, &v, &error)) return Fail("shade: " + error);
+    if (!Options(args, {"--settings", "-o", "--size", "--color", "--png-level", "--object"}, &positional, &v, &error))
+        return Fail("shade: " + error);
     if (positional.size() != 1 || v[1].empty()) return Fail("shade: give a shader and -o OUT.png");
     int pngLevel = kDefaultPngLevel;
     if (!PngLevel(v[4], &pngLevel)) return Fail("shade: --png-level is a whole number from 0 to 9");
@@ -34,14 +82,15 @@ int Shade(const std::vector<std::string> &args) {
     NewInstance made;
     if (!CreateInstance(s, positional[0], v[0], &made, &error)) return Fail(error);
     RgbaImage image;
-    bool ok = made.className == "ShaderHandler"
-                  ? RenderShaderPreview(static_cast<const ShaderHandler *>(made.handler), made.instance, size, size, &image,
-                                        &error, base)
-                  : (error = positional[0] + " is not a shader", false);
+    bool ok = made.className != "ShaderHandler" ? (error = positional[0] + " is not a shader", false)
+              : !v[5].empty() ? ShadeObject(s, v[5], made, size, v[3].empty() ? nullptr : &base, &image, &error)
+                              : RenderShaderPreview(static_cast<const ShaderHandler *>(made.handler), made.instance, size,
+                                                    size, &image, &error, base);
     s.PrintMessages();
     Destroy(made);
     if (!ok || !WritePng(v[1], image, &error, pngLevel)) return Fail(error);
-    std::printf("wrote a %ldx%ld preview of %s to %s\n", size, size, positional[0].c_str(), v[1].c_str());
+    std::printf("wrote a %ldx%ld preview of %s%s%s to %s\n", size, size, positional[0].c_str(), v[5].empty() ? "" : " on ",
+                v[5].c_str(), v[1].c_str());
     return 0;
 }
 
@@ -49,11 +98,15 @@ int Shade(const std::vector<std::string> &args) {
 
 extern const Command shadeCommand = {
     "shade", "a shader's preview on a lit sphere",
-    "usage: vesk shade SHADER [--settings FILE] [--size N] [--color R,G,B] [--png-level L] -o OUT.png\n"
+    "usage: vesk shade SHADER [--settings FILE] [--object OBJECT.lwo] [--size N] [--color R,G,B]\n"
+    "                  [--png-level L] -o OUT.png\n"
     "\n"
     "Renders the shader on a lit sphere four units from the camera (the default\n"
-    "lens), over a checkerboard that shows through where it is transparent.\n"
+    "lens), over a checkerboard that shows through where it is transparent; or,\n"
+    "with --object, on every surface of a real object (LWOB or LWO2), framed from\n"
+    "a little above under one light, by the renderer of vesk render.\n"
     "  --size N         the picture's width and height in pixels (default 256)\n"
-    "  --color R,G,B    the sphere's own colour, 0 to 255 (default 204,204,204)\n"
+    "  --color R,G,B    the sphere's own colour, 0 to 255 (default 204,204,204);\n"
+    "                   with --object, every surface's colour (default: the file's)\n"
     "  --png-level L    zlib level of the PNG, 0 (fastest) to 9 (smallest); default 1\n",
     Shade};
