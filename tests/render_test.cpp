@@ -320,3 +320,60 @@ TEST_F(RenderShaders, AShaderFromTheObjectFileShadesAsOneGivenByName) {
 }
 
 }  // namespace
+
+namespace {
+
+// A pixel filter of the test's own that reads the render's buffers and casts
+// a ray straight ahead from the camera through its sample.
+struct Sampled {
+    BufferValue raw[3];
+    float geometry, depth;
+    double cast;
+};
+std::map<std::pair<int, int>, Sampled> sampled;
+unsigned askFlags = 0;
+LWError NoErr(LWInstance) { return nullptr; }
+void NoCleanup(LWInstance) {}
+LWError NoNewTime(LWInstance, LWFrame, LWTime) { return nullptr; }
+unsigned Asked(LWInstance) { return askFlags; }
+void Sample(LWInstance, const PixelAccess *pa) {
+    Sampled s{};
+    pa->bufVal(LWBUF_RAW_RED, 3, s.raw);
+    pa->fltVal(LWBUF_GEOMETRY, 1, &s.geometry);
+    pa->fltVal(LWBUF_DEPTH, 1, &s.depth);
+    const double from[3] = {0, 0, 0}, ahead[3] = {0, 0, 1};
+    s.cast = pa->rayCast(from, ahead);
+    sampled[{static_cast<int>(pa->sx), static_cast<int>(pa->sy)}] = s;
+    BufferValue rgba[4];
+    pa->bufVal(LWBUF_RED, 4, rgba);
+    pa->setRGBA(rgba);
+}
+
+TEST(Renderer, PixelFiltersSeeTheRendersBuffersAndRays) {
+    // A wall of colour (200, 60, 40) at z = 10, facing the camera.
+    RenderScene r(40, 30);
+    Item &wall = r.Object("Wall", Square(-50, -50, 50, 50, 10), {Quad(0)});
+    wall.geometry.surfaces[0].color = {200 / 255.0, 60 / 255.0, 40 / 255.0};
+    Renderer renderer(r.host);
+    RgbaImage image = r.Shade(&renderer);
+    PixelFilterHandler filter{};
+    filter.init = NoErr, filter.cleanup = NoCleanup, filter.newTime = NoNewTime;
+    filter.evaluate = Sample, filter.flags = Asked;
+    for (unsigned flags : {0u, static_cast<unsigned>(LWPFF_RAYTRACE)}) {
+        askFlags = flags;
+        sampled.clear();
+        std::string error;
+        ASSERT_TRUE(RunPixelFilter(&filter, nullptr, &image, 0, 0, &error, &renderer.Rays())) << error;
+        ASSERT_EQ(sampled.size(), 40u * 30u);
+        const Sampled &middle = sampled.at({20, 15});
+        EXPECT_EQ(middle.raw[0], 200);
+        EXPECT_EQ(middle.raw[1], 60);
+        EXPECT_EQ(middle.raw[2], 40);
+        EXPECT_FLOAT_EQ(middle.depth, 10);
+        // The ray through pixel (20, 15)'s centre meets the wall head on, nearly.
+        EXPECT_NEAR(middle.geometry, 1, 1e-3);
+        EXPECT_EQ(middle.cast, flags ? 10 : -1) << "the ray functions only for a filter that asks";
+    }
+}
+
+}  // namespace
