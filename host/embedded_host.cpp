@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <unordered_map>
 
 #include "host/module_loader.h"
 
@@ -338,6 +339,8 @@ int passFrame = kNoPass;
 
 constexpr double kDegreesPerRadian = 57.29577951308232;
 
+void EarlierMotion(const Item &item, double time, size_t upTo, double out[9]);
+
 void MotionBefore(const Item &item, double time, size_t upTo, double out[9]) {
     Scene &scene = TheScene();
     scene.KeyedMotion(item, time, out);
@@ -354,7 +357,7 @@ void MotionBefore(const Item &item, double time, size_t upTo, double out[9]) {
             if (t == top.time)
                 std::memcpy(m, top.before, sizeof m);
             else
-                MotionBefore(*top.item, t, top.plugin, m);
+                EarlierMotion(*top.item, t, top.plugin, m);
             int first = param == LWIP_ROTATION ? kHeading : param == LWIP_SCALING ? kScaleX : kPosX;
             double k = param == LWIP_ROTATION ? 1 / kDegreesPerRadian : 1;
             for (int c = 0; c < 3; ++c) v[c] = m[first + c] * k;
@@ -473,12 +476,71 @@ void Read(const Item &item, const ItemsRead *more) {
     if (more) readings.back().uses.Add(*more);
 }
 
+// Within a pass, a plug-in's questions about its own item at other times (the
+// motion before it, at t) are answered once each, under the same rule as final
+// motions: plug-ins that integrate from time 0, stacked on one item, would
+// otherwise redo every earlier one's integration at every step.
+struct EarlierKey {
+    const Item *item;
+    size_t upTo;
+    double time;
+    int frame;
+    bool operator==(const EarlierKey &o) const {
+        return item == o.item && upTo == o.upTo && time == o.time && frame == o.frame;
+    }
+};
+struct EarlierHash {
+    size_t operator()(const EarlierKey &k) const {
+        return std::hash<const void *>()(k.item) ^ (std::hash<double>()(k.time) * 31) ^ (k.upTo * 1000003) ^
+               static_cast<size_t>(k.frame);
+    }
+};
+struct EarlierEntry {
+    double motion[9];
+    ItemsRead uses;
+};
+std::unordered_map<EarlierKey, EarlierEntry, EarlierHash> earlierStore;
+// A store that grows past this many answers in one pass is emptied and starts again.
+constexpr size_t kEarlierKept = 1 << 16;
+
+void EarlierMotion(const Item &item, double time, size_t upTo, double out[9]) {
+    if (passDepth == 0) {
+        MotionBefore(item, time, upTo, out);
+        return;
+    }
+    EarlierKey key{&item, upTo, time, passFrame};
+    auto found = earlierStore.find(key);
+    if (found != earlierStore.end()) {
+        bool answers = !found->second.uses.overflowed;
+        for (int i = 0; answers && i < found->second.uses.count; ++i)
+            if (OnStack(found->second.uses.items[i]) && found->second.uses.items[i] != &item) answers = false;
+        if (answers) {
+            std::memcpy(out, found->second.motion, sizeof found->second.motion);
+            Read(item, &found->second.uses);
+            return;
+        }
+    }
+    readings.push_back({evaluating.size(), false, {}});
+    MotionBefore(item, time, upTo, out);
+    Reading done = readings.back();
+    readings.pop_back();
+    if (!done.leanedOutside) {
+        if (earlierStore.size() >= kEarlierKept) earlierStore.clear();
+        EarlierEntry &entry = earlierStore[key];
+        std::memcpy(entry.motion, out, sizeof entry.motion);
+        entry.uses = done.uses;
+    }
+    Read(item, &done.uses);
+}
+
 }  // namespace
 
 void EmbeddedHost::BeginPass() { ++passDepth; }
 void EmbeddedHost::EndPass() {
-    if (passDepth > 0 && --passDepth == 0)
+    if (passDepth > 0 && --passDepth == 0) {
         for (PassEntry &e : passStore) e.item = nullptr;
+        earlierStore.clear();
+    }
 }
 
 void EmbeddedHost::FinalMotion(const Item &item, double time, double out[9]) {

@@ -1,5 +1,5 @@
 // Arbitrary bytes as a LightWave scene, loaded by the embedded host with the
-// module's plug-ins, then every item evaluated at a few times and the scene
+// module's plug-ins, then every item evaluated at two times and the scene
 // written back: a refusal must say why, and nothing may crash, hang or read
 // out of bounds on the way.
 #include <cstdint>
@@ -26,12 +26,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         if (error.empty()) std::abort();
         return 0;
     }
+    // At time 0 as the host asks while animating; a second and a half in as a
+    // bake or a render asks, inside an evaluation pass.
     for (auto *list : {&host.scene.objects, &host.scene.lights, &host.scene.cameras})
-        for (auto &item : *list)
-            for (double t : {0.0, 1.5}) {
+        for (auto &item : *list) {
+            double world[3];
+            host.scene.Param(*item, LWIP_W_POSITION, 0.0, world);
+        }
+    {
+        EvaluationPass pass(host);
+        for (auto *list : {&host.scene.objects, &host.scene.lights, &host.scene.cameras})
+            for (auto &item : *list) {
                 double world[3];
-                host.scene.Param(*item, LWIP_W_POSITION, t, world);
+                host.scene.Param(*item, LWIP_W_POSITION, 1.5, world);
             }
+    }
     SceneText(host);
     return 0;
 }
