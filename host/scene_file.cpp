@@ -343,8 +343,9 @@ private:
             std::string unusable;
             auto number = [&](size_t i) {
                 if (i >= w.size()) return 0.0;
-                double v = std::atof(w[i].c_str());
-                if (!std::isfinite(v) || std::fabs(v) > 1e9) {
+                char *end = nullptr;
+                double v = std::strtod(w[i].c_str(), &end);
+                if (*end || !std::isfinite(v) || std::fabs(v) > 1e9) {
                     if (unusable.empty()) unusable = w[i];
                     return 0.0;
                 }
