@@ -87,7 +87,11 @@ int Render(const std::vector<std::string> &given) {
     folder = folder.find('/') == std::string::npos ? "." : folder.substr(0, folder.find_last_of('/') + 1);
     if (access(folder.c_str(), W_OK) != 0) return Fail(folder + ": no folder to write the frames in");
     if (width) scene.frameWidth = width, scene.frameHeight = height;
-    if (v[kNoFilters] == "1") scene.filterPlugins.clear();
+    if (v[kNoFilters] == "1") {
+        for (const FilterPluginUse &use : scene.filterPlugins)
+            use.pixel ? use.pixel->destroy(use.instance) : use.image->destroy(use.instance);
+        scene.filterPlugins.clear();
+    }
 
     // The renderer and every shader it needs are made before any frame, so a
     // missing object or an unknown shader is one line and no output.
