@@ -164,9 +164,9 @@ TEST_F(Activation, PluginsNotInThisBuildRefuseToCreate) {
     err = nullptr;
     EXPECT_EQ(reinterpret_cast<ShaderHandler *>(record.data())->create(&err), nullptr);
     EXPECT_STREQ(err, gui);
-    ASSERT_EQ(Activate("PixelFilterHandler", "Enviro", 3, &record), 0);
+    ASSERT_EQ(Activate("ShaderHandler", "PolyPop", 3, &record), 0);
     err = nullptr;
-    EXPECT_EQ(reinterpret_cast<PixelFilterHandler *>(record.data())->create(&err), nullptr);
+    EXPECT_EQ(reinterpret_cast<ShaderHandler *>(record.data())->create(&err), nullptr);
     EXPECT_STREQ(err, gui);
 }
 

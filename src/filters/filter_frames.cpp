@@ -20,6 +20,13 @@ BufferValue ToByte(double v) {
     return static_cast<BufferValue>(v + 0.5);  // positive: truncation is the floor
 }
 
+void ReadSampleRgba(const PixelAccess *access, BufferValue rgba[4]) { access->bufVal(LWBUF_RED, 4, rgba); }
+
+void CameraHalfTangents(double zoom, double width, double height, double pixelAspect, double *tx, double *ty) {
+    *ty = 1 / zoom;
+    *tx = *ty * width * pixelAspect / height;
+}
+
 // The host hands the pixel as bytes; the routine gets them as doubles on the
 // same 0-255 scale and its results are rounded back to the nearest byte.
 void PixelFilterEvaluate(LWInstance instance, const PixelAccess *access) {

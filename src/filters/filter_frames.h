@@ -28,6 +28,16 @@ void PixelFilterEvaluate(LWInstance instance, const PixelAccess *access);
 // An image filter's process slot.
 void ImageFilterProcess(LWInstance instance, const FilterAccess *access);
 
+// The sample's red, green, blue and alpha: one read of the four consecutive
+// buffers from red, as the host allows.
+void ReadSampleRgba(const PixelAccess *access, BufferValue rgba[4]);
+
+// The half-tangents of the horizontal and vertical fields of view from the
+// camera's zoom: 1 / zoom vertically, widened by the frame's shape (pixel
+// aspect included) across. How the host relates zoom to the field of view is
+// unconfirmed; its "fovAngles" answer is preferred where it gives one.
+void CameraHalfTangents(double zoom, double width, double height, double pixelAspect, double *tx, double *ty);
+
 // A byte from a value on the 0-255 scale: held to the scale, then rounded.
 BufferValue ToByte(double v);
 

@@ -164,7 +164,6 @@ void Refresh(PluginInstance *p) {
     RedrawControl(&preview->record, kDrawAll);
 }
 
-void Cleanup(LWInstance) {}
 unsigned Flags(LWInstance) { return 1u << LWBUF_DEPTH; }
 
 const char *Describe(LWInstance instance) {
@@ -175,7 +174,7 @@ const char *Describe(LWInstance instance) {
 }
 
 const PixelFilterHandler kHandler = {Create,         SharedDestroy,      SharedCopyNoItem,    SharedLoad, SharedSave,
-                                     PixelFilterInit, Cleanup,           PixelFilterNewTime,  PixelFilterEvaluate,
+                                     PixelFilterInit, SharedCleanup,           PixelFilterNewTime,  PixelFilterEvaluate,
                                      Flags,          Describe,           SharedItemsUsed,           SharedChangeID};
 
 }  // namespace

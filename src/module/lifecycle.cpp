@@ -189,6 +189,16 @@ bool Switch(PluginInstance *p, const char *key, bool otherwise) {
 
 }  // namespace
 
+const LWItemID *SharedItemsUsedUnlessDisabled(LWInstance instance) {
+    if (!instance) return nullptr;
+    PluginInstance *p = InstanceOf(instance);
+    SynchronisePanel(p->panel);
+    if (Switch(p, "DISABLE", false)) return nullptr;
+    return SharedItemsUsed(instance);
+}
+
+void SharedCleanup(LWInstance) {}
+
 const LWItemID *SharedOwnerItemsUsed(LWInstance instance) {
     if (!instance) return nullptr;
     PluginInstance *p = InstanceOf(instance);

@@ -24,6 +24,8 @@ const LWItemID *UsedItemsBuffer();
 // Items used by an instance that belongs to no item (shaders, filters): what
 // its controls refer to, nothing more.
 const LWItemID *SharedItemsUsed(LWInstance instance);
+// The same, but none while its "DISABLE" toggle is on.
+const LWItemID *SharedItemsUsedUnlessDisabled(LWInstance instance);
 // Items used by an instance applied to an item: none while its "DISABLE"
 // toggle is on or its "INTERACTIVE" toggle (where it has one) is off,
 // otherwise what its controls refer to, then the owner item and its ancestors.
@@ -36,6 +38,8 @@ const char *SharedDescription(LWInstance instance, const char *line, const char 
 void ShowLoadError(LWError error);
 
 LWError PixelFilterInit(LWInstance instance);
+// Nothing to release at the end of a render: the frame keeps no render-long state.
+void SharedCleanup(LWInstance instance);
 LWError PixelFilterNewTime(LWInstance instance, LWFrame frame, LWTime time);
 
 // The panel's two file buttons; `modifier` is the click with the modifier held,

@@ -34,8 +34,8 @@
     X(bladeBlur, "BladeBlur", Shader, Unbuilt)            \
     X(unveil, "Unveil", Shader, Built)                  \
     X(polyPop, "PolyPop", Shader, Unbuilt)                \
-    X(enviro, "Enviro", PixelFilter, Unbuilt)             \
-    X(vFog, "VFog", PixelFilter, Unbuilt)                 \
+    X(enviro, "Enviro", PixelFilter, Built)               \
+    X(vFog, "VFog", PixelFilter, Built)                   \
     X(rayleigh, "Rayleigh", PixelFilter, Built)         \
     X(dropShadow, "DropShadow", ImageFilter, Built)     \
     X(lens, "Lens", ImageFilter, Built)                   \
