@@ -6,7 +6,8 @@
 # and the example scenes whose objects the plug-ins bend (Dangle's rope,
 # Flexor's stalk, Diffuse's jelly, Poke's floor) at frame 20; and vesk shade
 # on real objects: HSVBoost at its defaults and with a glancing hue shift on
-# the real glossy sphere object, EdgeRGB on the studio ball. Run after a native
+# the real glossy sphere object, EdgeRGB on the studio ball; Enviro's maps of
+# the studio from a null and VFog's misty valley. Run after a native
 # build, from a checkout with ../shared beside it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -36,4 +37,17 @@ SETTINGS
 "$vesk" shade HSVBoost --settings "$work/hue.txt" --object "$sphere" -o "$work/hue.png"
 "$vesk" shade EdgeRGB --object examples/studio_ball.lwo -o "$work/edge.png"
 convert "$work/plain.png" "$work/hue.png" "$work/edge.png" +append "$out/shade_on_objects.png"
-echo "wrote $out/studio.png, $out/plugin_scenes.png and $out/shade_on_objects.png"
+# Enviro: the studio seen from the probe null between the crate and the ball,
+# as a spherical map (1024 x 512) and, with the mapping switched to the cube's
+# cross, a cubical one (1024 x 768); the map is an ordinary PNG.
+"$vesk" render examples/enviro_demo.lws --frame 6 -o "$out/enviro_spherical.png"
+sed -e '/BEGIN RADIO MAPPING/{n;s/SELECTION 0/SELECTION 2/}' -e 's/^CustomSize 1024 512$/CustomSize 1024 768/' \
+    examples/enviro_demo.lws >"$work/enviro_cubical.lws"
+cp examples/studio_*.lwo "$work/"
+"$vesk" render "$work/enviro_cubical.lws" --frame 6 -o "$out/enviro_cubical.png"
+identify "$out/enviro_spherical.png" "$out/enviro_cubical.png"
+# VFog: the camera descending into a misty valley, frames 0, 24, 40 and 48.
+"$vesk" render examples/mist_demo.lws --frames 0-48 -j 2 -o "$work/mist%04d.png"
+convert \( "$work/mist0000.png" "$work/mist0024.png" +append \) \( "$work/mist0040.png" "$work/mist0048.png" +append \) \
+    -append -alpha off -resize 50% "$out/mist.png"
+echo "wrote $out/studio.png, plugin_scenes.png, shade_on_objects.png, enviro_spherical.png, enviro_cubical.png and mist.png"

@@ -262,3 +262,15 @@ TEST_F(Enviro, AnObjectAppearsWhereItsDirectionMaps) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(Enviro, FillsBlackByDefault) {
+    // Outside the cross with the fill left at its default: black, clear.
+    V d;
+    New(Radio("MAPPING", 2));
+    EXPECT_FALSE(Look(1024, 768, 100, 100, &d));
+    EXPECT_EQ(std::to_array(traced.out), (std::array<BufferValue, 4>{0, 0, 0, 0}));
+}
+
+}  // namespace

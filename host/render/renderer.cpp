@@ -25,7 +25,7 @@ Vec Mix(const Vec &a, const Vec &b, double t) { return Add(Scale(a, 1 - t), Scal
 constexpr double kPi = 3.14159265358979323846;
 // Secondary rays start this far (metres, grown with the distance from the
 // origin) off the surface they leave, so they do not meet it again.
-double Offset(const Vec &p) { return 1e-6 * (1 + std::max({std::fabs(p[0]), std::fabs(p[1]), std::fabs(p[2])})); }
+double Offset(const Vec &p) { return 1e-4 * (1 + std::max({std::fabs(p[0]), std::fabs(p[1]), std::fabs(p[2])})); }
 
 int NoLight(LWItemID, const double *, double *, double *) { return 0; }
 double NoRay(const double *, const double *, double *) { return -1; }

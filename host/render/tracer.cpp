@@ -78,6 +78,9 @@ void Tracer::Build(std::vector<TracedTriangle> triangles) {
     triangles_ = std::move(triangles);
     if (device_->scene) rtcReleaseScene(device_->scene);
     device_->scene = rtcNewScene(device_->device);
+    // Watertight: a ray grazing a shared edge far away must not slip between
+    // the two triangles and show the backdrop through the floor.
+    rtcSetSceneFlags(device_->scene, RTC_SCENE_FLAG_ROBUST);
     if (!triangles_.empty()) {
         RTCGeometry mesh = rtcNewGeometry(device_->device, RTC_GEOMETRY_TYPE_TRIANGLE);
         auto *points = static_cast<float *>(rtcSetNewGeometryBuffer(mesh, RTC_BUFFER_TYPE_VERTEX, 0, RTC_FORMAT_FLOAT3,

@@ -31,6 +31,8 @@ void ReghostFrom(ControlRecord *r) { Reghost(r->panel->instance); }
 LWInstance Create(LWError *err);
 int NewTimeHook(PluginInstance *p, LWFrame, LWTime time);
 
+void BlackFill(void *c) { auto *k = static_cast<ColorControl *>(c); k->red = k->green = k->blue = 0; }
+
 const ControlSpec kTable[kControls] = {
     {.key = "MAPPING", .kind = ControlSpecKind::Radio, .x = 95, .y = 65, .value = kSpherical, .choices = kMappingChoices,
      .changed = ReghostFrom},
@@ -46,7 +48,7 @@ const ControlSpec kTable[kControls] = {
      .digits = 1, .dragStep = 0.5},
     {.key = "NEAR", .kind = ControlSpecKind::Factor, .x = 300, .y = 219, .label = "Near Clip (m)", .value = 0,
      .dragStep = 0.01},
-    {.key = "FILL", .kind = ControlSpecKind::Color, .x = 380, .y = 250, .label = "Fill Color"},
+    {.key = "FILL", .kind = ControlSpecKind::Color, .x = 380, .y = 250, .label = "Fill Color", .setup = BlackFill},
     {.key = "HITALPHA", .kind = ControlSpecKind::Toggle, .x = 150, .y = 275, .label = "Alpha from Hits"},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 150, .y = 300, .label = "Disable All Effects",
      .changed = ReghostFrom},

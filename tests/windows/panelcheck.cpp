@@ -286,7 +286,11 @@ int main(int argc, char **argv) {
 
     // 3. Export Motion to a file. The script bakes the same scene with these
     // settings (written out below) and compares the files byte for byte.
-    if (!SaveSceneFile(host, out + "/edited.lws", &error)) Check(false, error);
+    {
+        std::ofstream edited(out + "/edited.lws", std::ios::binary);
+        edited << SceneText(host);
+        Check(static_cast<bool>(edited), "the edited scene written");
+    }
     std::string exported = out + "/export.mot";
     host.fileAnswers.push_back({1, exported});
     OpenPanel(module, *options, track.instance, [&] {
@@ -614,6 +618,41 @@ int main(int argc, char **argv) {
               std::string(f.server) + ": typed " + f.typed + ":\n" + Block(saved, f.field));
         Check(f.before(before) && f.after(after), std::string(f.server) + "'s preview redrawn: " + std::to_string(before) +
                                                       " then " + std::to_string(after));
+        h->destroy(instance);
+    }
+
+    // 11. The pixel filters that read the scene: a field typed in each, read
+    // back from the settings; with DISABLE on, VFog's Altitude field is ghosted.
+    struct PixelPanel {
+        const char *server, *title, *shot;
+        int fieldX, fieldY;
+        const char *typed, *field;
+    } pixelPanels[] = {
+        {"VFog", "Vertical Fog Layer", "vfog", 140, 65, "12.5", "BEGIN NUM ALTITUDE"},
+        {"Enviro", "Environment Map Renderer", "enviro", 300, 150, "45", "BEGIN NUM HEADING"},
+    };
+    for (const PixelPanel &f : pixelPanels) {
+        auto *h = static_cast<const PixelFilterHandler *>(host.Handler("PixelFilterHandler", f.server, &error2));
+        LWError failure = nullptr;
+        LWInstance instance = h ? h->create(&failure) : nullptr;
+        Check(instance != nullptr, std::string(f.server) + " created");
+        if (!instance) continue;
+        OpenPanel(module, *FindServer(module, "PixelFilterInterface", f.server), instance, [&] {
+            HWND w = WaitWindow("ML_CL_A10:32:44", f.title);
+            Check(w != nullptr, std::string(f.server) + "'s panel opens");
+            if (!w) return;
+            Sleep(200);
+            Type(w, f.fieldX, f.fieldY, f.typed);
+            Sleep(200);
+            Screenshot(w, f.shot);
+            RECT size;
+            GetClientRect(w, &size);
+            Click(w, size.right - 180 + 10, size.bottom - 26 + 10);
+            if (IsWindow(w)) PostMessageA(w, WM_KEYDOWN, VK_RETURN, 0);
+        });
+        std::string saved = Settings({track.handler, instance});
+        Check(Block(saved, f.field).find(std::string("VALUE ") + f.typed) != std::string::npos,
+              std::string(f.server) + ": typed " + f.typed + ":\n" + Block(saved, f.field));
         h->destroy(instance);
     }
 

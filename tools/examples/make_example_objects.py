@@ -4,7 +4,8 @@ quads): a stalk modelled straight up +Y from its origin, a ball and a box of
 about a thousand points each, fine enough to disperse or shiver point by point,
 a rope lying along +X from its pivot, a finely divided floor to dent, and a
 wheel about the Z axis; and for the render studio the same ball, box and floor
-with described surfaces (colour, smoothing, specular, mirror).
+with described surfaces (colour, smoothing, specular, mirror), and a grassy
+valley for the fog layer.
 usage: make_example_objects.py EXAMPLES_DIR"""
 import math
 import struct
@@ -120,6 +121,21 @@ def plane(cells=40, size=4.0):
     return points, polygons
 
 
+def valley(cells=100, size=480.0):
+    # A height field in X and Z: a valley running along Z, its floor near
+    # altitude 0 and its sides rising to some 50 m, with gentle undulations.
+    def height(x, z):
+        return min(0.0035 * x * x, 60.0) + 2.0 * math.sin(z / 17.0) + 1.5 * math.cos((x + z) / 23.0) + 1.0
+    points = []
+    for j in range(cells + 1):
+        for i in range(cells + 1):
+            x, z = -size / 2 + size * i / cells, -size / 2 + size * j / cells
+            points.append((x, height(x, z), z))
+    polygons = [(j * (cells + 1) + i, (j + 1) * (cells + 1) + i, (j + 1) * (cells + 1) + i + 1, j * (cells + 1) + i + 1)
+                for j in range(cells) for i in range(cells)]
+    return points, polygons
+
+
 def wheel(sides=24, radius=0.35, width=0.08):
     # A cylinder about the Z axis: a wheel that rolls along X, turning in bank.
     # Thin, since its rolling radius is measured to its outermost rim points.
@@ -146,4 +162,5 @@ if __name__ == "__main__":
     lwob(out + "/wheel.lwo", *wheel())
     lwob(out + "/studio_ball.lwo", *ball(), surface=("Ball", (220, 90, 40), True, 0.9, 0.6, 64))
     lwob(out + "/studio_crate.lwo", *box(cells=4, size=1.0, base=0.0), surface=("Crate", (60, 110, 200), False, 0.9, 0.2, 16))
+    lwob(out + "/valley.lwo", *valley(), surface=("Grass", (96, 120, 70), True, 0.9, 0.05, 16))
     lwob(out + "/studio_floor.lwo", *plane(cells=16, size=16.0), surface=("Floor", (190, 185, 170), False, 0.8, 0.0, 16, 0.2))
