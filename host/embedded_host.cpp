@@ -550,7 +550,7 @@ void EmbeddedHost::FinalMotion(const Item &item, double time, double out[9]) {
             for (Reading &r : readings)
                 if (k < r.stackDepth) r.leanedOutside = true;
             Read(item, nullptr);
-            MotionBefore(item, time, evaluating[k]->plugin, out);
+            EarlierMotion(item, time, evaluating[k]->plugin, out);
             return;
         }
     }
