@@ -33,7 +33,7 @@
     X(edgeRGB, "EdgeRGB", Shader, Built)                  \
     X(bladeBlur, "BladeBlur", Shader, Unbuilt)            \
     X(unveil, "Unveil", Shader, Built)                  \
-    X(polyPop, "PolyPop", Shader, Unbuilt)                \
+    X(polyPop, "PolyPop", Shader, Built)                  \
     X(enviro, "Enviro", PixelFilter, Built)               \
     X(vFog, "VFog", PixelFilter, Built)                   \
     X(rayleigh, "Rayleigh", PixelFilter, Built)         \
