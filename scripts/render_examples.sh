@@ -7,7 +7,8 @@
 # Flexor's stalk, Diffuse's jelly, Poke's floor) at frame 20; and vesk shade
 # on real objects: HSVBoost at its defaults and with a glancing hue shift on
 # the real glossy sphere object, EdgeRGB on the studio ball; Enviro's maps of
-# the studio from a null and VFog's misty valley. Run after a native
+# the studio from a null, PolyPop building the studio's ball, and VFog's
+# misty valley. Run after a native
 # build, from a checkout with ../shared beside it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -46,8 +47,17 @@ sed -e '/BEGIN RADIO MAPPING/{n;s/SELECTION 0/SELECTION 2/}' -e 's/^CustomSize 1
 cp examples/studio_*.lwo "$work/"
 "$vesk" render "$work/enviro_cubical.lws" --frame 6 -o "$out/enviro_cubical.png"
 identify "$out/enviro_spherical.png" "$out/enviro_cubical.png"
+# PolyPop on the studio's ball (its surface "Ball"): built in seeded order
+# over frames 0 to 36, each polygon fading in over 4 frames with a flash;
+# frames 6, 14, 22 and 30.
+for f in 6 14 22 30; do
+    "$vesk" render examples/studio_demo.lws --frame "$f" --shader Ball=PolyPop:examples/polypop_build.txt \
+        -o "$work/pop$f.png"
+done
+convert "$work/pop6.png" "$work/pop14.png" "$work/pop22.png" "$work/pop30.png" -alpha off -resize 50% +append \
+    "$out/polypop.png"
 # VFog: the camera descending into a misty valley, frames 0, 24, 40 and 48.
 "$vesk" render examples/mist_demo.lws --frames 0-48 -j 2 -o "$work/mist%04d.png"
 convert \( "$work/mist0000.png" "$work/mist0024.png" +append \) \( "$work/mist0040.png" "$work/mist0048.png" +append \) \
     -append -alpha off -resize 50% "$out/mist.png"
-echo "wrote $out/studio.png, plugin_scenes.png, shade_on_objects.png, enviro_spherical.png, enviro_cubical.png and mist.png"
+echo "wrote $out/studio.png, plugin_scenes.png, shade_on_objects.png, enviro_spherical.png, enviro_cubical.png, polypop.png and mist.png"

@@ -621,23 +621,28 @@ int main(int argc, char **argv) {
         h->destroy(instance);
     }
 
-    // 11. The pixel filters that read the scene: a field typed in each, read
-    // back from the settings; with DISABLE on, VFog's Altitude field is ghosted.
-    struct PixelPanel {
-        const char *server, *title, *shot;
+    // 11. The plug-ins drawn on rendered geometry: a field typed in each,
+    // read back from the settings.
+    struct RenderPanel {
+        const char *cls, *interfaceCls, *server, *title, *shot;
         int fieldX, fieldY;
         const char *typed, *field;
-    } pixelPanels[] = {
-        {"VFog", "Vertical Fog Layer", "vfog", 140, 65, "12.5", "BEGIN NUM ALTITUDE"},
-        {"Enviro", "Environment Map Renderer", "enviro", 300, 150, "45", "BEGIN NUM HEADING"},
+    } renderPanels[] = {
+        {"PixelFilterHandler", "PixelFilterInterface", "VFog", "Vertical Fog Layer", "vfog", 140, 65, "12.5",
+         "BEGIN NUM ALTITUDE"},
+        {"PixelFilterHandler", "PixelFilterInterface", "Enviro", "Environment Map Renderer", "enviro", 300, 150, "45",
+         "BEGIN NUM HEADING"},
+        {"ShaderHandler", "ShaderInterface", "PolyPop", "PolyPop Polygon Builder", "polypop", 300, 160, "4",
+         "BEGIN NUM FADE"},
     };
-    for (const PixelPanel &f : pixelPanels) {
-        auto *h = static_cast<const PixelFilterHandler *>(host.Handler("PixelFilterHandler", f.server, &error2));
+    for (const RenderPanel &f : renderPanels) {
+        // Every class's record begins with create, destroy, copy, load and save.
+        auto *h = static_cast<const PixelFilterHandler *>(host.Handler(f.cls, f.server, &error2));
         LWError failure = nullptr;
         LWInstance instance = h ? h->create(&failure) : nullptr;
         Check(instance != nullptr, std::string(f.server) + " created");
         if (!instance) continue;
-        OpenPanel(module, *FindServer(module, "PixelFilterInterface", f.server), instance, [&] {
+        OpenPanel(module, *FindServer(module, f.interfaceCls, f.server), instance, [&] {
             HWND w = WaitWindow("ML_CL_A10:32:44", f.title);
             Check(w != nullptr, std::string(f.server) + "'s panel opens");
             if (!w) return;
