@@ -31,7 +31,7 @@
     X(acid, "Acid", Shader, Unbuilt)                      \
     X(hsvBoost, "HSVBoost", Shader, Built)                \
     X(edgeRGB, "EdgeRGB", Shader, Built)                  \
-    X(bladeBlur, "BladeBlur", Shader, Unbuilt)            \
+    X(bladeBlur, "BladeBlur", Shader, Built)              \
     X(unveil, "Unveil", Shader, Built)                  \
     X(polyPop, "PolyPop", Shader, Built)                  \
     X(enviro, "Enviro", PixelFilter, Built)               \
