@@ -72,3 +72,36 @@ void PolyPopSpot(benchmark::State &state) {
 BENCHMARK(PolyPopSpot);
 
 }  // namespace
+
+namespace {
+
+// BladeBlur per spot: 3 blades at 1000 RPM over half a frame, spots across
+// the disc (an arcsine, an arctangent and the covered length each).
+void BladeBlurSpot(benchmark::State &state) {
+    DemoScene bench;
+    EmbeddedHost &host = bench.host;
+    host.scene.AddCamera("Camera");
+    std::string error;
+    auto *h = static_cast<const ShaderHandler *>(host.Handler("ShaderHandler", "BladeBlur", &error));
+    LWError failure = nullptr;
+    LWInstance blur = h ? h->create(&failure) : nullptr;
+    if (!blur) {
+        state.SkipWithError("no BladeBlur");
+        return;
+    }
+    h->init(blur);
+    h->newTime(blur, 30, 1.0);
+    ShaderAccess spot{};
+    long n = 0;
+    for (auto _ : state) {
+        ++n;
+        spot.oPos[0] = 0.9 * ((n * 37) % 200 - 100) / 100.0, spot.oPos[1] = 0.9 * ((n * 53) % 200 - 100) / 100.0;
+        spot.specular = 0.5;
+        h->evaluate(blur, &spot);
+        benchmark::DoNotOptimize(spot.transparency);
+    }
+    h->destroy(blur);
+}
+BENCHMARK(BladeBlurSpot);
+
+}  // namespace

@@ -634,6 +634,8 @@ int main(int argc, char **argv) {
          "BEGIN NUM HEADING"},
         {"ShaderHandler", "ShaderInterface", "PolyPop", "PolyPop Polygon Builder", "polypop", 300, 160, "4",
          "BEGIN NUM FADE"},
+        {"ShaderHandler", "ShaderInterface", "BladeBlur", "Rotor Blade Blur", "bladeblur", 150, 88, "1500",
+         "BEGIN NUM RPM"},
     };
     for (const RenderPanel &f : renderPanels) {
         // Every class's record begins with create, destroy, copy, load and save.

@@ -5,20 +5,20 @@ about a thousand points each, fine enough to disperse or shiver point by point,
 a rope lying along +X from its pivot, a finely divided floor to dent, and a
 wheel about the Z axis; and for the render studio the same ball, box and floor
 with described surfaces (colour, smoothing, specular, mirror), and a grassy
-valley for the fog layer.
+valley for the fog layer, and a double-sided rotor disc.
 usage: make_example_objects.py EXAMPLES_DIR"""
 import math
 import struct
 import sys
 
 
-def surf(name, colour, smooth=False, diffuse=1.0, specular=0.0, gloss=64, mirror=0.0):
+def surf(name, colour, smooth=False, diffuse=1.0, specular=0.0, gloss=64, mirror=0.0, double_sided=False):
     # An LWOB SURF chunk: the name, then sub-chunks with 16-bit lengths.
     def sub(tag, data):
         return tag + struct.pack(">H", len(data)) + data
     data = name.encode() + b"\0" + (b"\0" if len(name) % 2 == 0 else b"")
     data += sub(b"COLR", bytes(colour) + b"\0")
-    data += sub(b"FLAG", struct.pack(">H", 4 if smooth else 0))
+    data += sub(b"FLAG", struct.pack(">H", (4 if smooth else 0) | (256 if double_sided else 0)))
     data += sub(b"VDIF", struct.pack(">f", diffuse)) + sub(b"VSPC", struct.pack(">f", specular))
     data += sub(b"GLOS", struct.pack(">H", gloss)) + sub(b"VRFL", struct.pack(">f", mirror))
     if smooth:
@@ -136,6 +136,21 @@ def valley(cells=100, size=480.0):
     return points, polygons
 
 
+def disc(rings=8, sides=64, radius=1.2):
+    # A flat disc in X and Y about the origin, rings of quads round a fan of
+    # triangles: a rotor disc spinning about +Z.
+    points = [(0.0, 0.0, 0.0)]
+    for r in range(1, rings + 1):
+        for s in range(sides):
+            a = 2 * math.pi * s / sides
+            points.append((radius * r / rings * math.cos(a), radius * r / rings * math.sin(a), 0.0))
+    at = lambda r, s: 1 + (r - 1) * sides + s % sides
+    polygons = [(0, at(1, s + 1), at(1, s)) for s in range(sides)]
+    for r in range(1, rings):
+        polygons += [(at(r, s), at(r, s + 1), at(r + 1, s + 1), at(r + 1, s)) for s in range(sides)]
+    return points, polygons
+
+
 def wheel(sides=24, radius=0.35, width=0.08):
     # A cylinder about the Z axis: a wheel that rolls along X, turning in bank.
     # Thin, since its rolling radius is measured to its outermost rim points.
@@ -162,5 +177,6 @@ if __name__ == "__main__":
     lwob(out + "/wheel.lwo", *wheel())
     lwob(out + "/studio_ball.lwo", *ball(), surface=("Ball", (220, 90, 40), True, 0.9, 0.6, 64))
     lwob(out + "/studio_crate.lwo", *box(cells=4, size=1.0, base=0.0), surface=("Crate", (60, 110, 200), False, 0.9, 0.2, 16))
+    lwob(out + "/rotor_disc.lwo", *disc(), surface=("Prop", (40, 40, 45), False, 0.8, 0.4, 64, 0.0, True))
     lwob(out + "/valley.lwo", *valley(), surface=("Grass", (96, 120, 70), True, 0.9, 0.05, 16))
     lwob(out + "/studio_floor.lwo", *plane(cells=16, size=16.0), surface=("Floor", (190, 185, 170), False, 0.8, 0.0, 16, 0.2))
