@@ -155,15 +155,5 @@ TEST_F(Activation, InterfaceNeedsBindingAndAnInstance) {
     EXPECT_EQ(host.messages[0].line2, "ARRRGGH");
 }
 
-TEST_F(Activation, PluginsNotInThisBuildRefuseToCreate) {
-    const char *gui = "Error Starting GUI.. restart LightWave or reboot?";
-    std::vector<void *> record;
-    LWError err = nullptr;
-
-    ASSERT_EQ(Activate("ShaderHandler", "Acid", 3, &record), 0);
-    err = nullptr;
-    EXPECT_EQ(reinterpret_cast<ShaderHandler *>(record.data())->create(&err), nullptr);
-    EXPECT_STREQ(err, gui);
-}
 
 }  // namespace

@@ -19,7 +19,7 @@ namespace {
 #define VESK_INTERFACE_PixelFilter "PixelFilterInterface"
 #define VESK_INTERFACE_ImageFilter "ImageFilterInterface"
 
-#define VESK_SERVER_ROWS(id, name, cls, state)                                 \
+#define VESK_SERVER_ROWS(id, name, cls)                                 \
     {VESK_HANDLER_##cls, name, &ActivateHandler<&id##Plugin>},            \
         {VESK_INTERFACE_##cls, name, &ActivateInterface},
 

@@ -4,44 +4,44 @@
 
 #include "module/plugin_class.h"
 
-// X(identifier, server name, class, state): the collection in the order the
-// host lists it; state is Built for plug-ins whose own source file defines them.
+// X(identifier, server name, class): the collection in the order the host
+// lists it; each plug-in's own source file defines its PluginDef.
 #define VESK_PLUGINS(X)                          \
-    X(blink, "Blink", ItemMotion, Built)                  \
-    X(pathAlign, "PathAlign", ItemMotion, Built)          \
-    X(phaseLink, "PhaseLink", ItemMotion, Built)          \
-    X(distLink, "DistLink", ItemMotion, Built)            \
-    X(wheelie, "Wheelie", ItemMotion, Built)              \
-    X(speedlimit, "Speedlimit", ItemMotion, Built)        \
-    X(track, "Track", ItemMotion, Built)                \
-    X(parent, "Parent", ItemMotion, Built)                \
-    X(whip, "Whip", ItemMotion, Built)                    \
-    X(limiter, "Limiter", ItemMotion, Built)              \
-    X(objblur, "Objblur", ItemMotion, Built)              \
-    X(velAccel, "VelAccel", ItemMotion, Built)            \
-    X(diffuser, "Diffuser", ItemMotion, Built)            \
-    X(speedLink, "SpeedLink", ItemMotion, Built)          \
-    X(accelLink, "AccelLink", ItemMotion, Built)          \
-    X(throttleLink, "ThrottleLink", ItemMotion, Built)    \
-    X(poke, "Poke", Displacement, Built)                  \
-    X(dangle, "Dangle", Displacement, Built)              \
-    X(flexor, "Flexor", Displacement, Built)              \
-    X(diffuse, "Diffuse", Displacement, Built)            \
-    X(superQ, "SuperQ", Displacement, Built)            \
-    X(acid, "Acid", Shader, Unbuilt)                      \
-    X(hsvBoost, "HSVBoost", Shader, Built)                \
-    X(edgeRGB, "EdgeRGB", Shader, Built)                  \
-    X(bladeBlur, "BladeBlur", Shader, Built)              \
-    X(unveil, "Unveil", Shader, Built)                  \
-    X(polyPop, "PolyPop", Shader, Built)                  \
-    X(enviro, "Enviro", PixelFilter, Built)               \
-    X(vFog, "VFog", PixelFilter, Built)                   \
-    X(rayleigh, "Rayleigh", PixelFilter, Built)         \
-    X(dropShadow, "DropShadow", ImageFilter, Built)     \
-    X(lens, "Lens", ImageFilter, Built)                   \
-    X(confusion, "Confusion", ImageFilter, Built)
+    X(blink, "Blink", ItemMotion)                         \
+    X(pathAlign, "PathAlign", ItemMotion)                 \
+    X(phaseLink, "PhaseLink", ItemMotion)                 \
+    X(distLink, "DistLink", ItemMotion)                   \
+    X(wheelie, "Wheelie", ItemMotion)                     \
+    X(speedlimit, "Speedlimit", ItemMotion)               \
+    X(track, "Track", ItemMotion)                       \
+    X(parent, "Parent", ItemMotion)                       \
+    X(whip, "Whip", ItemMotion)                           \
+    X(limiter, "Limiter", ItemMotion)                     \
+    X(objblur, "Objblur", ItemMotion)                     \
+    X(velAccel, "VelAccel", ItemMotion)                   \
+    X(diffuser, "Diffuser", ItemMotion)                   \
+    X(speedLink, "SpeedLink", ItemMotion)                 \
+    X(accelLink, "AccelLink", ItemMotion)                 \
+    X(throttleLink, "ThrottleLink", ItemMotion)           \
+    X(poke, "Poke", Displacement)                         \
+    X(dangle, "Dangle", Displacement)                     \
+    X(flexor, "Flexor", Displacement)                     \
+    X(diffuse, "Diffuse", Displacement)                   \
+    X(superQ, "SuperQ", Displacement)                   \
+    X(acid, "Acid", Shader)                               \
+    X(hsvBoost, "HSVBoost", Shader)                       \
+    X(edgeRGB, "EdgeRGB", Shader)                         \
+    X(bladeBlur, "BladeBlur", Shader)                     \
+    X(unveil, "Unveil", Shader)                         \
+    X(polyPop, "PolyPop", Shader)                         \
+    X(enviro, "Enviro", PixelFilter)                      \
+    X(vFog, "VFog", PixelFilter)                          \
+    X(rayleigh, "Rayleigh", PixelFilter)                \
+    X(dropShadow, "DropShadow", ImageFilter)            \
+    X(lens, "Lens", ImageFilter)                          \
+    X(confusion, "Confusion", ImageFilter)
 
 // Each plug-in's description, defined in its own source file as <identifier>Plugin.
-#define VESK_DECLARE_PLUGIN(id, name, cls, state) extern const PluginDef id##Plugin;
+#define VESK_DECLARE_PLUGIN(id, name, cls) extern const PluginDef id##Plugin;
 VESK_PLUGINS(VESK_DECLARE_PLUGIN)
 #undef VESK_DECLARE_PLUGIN
