@@ -105,3 +105,47 @@ void BladeBlurSpot(benchmark::State &state) {
 BENCHMARK(BladeBlurSpot);
 
 }  // namespace
+
+namespace {
+
+// Acid per spot: six octaves of the ragged pattern, colour, specularity and
+// the bump on (four pattern samples a spot), spots scattered over the object.
+void AcidSpot(benchmark::State &state) {
+    DemoScene bench;
+    EmbeddedHost &host = bench.host;
+    std::string error;
+    auto *h = static_cast<const ShaderHandler *>(host.Handler("ShaderHandler", "Acid", &error));
+    LWError failure = nullptr;
+    LWInstance acid = h ? h->create(&failure) : nullptr;
+    if (!acid) {
+        state.SkipWithError("no Acid");
+        return;
+    }
+    const char *text = "BEGIN MARVEN_LABS_PLUGIN Acid\nVERSION 1\n BEGIN NUM DETAIL\n VALUE 6\n END\nEND MARVEN_LABS_PLUGIN Acid\n";
+    struct Source {
+        const char *at;
+    } source{text};
+    LWLoadState load = {LWIO_OBJECT, &source, [](void *d, char *buf, int len) {
+                            auto *s = static_cast<Source *>(d);
+                            int n = 0;
+                            while (n < len && *s->at) buf[n++] = *s->at++;
+                            return n;
+                        }};
+    h->load(acid, &load);
+    h->init(acid);
+    h->newTime(acid, 30, 1.0);
+    ShaderAccess spot{};
+    for (int i = 0; i < 3; ++i) spot.oXfrm[4 * i] = spot.wXfrm[4 * i] = 1;
+    long n = 0;
+    for (auto _ : state) {
+        ++n;
+        spot.oPos[0] = ((n * 37) % 1000) * 0.003, spot.oPos[1] = ((n * 53) % 1000) * 0.003, spot.oPos[2] = 0.1;
+        spot.wNorm[0] = 0, spot.wNorm[1] = 1, spot.wNorm[2] = 0, spot.specular = 0.5;
+        h->evaluate(acid, &spot);
+        benchmark::DoNotOptimize(spot.wNorm[0]);
+    }
+    h->destroy(acid);
+}
+BENCHMARK(AcidSpot);
+
+}  // namespace

@@ -7,7 +7,8 @@
 # Flexor's stalk, Diffuse's jelly, Poke's floor) at frame 20; and vesk shade
 # on real objects: HSVBoost at its defaults and with a glancing hue shift on
 # the real glossy sphere object, EdgeRGB on the studio ball; Enviro's maps of
-# the studio from a null, PolyPop building the studio's ball, BladeBlur's
+# the studio from a null, PolyPop building the studio's ball, Acid eating the
+# crate, BladeBlur's
 # rotor spinning up and strobing, and VFog's
 # misty valley. Run after a native
 # build, from a checkout with ../shared beside it.
@@ -57,6 +58,14 @@ for f in 6 14 22 30; do
 done
 convert "$work/pop6.png" "$work/pop14.png" "$work/pop22.png" "$work/pop30.png" -alpha off -resize 50% +append \
     "$out/polypop.png"
+# Acid on the studio crate (surface "Crate", examples/acid_corrode.txt): its
+# coverage rising from 0 by 0.8 % a frame, eaten parts turned to holes, and a
+# null "Drop1" at its top corner growing, eating outwards; frames 1, 16, 32, 48.
+for f in 1 16 32 48; do
+    "$vesk" render examples/acid_demo.lws --frame "$f" --shader Crate=Acid:examples/acid_corrode.txt -o "$work/acid$f.png"
+done
+convert "$work/acid1.png" "$work/acid16.png" "$work/acid32.png" "$work/acid48.png" -alpha off -resize 50% +append \
+    "$out/acid.png"
 # BladeBlur on a rotor disc: spinning up from rest (frames 2, 12, 24, 48),
 # then held at 478 RPM, just under one blade spacing a frame at 24 fps, so
 # that frames 20 to 23 show the blades creeping backwards (strobing).
@@ -73,4 +82,4 @@ convert \( "$work/spin2.png" "$work/spin12.png" "$work/spin24.png" "$work/spin48
 "$vesk" render examples/mist_demo.lws --frames 0-48 -j 2 -o "$work/mist%04d.png"
 convert \( "$work/mist0000.png" "$work/mist0024.png" +append \) \( "$work/mist0040.png" "$work/mist0048.png" +append \) \
     -append -alpha off -resize 50% "$out/mist.png"
-echo "wrote $out/studio.png, plugin_scenes.png, shade_on_objects.png, enviro_spherical.png, enviro_cubical.png, polypop.png, bladeblur.png and mist.png"
+echo "wrote $out/studio.png, plugin_scenes.png, shade_on_objects.png, enviro_spherical.png, enviro_cubical.png, polypop.png, acid.png, bladeblur.png and mist.png"

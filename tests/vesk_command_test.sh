@@ -303,6 +303,7 @@ check "a sequence by two workers" "$vesk" render "$studio" --frames 0-3 -j 2 -o 
 check "every frame of it" test -s "$work/seq0000.png" -a -s "$work/seq0003.png"
 check "frame 3 of the sequence is frame 3 alone" bash -c "'$vesk' render '$studio' --frame 3 -o '$work/three.png' && cmp '$work/three.png' '$work/seq0003.png'"
 check "PolyPop building the ball" "$vesk" render "$studio" --frame 14 --size 160x120 --shader Ball=PolyPop:"$source/examples/polypop_build.txt" -o "$work/built.png"
+check "the crate corroding" "$vesk" render "$source/examples/acid_demo.lws" --frame 32 --size 160x120 --shader Crate=Acid:"$source/examples/acid_corrode.txt" -o "$work/acid.png"
 check "a rotor spinning up" "$vesk" render "$source/examples/rotor_demo.lws" --frame 24 --size 160x120 --shader Prop=BladeBlur:"$source/examples/rotor_spinup.txt" -o "$work/rotor.png"
 check "an environment map from the probe" "$vesk" render "$source/examples/enviro_demo.lws" --frame 6 --size 128x64 -o "$work/map.png"
 check "the map is an ordinary PNG" bash -c "identify -format '%w %h %m' '$work/map.png' | grep -q '^128 64 PNG$'"

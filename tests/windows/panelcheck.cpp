@@ -636,6 +636,8 @@ int main(int argc, char **argv) {
          "BEGIN NUM FADE"},
         {"ShaderHandler", "ShaderInterface", "BladeBlur", "Rotor Blade Blur", "bladeblur", 150, 88, "1500",
          "BEGIN NUM RPM"},
+        {"ShaderHandler", "ShaderInterface", "Acid", "Acid Surface Eater", "acid", 160, 126, "6",
+         "BEGIN NUM DETAIL"},
     };
     for (const RenderPanel &f : renderPanels) {
         // Every class's record begins with create, destroy, copy, load and save.
