@@ -351,6 +351,15 @@ private:
                 }
                 return v;
             };
+            // A bit field: a whole number from 0 up.
+            auto bits = [&](size_t i) {
+                double v = number(i);
+                if (v < 0 || v != std::floor(v)) {
+                    if (unusable.empty()) unusable = w[i];
+                    return 0u;
+                }
+                return static_cast<unsigned>(v);
+            };
             if (k == "FirstFrame") s.firstFrame = static_cast<int>(number(1));
             else if (k == "LastFrame") s.lastFrame = static_cast<int>(number(1));
             else if (k == "FrameStep") s.frameStep = static_cast<int>(number(1));
@@ -388,7 +397,7 @@ private:
             else if (k == "ParentObject") { if (!AddLink(item_ && item_->type == LWI_BONE ? 3 : 0, w)) return false; }
             else if (k == "TargetObject") { if (!AddLink(1, w)) return false; }
             else if (k == "GoalObject") { if (!AddLink(2, w)) return false; }
-            else if (k == "ShadowOptions" && item_) item_->shadowOptions = static_cast<unsigned>(number(1));
+            else if (k == "ShadowOptions" && item_) item_->shadowOptions = bits(1);
             else if (k == "ObjDissolve" && item_) { if (!Envelope(w, &item_->dissolve)) return false; }
             else if (k == "ZoomFactor") { if (!Envelope(w, &Camera().zoom)) return false; }
             else if (k == "BlurLength") { if (!Envelope(w, &Camera().blurLength)) return false; }
@@ -418,7 +427,7 @@ private:
             else if (k == kFogKeys.nearest) s.fogNearest = number(1);
             else if (k == kFogKeys.farthest) s.fogFarthest = number(1);
             else if (k == kFogKeys.color) s.fogColor = {number(1) / 255, number(2) / 255, number(3) / 255};
-            else if (k == "RayTraceEffects") s.rayTraceEffects = static_cast<unsigned>(number(1)) & 7;
+            else if (k == "RayTraceEffects") s.rayTraceEffects = bits(1) & 7;
             else if (k == "Plugin") { if (!Plugin(w)) return false; }
             // Anything else (display, effects, IK, view settings) is not ours to read.
             if (!unusable.empty()) return Fail("'" + unusable + "' is not a usable number for " + k);

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <limits>
 #include <map>
+#include <string>
 
 #include "host/render/tracer.h"
 
@@ -23,6 +24,8 @@ Vec Unit(const Vec &a) {
 Vec Mix(const Vec &a, const Vec &b, double t) { return Add(Scale(a, 1 - t), Scale(b, t)); }
 
 constexpr double kPi = 3.14159265358979323846;
+// The largest frame side rendered: past any frame the host renders.
+constexpr int kLongestSide = 16384;
 // Secondary rays start this far (metres, grown with the distance from the
 // origin) off the surface they leave, so they do not meet it again.
 double Offset(const Vec &p) { return 1e-4 * (1 + std::max({std::fabs(p[0]), std::fabs(p[1]), std::fabs(p[2])})); }
@@ -148,6 +151,10 @@ struct Renderer::State {
         time = frameNumber / s.framesPerSecond;
         width = s.frameWidth;
         height = s.frameHeight;
+        if (width < 1 || height < 1 || width > kLongestSide || height > kLongestSide)
+            return *error = "the frame is " + std::to_string(width) + "x" + std::to_string(height) + "; frames are 1 to " +
+                            std::to_string(kLongestSide) + " pixels a side",
+                   false;
         if (s.cameras.empty()) return *error = "the scene has no camera", false;
         const Item &camera = *s.cameras.front();
         s.Param(camera, LWIP_W_POSITION, time, eye.data());
@@ -526,6 +533,10 @@ void Renderer::AddSurfaceShader(const std::string &surface, const ShaderHandler 
 bool Renderer::Begin(std::string *error) {
     State &st = *state_;
     Scene &s = st.host.scene;
+    if (s.frameWidth < 1 || s.frameHeight < 1 || s.frameWidth > kLongestSide || s.frameHeight > kLongestSide)
+        return *error = "the frame is " + std::to_string(s.frameWidth) + "x" + std::to_string(s.frameHeight) +
+                        "; frames are 1 to " + std::to_string(kLongestSide) + " pixels a side",
+               false;
     if (s.cameras.empty()) return *error = "the scene has no camera", false;
     st.objects.clear();
     for (const auto &object : s.objects) {
