@@ -98,9 +98,10 @@ void CheckBinding(const char *path, EmbeddedHost &host) {
         code = ActivateServer(module, *track, 3, EmbeddedHost::Lookup(), record.data());
         Check(code == 0, "bone info back: 0, got " + std::to_string(code));
         LWError err = nullptr;
-        auto create = reinterpret_cast<ShaderHandler *>(record.data())->create;
-        Check(create(&err) == nullptr && err && std::strcmp(err, "Error Starting GUI.. restart LightWave or reboot?") == 0,
-              "a plug-in not in this build refuses to create");
+        auto *acid = reinterpret_cast<ShaderHandler *>(record.data());
+        LWInstance made = acid->create(&err);
+        Check(made != nullptr && err == nullptr, "Acid creates an instance once bound");
+        if (made) acid->destroy(made);
     }
     UnloadModule(&module);
 }
