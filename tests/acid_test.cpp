@@ -5,6 +5,7 @@
 #include <cmath>
 #include <random>
 
+#include "helpers/random.h"
 #include "plugin_harness.h"
 
 namespace {
@@ -168,6 +169,32 @@ TEST_F(Acid, FlagsAndDescriptions) {
     EXPECT_STREQ(h->descln(acid), "Acid, breakup");
     EXPECT_EQ(Spot(0.1, 0.2, 0.3).specular, 0.5) << "a switched-off attribute is never written";
     EXPECT_EQ(h->flags(nullptr), 0u);
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(Acid, TheNoiseAsListed) {
+    // One octave of "Breakup" at size 1 samples the noise at the spot itself:
+    // P = s(v), v = 1 / (1 + exp(-1.702 N / 0.2701)) at coverage 50 % and
+    // softness 100 %. N is read back through both and checked against the
+    // listed values (seed 1, octave 0), and the octave key by its hash.
+    EXPECT_EQ(VeskHash(kAcidDomain, 1, 0), 0x2C21CF7C60998F64ull);
+    With(Radio("SHAPE", 1) + PluginTest::Number("DETAIL", 1) + PluginTest::Number("SCALE", 1) +
+         PluginTest::Number("SOFTNESS", 1) + Toggle("BUMPON", false));
+    struct Case {
+        double x, y, z, noise;
+    } cases[] = {{0.5, 0.5, 0.5, -0.125}, {1.25, -2.5, 3.75, 0.514278889}, {0.1, 0.2, 0.3, -0.428298377}, {2, 3, 4, 0}};
+    for (const Case &c : cases) {
+        double P = Eaten(c.x, c.y, c.z), lo = 0, hi = 1;
+        for (int i = 0; i < 200; ++i) {  // v from P = v^2 (3 - 2v), rising on 0 to 1
+            double mid = (lo + hi) / 2;
+            (mid * mid * (3 - 2 * mid) < P ? lo : hi) = mid;
+        }
+        double v = (lo + hi) / 2, noise = std::log(v / (1 - v)) * 0.2701 / 1.702;
+        EXPECT_NEAR(noise, c.noise, 1e-9) << c.x << " " << c.y << " " << c.z;
+    }
 }
 
 }  // namespace
