@@ -21,13 +21,19 @@ refuse() {  # refuse WHAT PATTERN COMMAND...: non-zero exit and one error line m
     fi
 }
 
-for sub in list settings describe bake blur filter displace shade render; do check "$sub --help" "$vesk" "$sub" --help; done
+for sub in list settings describe bake blur filter displace shade render describe-plugin; do check "$sub --help" "$vesk" "$sub" --help; done
 
 check "default settings" "$vesk" settings Track
 cp "$work/out" "$work/defaults"
 has() {  # has WHAT PATTERN FILE: the file holds a line matching PATTERN
     if grep -q -- "$2" "$3"; then passed=$((passed + 1)); else failed=$((failed + 1)); echo "FAIL: $1"; fi
 }
+check "a plug-in's settings as a table" "$vesk" describe-plugin VFog
+has "VFog's altitude, animatable, 0 by default" "^ALTITUDE  *Altitude (m)  *number, animatable  *0.00  *none$" "$work/out"
+has "its fog colour" "^COLOR  *Fog Color  *colour  *190, 200, 210" "$work/out"
+check "the same as the manual's Markdown" "$vesk" describe-plugin PolyPop --markdown
+has "PolyPop's seed" "^| \`SEED\` | \"Seed\" | whole number | 1 | 0 to 9999 |$" "$work/out"
+refuse "describe an unknown plug-in" "no plug-in named 'Nope'" "$vesk" describe-plugin Nope
 has "defaults: no target" "^description: Track (no target!)" "$work/defaults"
 has "defaults hold SELECTION 4" "^  SELECTION 4$" "$work/defaults"
 sed -n '/^BEGIN MARVEN/,/^END MARVEN/p' "$work/defaults" | awk '/BEGIN NUM STRENGTH/ {s=1} s && /VALUE/ {sub(/VALUE 1/, "VALUE 0.25"); s=0} {print}' >"$work/changed.txt"

@@ -89,4 +89,4 @@ std::string FrameFileName(const std::string &out, int frame);
 
 // The subcommands, each in its own file.
 extern const Command listCommand, settingsCommand, describeCommand, bakeCommand, filterCommand, blurCommand,
-    displaceCommand, shadeCommand, renderCommand;
+    displaceCommand, shadeCommand, renderCommand, describePluginCommand;

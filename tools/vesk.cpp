@@ -10,7 +10,7 @@
 namespace {
 
 const Command *const kCommands[] = {&listCommand, &settingsCommand, &describeCommand, &bakeCommand,
-                                    &blurCommand, &filterCommand,   &displaceCommand, &shadeCommand, &renderCommand};
+                                    &blurCommand, &filterCommand,   &displaceCommand, &shadeCommand, &renderCommand, &describePluginCommand};
 
 void PrintUsage(FILE *to) {
     std::fputs("usage: vesk COMMAND [ARGS]\n\nThe Vesk Collection's plug-ins, run by the embedded host.\n\ncommands:\n", to);
