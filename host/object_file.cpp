@@ -125,13 +125,10 @@ Surface &SurfaceNamed(ObjectGeometry *out, const std::string &name) {
 // LightWave's own angle for smoothing when a smooth surface gives none (89.5 degrees).
 constexpr double kDefaultSmoothing = 1.5620696805349291;
 
-// An LWOB SURF: the name, then sub-chunks with 16-bit lengths. The integer
-// levels count 256 as 100 % (the real files' VDIF 1.0 beside DIFF 256 and VSPC
-// 0.3 beside SPEC 77 agree); the float levels, when present, replace them. SMAN
-// is in radians (the real files hold 1.5625, LightWave's 89.5 degrees).
-void LwobSurface(Bytes &b, size_t end, ObjectGeometry *out) {
-    Surface &s = SurfaceNamed(out, String(b, end));
-    bool smooth = false, angleGiven = false;
+// A SURF's sub-chunks (ID, 16-bit length, data, pad) up to end, each handed
+// to visit(id, size) with b at its data; a sub-chunk past the end stops.
+template <typename Visit>
+void EachSubchunk(Bytes &b, size_t end, Visit visit) {
     while (b.at + 6 <= end) {
         char id[5] = {};
         std::memcpy(id, &b.data[b.at], 4);
@@ -139,26 +136,44 @@ void LwobSurface(Bytes &b, size_t end, ObjectGeometry *out) {
         unsigned size = b.U16();
         if (size > end - b.at) break;
         size_t next = b.at + size + (size & 1);
-        std::string k = id;
-        auto level = [&] { return static_cast<int16_t>(b.U16()) / 256.0; };
+        visit(std::string(id), size);
+        b.at = next;
+    }
+}
+
+// The five levels by their sub-chunk names: LWOB's integer form, its float
+// form, and LWO2's float form (the integer names).
+struct LevelName {
+    const char *integer, *real;
+    double Surface::*field;
+};
+constexpr LevelName kLevels[5] = {{"LUMI", "VLUM", &Surface::luminosity}, {"DIFF", "VDIF", &Surface::diffuse},
+                                  {"SPEC", "VSPC", &Surface::specular},   {"REFL", "VRFL", &Surface::mirror},
+                                  {"TRAN", "VTRN", &Surface::transparency}};
+
+// An LWOB SURF: the name, then sub-chunks with 16-bit lengths. The integer
+// levels count 256 as 100 % (the real files' VDIF 1.0 beside DIFF 256 and VSPC
+// 0.3 beside SPEC 77 agree); the float levels, when present, replace them. SMAN
+// is in radians (the real files hold 1.5625, LightWave's 89.5 degrees).
+void LwobSurface(Bytes &b, size_t end, ObjectGeometry *out) {
+    Surface &s = SurfaceNamed(out, String(b, end));
+    bool smooth = false, angleGiven = false;
+    EachSubchunk(b, end, [&](const std::string &k, unsigned size) {
+        for (const LevelName &l : kLevels) {
+            if (k == l.integer && size >= 2) s.*l.field = static_cast<int16_t>(b.U16()) / 256.0;
+            if (k == l.real && size >= 4) s.*l.field = b.F32();
+        }
         if (k == "COLR" && size >= 3) s.color = {b.data[b.at] / 255.0, b.data[b.at + 1] / 255.0, b.data[b.at + 2] / 255.0};
         else if (k == "FLAG" && size >= 2) {
             unsigned flags = b.U16();
             smooth = flags & 4;
             s.doubleSided = flags & 256;
-        } else if (size >= 2 && (k == "LUMI" || k == "DIFF" || k == "SPEC" || k == "REFL" || k == "TRAN")) {
-            double v = level();
-            (k == "LUMI" ? s.luminosity : k == "DIFF" ? s.diffuse : k == "SPEC" ? s.specular : k == "REFL" ? s.mirror : s.transparency) = v;
-        } else if (size >= 4 && (k == "VLUM" || k == "VDIF" || k == "VSPC" || k == "VRFL" || k == "VTRN")) {
-            double v = b.F32();
-            (k == "VLUM" ? s.luminosity : k == "VDIF" ? s.diffuse : k == "VSPC" ? s.specular : k == "VRFL" ? s.mirror : s.transparency) = v;
         } else if (k == "GLOS" && size >= 2) s.glossiness = b.U16();
         else if (k == "RIND" && size >= 4) s.eta = b.F32();
         else if (k == "SMAN" && size >= 4) s.smoothing = b.F32(), angleGiven = true;
         else if (k == "SHDR") s.shaders.push_back({String(b, b.at + size), {}});
         else if (k == "SDAT" && !s.shaders.empty()) s.shaders.back().data.assign(b.data.begin() + b.at, b.data.begin() + b.at + size);
-        b.at = next;
-    }
+    });
     if (!smooth) s.smoothing = 0;
     else if (!angleGiven) s.smoothing = kDefaultSmoothing;
 }
@@ -170,24 +185,15 @@ void LwobSurface(Bytes &b, size_t end, ObjectGeometry *out) {
 void Lwo2Surface(Bytes &b, size_t end, ObjectGeometry *out) {
     Surface &s = SurfaceNamed(out, String(b, end));
     String(b, end);  // the surface it derives from
-    while (b.at + 6 <= end) {
-        char id[5] = {};
-        std::memcpy(id, &b.data[b.at], 4);
-        b.at += 4;
-        unsigned size = b.U16();
-        if (size > end - b.at) break;
-        size_t next = b.at + size + (size & 1);
-        std::string k = id;
+    EachSubchunk(b, end, [&](const std::string &k, unsigned size) {
+        for (const LevelName &l : kLevels)
+            if (k == l.integer && size >= 4) s.*l.field = b.F32();
         if (k == "COLR" && size >= 12) s.color = {b.F32(), b.F32(), b.F32()};
-        else if (size >= 4 && (k == "LUMI" || k == "DIFF" || k == "SPEC" || k == "REFL" || k == "TRAN")) {
-            double v = b.F32();
-            (k == "LUMI" ? s.luminosity : k == "DIFF" ? s.diffuse : k == "SPEC" ? s.specular : k == "REFL" ? s.mirror : s.transparency) = v;
-        } else if (k == "GLOS" && size >= 4) s.glossiness = std::exp2(2 + 10 * std::clamp<double>(b.F32(), 0, 1));
+        else if (k == "GLOS" && size >= 4) s.glossiness = std::exp2(2 + 10 * std::clamp<double>(b.F32(), 0, 1));
         else if (k == "RIND" && size >= 4) s.eta = b.F32();
         else if (k == "SMAN" && size >= 4) s.smoothing = b.F32();
         else if (k == "SIDE" && size >= 2) s.doubleSided = b.U16() == 3;
-        b.at = next;
-    }
+    });
 }
 
 }  // namespace

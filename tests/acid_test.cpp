@@ -26,10 +26,7 @@ protected:
         PluginTest::TearDown();
     }
     void With(const std::string &settings) {
-        h->destroy(acid);
-        LWError err = nullptr;
-        acid = h->create(&err);
-        Settings(h, acid, "Acid", settings);
+        Renew(h, &acid, "Acid", settings);
         ASSERT_EQ(h->init(acid), nullptr);
         ASSERT_EQ(h->newTime(acid, 0, 0), nullptr);
     }

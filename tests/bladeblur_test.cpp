@@ -28,10 +28,7 @@ protected:
     }
     // A fresh instance with these settings, at a frame (and a pass time).
     void At(const std::string &settings, double frame, double time = -1) {
-        h->destroy(blur);
-        LWError err = nullptr;
-        blur = h->create(&err);
-        Settings(h, blur, "BladeBlur", settings);
+        Renew(h, &blur, "BladeBlur", settings);
         ASSERT_EQ(h->init(blur), nullptr);
         ASSERT_EQ(h->newTime(blur, static_cast<LWFrame>(frame), time < 0 ? frame / 30 : time), nullptr);
     }

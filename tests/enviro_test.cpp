@@ -46,10 +46,7 @@ protected:
         PluginTest::TearDown();
     }
     void New(const std::string &settings) {
-        if (map) h->destroy(map);
-        LWError err = nullptr;
-        map = h->create(&err);
-        Settings(h, map, "Enviro", settings);
+        Renew(h, &map, "Enviro", settings);
     }
     // The direction of the sample at (sx, sy) of a W x H frame; false when it was filled.
     bool Look(int width, int height, double sx, double sy, V *direction, bool withRays = true) {

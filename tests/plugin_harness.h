@@ -29,6 +29,16 @@ protected:
         h->load(instance, &state);
         ASSERT_TRUE(host.messages.empty()) << host.messages[0].line1 << " / " << host.messages[0].line2;
     }
+    // A fresh instance in place of `instance` (destroyed when there is one),
+    // with the blocks loaded.
+    template <typename Handler>
+    void Renew(const Handler *h, LWInstance *instance, const char *shortName, const std::string &blocks) {
+        if (*instance) h->destroy(*instance);
+        LWError err = nullptr;
+        *instance = h->create(&err);
+        ASSERT_NE(*instance, nullptr) << (err ? err : "");
+        Settings(h, *instance, shortName, blocks);
+    }
     static std::string Number(const char *key, double v) {
         char text[64];
         std::snprintf(text, sizeof text, " VALUE %.17g\n", v);

@@ -31,10 +31,7 @@ protected:
     }
     // New settings on a fresh instance, for `polygons` polygons, at a frame.
     void At(long polygons, double frame, const std::string &settings) {
-        h->destroy(pop);
-        LWError err = nullptr;
-        pop = h->create(&err);
-        Settings(h, pop, "PolyPop", settings);
+        Renew(h, &pop, "PolyPop", settings);
         thing->numPolygons = static_cast<int>(polygons);
         ASSERT_EQ(h->init(pop), nullptr);
         ASSERT_EQ(h->newTime(pop, static_cast<LWFrame>(frame), frame / 30), nullptr);

@@ -53,10 +53,7 @@ protected:
     // degrees, from a new instance with these settings.
     std::array<int, 4> Run(double y, double pitch, const std::string &settings, Sample s = Sample()) {
         camera->SetRest({0, y, 0}, {0, pitch, 0});
-        h->destroy(fog);
-        LWError err = nullptr;
-        fog = h->create(&err);
-        Settings(h, fog, "VFog", settings);
+        Renew(h, &fog, "VFog", settings);
         EXPECT_EQ(h->init(fog), nullptr);
         EXPECT_EQ(h->newTime(fog, 0, 0), nullptr);
         sample = s;

@@ -250,27 +250,32 @@ struct Renderer::State {
 
     // ---- lights ----
 
-    // Light from a light arriving at a spot: unit direction towards the light,
-    // its colour (zero outside a spot's cone or in shadow), and whether any arrives.
-    bool Arriving(const FrameLight &l, const Vec &at, bool receives, Vec *toLight, Vec *colour, bool withShadow) const {
-        double distance = std::numeric_limits<double>::infinity();
+    // Light from a light arriving at a spot, shadows aside: unit direction
+    // towards the light, its distance (infinite for a distant light) and its
+    // colour (zero outside a spot's cone); whether any arrives.
+    bool Arriving(const FrameLight &l, const Vec &at, Vec *toLight, double *distance, Vec *colour) const {
+        *distance = std::numeric_limits<double>::infinity();
         if (l.type == LWLIGHT_DISTANT) {
             *toLight = Scale(l.forward, -1);
         } else {
             Vec d = Minus(l.position, at);
-            distance = std::sqrt(Dot(d, d));
-            *toLight = distance > 0 ? Scale(d, 1 / distance) : Scale(l.forward, -1);
+            *distance = std::sqrt(Dot(d, d));
+            *toLight = *distance > 0 ? Scale(d, 1 / *distance) : Scale(l.forward, -1);
         }
         double k = 1;
         if (l.type == LWLIGHT_SPOT) {
             double c = -Dot(*toLight, l.forward);
             k = c >= l.cosInner ? 1 : c <= l.cosOuter ? 0 : (c - l.cosOuter) / (l.cosInner - l.cosOuter);
         }
-        if (k > 0 && withShadow && l.shadows && receives &&
-            tracer.Blocked(at, *toLight, Offset(at), distance == std::numeric_limits<double>::infinity() ? 1e30 : distance - Offset(at)))
-            k = 0;
         *colour = Scale(l.colour, k);
         return k > 0;
+    }
+
+    // Whether the light's traced shadow falls on a spot that receives shadows.
+    bool Shadowed(const FrameLight &l, const Vec &at, bool receives, const Vec &toLight, double distance) const {
+        if (!l.shadows || !receives) return false;
+        double far = distance == std::numeric_limits<double>::infinity() ? 1e30 : distance - Offset(at);
+        return tracer.Blocked(at, toLight, Offset(at), far);
     }
 
     // ---- backdrop and fog ----
@@ -383,11 +388,12 @@ struct Renderer::State {
         double glossiness = std::exp2(4 + 6 * (1 - sa.roughness));  // back from roughness: 16 to 1024
         double shading = 0, unshadowed = 0, shadowedShare = 0, diffShade = 0, specShade = 0;
         for (const FrameLight &l : lights) {
-            Vec toLight, arriving, free;
-            Arriving(l, at, receives, &toLight, &free, false);
+            Vec toLight, free;
+            double distance;
+            if (!Arriving(l, at, &toLight, &distance, &free)) continue;
             double lit = Dot(n, toLight);
-            if (lit <= 0 || Dot(free, free) == 0) continue;
-            Arriving(l, at, receives, &toLight, &arriving, true);
+            if (lit <= 0) continue;
+            const Vec arriving = Shadowed(l, at, receives, toLight, distance) ? Vec{} : free;
             Vec reflected = Minus(Scale(n, 2 * lit), toLight);
             double highlight = std::pow(std::max(0.0, Dot(reflected, view)), glossiness);
             for (int i = 0; i < 3; ++i) out[i] += arriving[i] * (sa.diffuse * c[i] * lit + sa.specular * highlight);
@@ -456,8 +462,10 @@ int Illuminate(LWItemID light, const double position[3], double direction[3], do
     if (!active) return 0;
     for (const FrameLight &l : active->lights)
         if (l.id == light) {
-            Vec toLight, colour;
-            bool lit = active->Arriving(l, {position[0], position[1], position[2]}, true, &toLight, &colour, true);
+            Vec toLight, colour, at{position[0], position[1], position[2]};
+            double distance;
+            bool lit = active->Arriving(l, at, &toLight, &distance, &colour) && !active->Shadowed(l, at, true, toLight, distance);
+            if (!lit) colour = Vec{};
             for (int i = 0; i < 3; ++i) direction[i] = toLight[i], color[i] = colour[i];
             return lit ? 1 : 0;
         }

@@ -111,11 +111,6 @@ void Reghost(PluginInstance *p) {
     }
 }
 
-void Unit(double v[3]) {
-    double n = std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]) + 1e-16;
-    for (int i = 0; i < 3; ++i) v[i] /= n;
-}
-
 int NewTimeHook(PluginInstance *p, LWFrame, LWTime time) {
     Frame &f = *Work<Frame>(p);
     f.active = false;
@@ -131,11 +126,7 @@ int NewTimeHook(PluginInstance *p, LWFrame, LWTime time) {
                     : items                               ? items->first(LWI_CAMERA, LWITEM_NULL)
                                                           : LWITEM_NULL;
     if (!view) return 0;
-    items->param(view, LWIP_W_POSITION, time, f.Pv);
-    items->param(view, LWIP_RIGHT, time, f.R);
-    items->param(view, LWIP_UP, time, f.U);
-    items->param(view, LWIP_FORWARD, time, f.F);
-    Unit(f.R), Unit(f.U), Unit(f.F);
+    ItemAxesAt(view, time, f.Pv, f.R, f.U, f.F);
     double heading = Current(p, kHeading) * kDegrees;
     f.ch = std::cos(heading), f.sh = std::sin(heading);
     f.spanH = std::clamp(Current(p, kHSpan), 1.0, 360.0) * kDegrees;
@@ -210,7 +201,7 @@ void Evaluate(LWInstance instance, const PixelAccess *access) {
     double turned[3] = {d[0] * f.ch + d[2] * f.sh, d[1], -d[0] * f.sh + d[2] * f.ch}, w[3];
     for (int i = 0; i < 3; ++i)
         w[i] = f.aligned ? turned[0] * f.R[i] + turned[1] * f.U[i] + turned[2] * f.F[i] : turned[i];
-    Unit(w);
+    UnitVector(w);
     // The near clip lets the view point sit inside the object that will
     // carry the map without its rays meeting it.
     double origin[3], colour[3];

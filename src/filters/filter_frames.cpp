@@ -22,6 +22,20 @@ BufferValue ToByte(double v) {
 
 void ReadSampleRgba(const PixelAccess *access, BufferValue rgba[4]) { access->bufVal(LWBUF_RED, 4, rgba); }
 
+void UnitVector(double v[3]) {
+    double n = std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]) + 1e-16;
+    for (int i = 0; i < 3; ++i) v[i] /= n;
+}
+
+void ItemAxesAt(LWItemID item, LWTime time, double position[3], double right[3], double up[3], double forward[3]) {
+    const LWItemInfo *items = hostServices.itemInfo;
+    items->param(item, LWIP_W_POSITION, time, position);
+    items->param(item, LWIP_RIGHT, time, right);
+    items->param(item, LWIP_UP, time, up);
+    items->param(item, LWIP_FORWARD, time, forward);
+    UnitVector(right), UnitVector(up), UnitVector(forward);
+}
+
 void CameraHalfTangents(double zoom, double width, double height, double pixelAspect, double *tx, double *ty) {
     *ty = 1 / zoom;
     *tx = *ty * width * pixelAspect / height;

@@ -38,6 +38,11 @@ void ReadSampleRgba(const PixelAccess *access, BufferValue rgba[4]);
 // unconfirmed; its "fovAngles" answer is preferred where it gives one.
 void CameraHalfTangents(double zoom, double width, double height, double pixelAspect, double *tx, double *ty);
 
+// A vector divided by its length + 1e-16 (a zero vector stays zero).
+void UnitVector(double v[3]);
+// An item's world position and unit right, up and forward axes at a time.
+void ItemAxesAt(LWItemID item, LWTime time, double position[3], double right[3], double up[3], double forward[3]);
+
 // A byte from a value on the 0-255 scale: held to the scale, then rounded.
 BufferValue ToByte(double v);
 

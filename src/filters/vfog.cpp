@@ -149,11 +149,6 @@ double OpticalDepth(const Frame &f, double length, double hA, double hB) {
 
 // ---- per frame ----
 
-void Unit(double v[3]) {
-    double n = std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]) + 1e-16;
-    for (int i = 0; i < 3; ++i) v[i] /= n;
-}
-
 int NewTimeHook(PluginInstance *p, LWFrame, LWTime time) {
     Frame &f = *Work<Frame>(p);
     f.active = false;
@@ -167,11 +162,7 @@ int NewTimeHook(PluginInstance *p, LWFrame, LWTime time) {
     const LWItemInfo *items = hostServices.itemInfo;
     LWItemID camera = items ? items->first(LWI_CAMERA, LWITEM_NULL) : LWITEM_NULL;
     if (!camera) return 0;
-    items->param(camera, LWIP_W_POSITION, time, f.C);
-    items->param(camera, LWIP_RIGHT, time, f.R);
-    items->param(camera, LWIP_UP, time, f.U);
-    items->param(camera, LWIP_FORWARD, time, f.F);
-    Unit(f.R), Unit(f.U), Unit(f.F);
+    ItemAxesAt(camera, time, f.C, f.R, f.U, f.F);
     double horizontal = 0, vertical = 0;
     if (hostServices.cameraInfo) hostServices.cameraInfo->fovAngles(camera, time, &horizontal, &vertical);
     f.tx = std::tan(horizontal / 2), f.ty = std::tan(vertical / 2);
@@ -207,7 +198,7 @@ int NewTimeHook(PluginInstance *p, LWFrame, LWTime time) {
             items->param(item, LWIP_W_POSITION, time, f.sun);
             for (int i = 0; i < 3; ++i) f.sun[i] -= f.C[i];
         }
-        Unit(f.sun);
+        UnitVector(f.sun);
         f.glow[0] = std::clamp(glow->red, 0, 255), f.glow[1] = std::clamp(glow->green, 0, 255);
         f.glow[2] = std::clamp(glow->blue, 0, 255);
         f.tight = std::max(1.0, Current(p, kSunTight));
