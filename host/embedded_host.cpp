@@ -384,16 +384,18 @@ EmbeddedHost::EmbeddedHost() : previous_(activeHost) {
     scene.motion = [this](const Item &item, double time, double out[9]) { FinalMotion(item, time, out); };
 }
 
+void EmbeddedHost::RemovePlugins(Item &item) {
+    for (MotionPluginUse &use : item.motionPlugins)
+        if (use.handler && use.instance) use.handler->destroy(use.instance);
+    item.motionPlugins.clear();
+    for (DisplacementPluginUse &use : item.displacementPlugins)
+        if (use.handler && use.instance) use.handler->destroy(use.instance);
+    item.displacementPlugins.clear();
+}
+
 EmbeddedHost::~EmbeddedHost() {
-    auto release = [](std::vector<std::unique_ptr<Item>> &items) {
-        for (auto &item : items) {
-            for (MotionPluginUse &use : item->motionPlugins)
-                if (use.handler && use.instance) use.handler->destroy(use.instance);
-            item->motionPlugins.clear();
-            for (DisplacementPluginUse &use : item->displacementPlugins)
-                if (use.handler && use.instance) use.handler->destroy(use.instance);
-            item->displacementPlugins.clear();
-        }
+    auto release = [this](std::vector<std::unique_ptr<Item>> &items) {
+        for (auto &item : items) RemovePlugins(*item);
     };
     for (FilterPluginUse &use : scene.filterPlugins)
         if (use.instance) use.pixel ? use.pixel->destroy(use.instance) : use.image->destroy(use.instance);

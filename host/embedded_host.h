@@ -74,6 +74,9 @@ public:
     LWInstance AddMotionPlugin(Item &item, const std::string &server, std::string *error);
     // Applies a displacement plug-in to an object after the ones it has.
     LWInstance AddDisplacementPlugin(Item &object, const std::string &server, std::string *error);
+    // Destroys the item's motion and displacement plug-ins: it moves by its keys
+    // and keeps its modelled shape.
+    void RemovePlugins(Item &item);
     // Adds a pixel or image filter to the scene's effects, after the ones it has.
     LWInstance AddFilterPlugin(const std::string &className, const std::string &server, std::string *error);
     // The item's motion with its plug-ins applied, at a time in seconds.

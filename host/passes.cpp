@@ -219,9 +219,9 @@ bool RunImageFilter(const ImageFilterHandler *h, LWInstance instance, RgbaImage 
 }
 
 bool RenderShaderPreview(const ShaderHandler *h, LWInstance instance, int width, int height, RgbaImage *out,
-                         std::string *error, std::array<double, 3> base) {
+                         std::string *error, std::array<double, 3> base, int frame) {
     if (LWError e = h->init(instance)) return *error = e, false;
-    if (LWError e = h->newTime(instance, 0, 0)) {
+    if (LWError e = h->newTime(instance, frame, frame / Scene().framesPerSecond)) {
         h->cleanup(instance);
         return *error = e, false;
     }

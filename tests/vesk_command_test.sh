@@ -106,6 +106,28 @@ check "taut by the last frame: three units from the hand" awk '$1 == "v" { n++; 
 check "the floor under the ball" "$vesk" displace "$source/examples/poke_demo.lws" plane.lwo --frames 48-48 -o "$work/floor.obj"
 check "dented under the ball" awk '$1 == "v" && $3 < -0.15 { dented++ } END { exit !(dented > 8) }' "$work/floor_0048.obj"
 check "and still dented behind it, relaxing" awk '$1 == "v" && $2 < -1 && $3 < -0.01 && $3 > -0.19 { trail++ } END { exit !(trail > 5) }' "$work/floor_0048.obj"
+# Leaving an item's own plug-ins out: the keys alone, the object as modelled.
+check "the ball's keys alone" "$vesk" bake "$source/examples/bounce_demo.lws" Ball --no-plugins -o "$work/keys.mot"
+check "dips to its key at -0.6 through the floor" grep -q '^0 -0.6 0 0 0 0 1 1 1' "$work/keys.mot"
+check "the ball with Limiter" "$vesk" bake "$source/examples/bounce_demo.lws" Ball -o "$work/held.mot"
+check "never below Y 0.3" awk 'NR > 4 && NR % 2 == 1 && $2 < 0.3 { low++ } END { exit low > 0 }' "$work/held.mot"
+check "the globe as modelled" "$vesk" displace "$source/examples/superq_demo.lws" globe.lwo --frame 48 --no-plugins -o "$work/globe.obj"
+check "every point on the unit sphere" awk '$1 == "v" { d = sqrt($2 * $2 + $3 * $3 + $4 * $4); if (d < 0.999999 || d > 1.000001) off++ }
+    END { exit off > 0 }' "$work/globe.obj"
+check "the globe squared off" "$vesk" displace "$source/examples/superq_demo.lws" globe.lwo --frame 48 -o "$work/box.obj"
+check "moved by SuperQ" bash -c "! cmp -s '$work/globe.obj' '$work/box.obj'"
+# PolyPop's build (frames 0 to 36, a 4-frame fade, a 3-frame flash) is over by
+# frame 40, where the globe looks as it does with PolyPop disabled.
+printf 'BEGIN MARVEN_LABS_PLUGIN PolyPop\nVERSION 1\n BEGIN BUTTON DISABLE\n  CHECKED YES\n END\nEND MARVEN_LABS_PLUGIN PolyPop\n' >"$work/off.txt"
+for frame in 0 40; do
+    check "PolyPop at frame $frame" "$vesk" shade PolyPop --settings "$source/examples/polypop_build.txt" \
+        --object "$source/examples/globe.lwo" --size 64 --frame $frame -o "$work/pop$frame.png"
+done
+check "PolyPop disabled" "$vesk" shade PolyPop --settings "$work/off.txt" --object "$source/examples/globe.lwo" --size 64 --frame 40 -o "$work/popoff.png"
+check "built by frame 40" cmp "$work/pop40.png" "$work/popoff.png"
+check "not yet at frame 0" bash -c "! cmp -s '$work/pop0.png' '$work/popoff.png'"
+refuse "a shade frame out of range" "--frame is a frame from 0" "$vesk" shade PolyPop --frame -3 -o "$work/x.png"
+refuse "a density that is not a number" "the density is a fraction from 0 to 1" "$vesk" bake "$source/examples/bounce_demo.lws" Ball --density half
 head -c 100 "$source/examples/rope.lwo" >"$work/broken.lwo"
 sed "s#LoadObject rope.lwo#LoadObject $work/broken.lwo#" "$source/examples/dangle_demo.lws" >"$work/broken.lws"
 mkdir -p "$work/none"

@@ -13,7 +13,7 @@ int Bake(const std::vector<std::string> &args) {
     std::vector<std::string> positional;
     int end = -1;
     double density = 1.0;
-    bool parentCoordinates = false;
+    bool parentCoordinates = false, withoutPlugins = false;
     std::string out;
     for (size_t i = 0; i < args.size(); ++i) {
         const std::string &a = args[i];
@@ -24,9 +24,15 @@ int Bake(const std::vector<std::string> &args) {
                 return Fail("bake: --end is a frame from 0 to " + std::to_string(kMostFrames) + ", not '" + args[i] + "'");
         }
         else if (a == "--density" && hasValue)
-            density = std::strtod(args[++i].c_str(), nullptr);
+        {
+            char *end = nullptr;
+            density = std::strtod(args[++i].c_str(), &end);
+            if (end == args[i].c_str() || *end) density = -1;  // refused below
+        }
         else if (a == "--parent-coords")
             parentCoordinates = true;
+        else if (a == "--no-plugins")
+            withoutPlugins = true;
         else if (a == "-o" && hasValue)
             out = args[++i];
         else if (!a.empty() && a[0] == '-')
@@ -40,6 +46,7 @@ int Bake(const std::vector<std::string> &args) {
     int status = 0;
     Item *item = LoadSceneItem(s, positional[0], positional[1], &status);
     if (!item) return status;
+    if (withoutPlugins) s.host.RemovePlugins(*item);
     Scene &scene = s.host.scene;
     if (out.empty()) out = positional[1] + ".mot";
     // The export runs inside the module, as from an item-motion plug-in's panel;
@@ -70,13 +77,14 @@ int Bake(const std::vector<std::string> &args) {
 
 extern const Command bakeCommand = {
     "bake", "an item's final motion written as a motion file",
-    "usage: vesk bake SCENE ITEM [--end N] [--density D] [--parent-coords] [-o FILE]\n"
+    "usage: vesk bake SCENE ITEM [--end N] [--density D] [--parent-coords] [--no-plugins] [-o FILE]\n"
     "\n"
     "Evaluates ITEM with its motion plug-ins and writes its motion as a LightWave\n"
     "motion file (LWMO 1), as the Export Motion button does.\n"
     "\n"
     "  --end N           last frame to bake (default: the scene's last frame)\n"
     "  --density D       fraction of the frames 0..N that become keys (default 1)\n"
+    "  --no-plugins      the item's keys alone, its own motion plug-ins left out\n"
     "  --parent-coords   the item's own channels relative to its parent, instead of\n"
     "                    its world placement (only for items with a parent)\n"
     "  -o FILE           where to write (default: ITEM.mot)\n",

@@ -10,12 +10,13 @@ namespace {
 int Blur(const std::vector<std::string> &args) {
     std::vector<std::string> positional, v;
     std::string error;
-    if (!Options(args, {"--frame"}, &positional, &v, &error)) return Fail("blur: " + error);
+    if (!Options(args, {"--frame", "--no-plugins"}, &positional, &v, &error, {"--no-plugins"})) return Fail("blur: " + error);
     if (positional.size() != 2) return Fail("blur: give a scene file and an item name");
     Session s;
     int status = 0;
     Item *item = LoadSceneItem(s, positional[0], positional[1], &status);
     if (!item) return status;
+    if (!v[1].empty()) s.host.RemovePlugins(*item);
     Scene &scene = s.host.scene;
     int frame = scene.firstFrame;
     if (!v[0].empty() && !FrameNumber(v[0], &frame)) return Fail("blur: --frame is a frame from 0 to " + std::to_string(kMostFrames));
@@ -39,12 +40,13 @@ int Blur(const std::vector<std::string> &args) {
 
 extern const Command blurCommand = {
     "blur", "an item's motion at each motion-blur pass of a frame",
-    "usage: vesk blur SCENE ITEM [--frame N]\n"
+    "usage: vesk blur SCENE ITEM [--frame N] [--no-plugins]\n"
     "\n"
     "Prints the item's final motion (position, heading, pitch and bank in degrees,\n"
     "scale) at every pass the host samples while rendering frame N with motion\n"
     "blur (default the scene's first frame): as many passes as the antialiasing\n"
     "level gives (5, 9 or 17), spread from N minus the camera's blur length to N.\n"
     "Without motion blur, the one pass at N. Item-motion plug-ins such as Objblur\n"
-    "see the frame N with each pass's time, as when rendering.\n",
+    "see the frame N with each pass's time, as when rendering. With --no-plugins,\n"
+    "the item's own motion plug-ins are left out.\n",
     Blur};

@@ -14,7 +14,7 @@ namespace {
 int Displace(const std::vector<std::string> &args) {
     std::vector<std::string> positional, v;
     std::string error;
-    if (!Options(args, {"--frame", "--frames", "-o"}, &positional, &v, &error)) return Fail("displace: " + error);
+    if (!Options(args, {"--frame", "--frames", "-o", "--no-plugins"}, &positional, &v, &error, {"--no-plugins"})) return Fail("displace: " + error);
     if (positional.size() != 2 || v[2].empty()) return Fail("displace: give a scene, an object and -o OUT.obj");
     int first = 0, last = 0;
     if (!v[0].empty() && !FrameNumber(v[0], &first)) return Fail("displace: --frame is a frame from 0 to " + std::to_string(kMostFrames));
@@ -33,6 +33,7 @@ int Displace(const std::vector<std::string> &args) {
     for (auto &item : scene.objects)
         if (!object && (scene.ShownName(*item) == positional[1] || item->name == positional[1])) object = item.get();
     if (!object) return Fail(positional[0] + ": no object named '" + positional[1] + "'");
+    if (!v[3].empty()) s.host.RemovePlugins(*object);
     if (object->geometry.points.empty())
         return Fail(positional[1] + " has no points (" +
                     (object->geometryProblem.empty() ? "its object file " + object->filename + " holds none"
@@ -73,11 +74,12 @@ int Displace(const std::vector<std::string> &args) {
 
 extern const Command displaceCommand = {
     "displace", "an object's points after its displacement plug-ins, as an OBJ file",
-    "usage: vesk displace SCENE OBJECT [--frame N | --frames FIRST-LAST] -o OUT.obj\n"
+    "usage: vesk displace SCENE OBJECT [--frame N | --frames FIRST-LAST] [--no-plugins] -o OUT.obj\n"
     "\n"
     "Moves the object's points through its displacement plug-ins at frame N and\n"
     "writes them with its polygons as a Wavefront OBJ. The object file is looked\n"
     "for where the scene names it, then beside the scene.\n"
     "  --frames A-B     one file a frame, the frame number before the extension:\n"
-    "                   -o dust.obj writes dust_0001.obj, dust_0002.obj, ...\n",
+    "                   -o dust.obj writes dust_0001.obj, dust_0002.obj, ...\n"
+    "  --no-plugins     the object as modelled, its displacement plug-ins left out\n",
     Displace};

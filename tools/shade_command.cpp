@@ -17,7 +17,7 @@ namespace {
 
 // The shader on every surface of a real object, framed by a camera in front of
 // it and a little above, under one light from above left, over a slate backdrop.
-bool ShadeObject(Session &s, const std::string &objectPath, const NewInstance &made, long size,
+bool ShadeObject(Session &s, const std::string &objectPath, const NewInstance &made, long size, int frame,
                  const std::array<double, 3> *colour, RgbaImage *image, std::string *error) {
     Scene &scene = s.host.scene;
     Item &object = scene.AddObject(objectPath, objectPath);
@@ -53,7 +53,7 @@ bool ShadeObject(Session &s, const std::string &objectPath, const NewInstance &m
     for (const Surface &surface : object.geometry.surfaces)
         renderer.AddSurfaceShader(surface.name, static_cast<const ShaderHandler *>(made.handler), made.instance,
                                   made.className);
-    if (!renderer.Shade(0, image, error)) return false;
+    if (!renderer.Shade(frame, image, error)) return false;
     // The backdrop shows in the picture, not as transparency.
     for (size_t i = 3; i < image->rgba.size(); i += 4) image->rgba[i] = 255;
     return true;
@@ -62,13 +62,15 @@ bool ShadeObject(Session &s, const std::string &objectPath, const NewInstance &m
 int Shade(const std::vector<std::string> &args) {
     std::vector<std::string> positional, v;
     std::string error;
-    if (!Options(args, {"--settings", "-o", "--size", "--color", "--png-level", "--object"}, &positional, &v, &error))
+    if (!Options(args, {"--settings", "-o", "--size", "--color", "--png-level", "--object", "--frame"}, &positional, &v, &error))
         return Fail("shade: " + error);
     if (positional.size() != 1 || v[1].empty()) return Fail("shade: give a shader and -o OUT.png");
     int pngLevel = kDefaultPngLevel;
     if (!PngLevel(v[4], &pngLevel)) return Fail("shade: --png-level is a whole number from 0 to 9");
     long size = 256;
     if (!v[2].empty() && !WholeNumber(v[2], 8, 4096, &size)) return Fail("shade: --size is from 8 to 4096 pixels");
+    int frame = 0;
+    if (!v[6].empty() && !FrameNumber(v[6], &frame)) return Fail("shade: --frame is a frame from 0 to " + std::to_string(kMostFrames));
     std::array<double, 3> base = {0.8, 0.8, 0.8};
     if (!v[3].empty()) {
         int rgb[3], used = 0;
@@ -83,9 +85,9 @@ int Shade(const std::vector<std::string> &args) {
     if (!CreateInstance(s, positional[0], v[0], &made, &error)) return Fail(error);
     RgbaImage image;
     bool ok = made.className != "ShaderHandler" ? (error = positional[0] + " is not a shader", false)
-              : !v[5].empty() ? ShadeObject(s, v[5], made, size, v[3].empty() ? nullptr : &base, &image, &error)
+              : !v[5].empty() ? ShadeObject(s, v[5], made, size, frame, v[3].empty() ? nullptr : &base, &image, &error)
                               : RenderShaderPreview(static_cast<const ShaderHandler *>(made.handler), made.instance, size,
-                                                    size, &image, &error, base);
+                                                    size, &image, &error, base, frame);
     s.PrintMessages();
     Destroy(made);
     if (!ok || !WritePng(v[1], image, &error, pngLevel)) return Fail(error);
@@ -99,7 +101,7 @@ int Shade(const std::vector<std::string> &args) {
 extern const Command shadeCommand = {
     "shade", "a shader's preview on a lit sphere",
     "usage: vesk shade SHADER [--settings FILE] [--object OBJECT.lwo] [--size N] [--color R,G,B]\n"
-    "                  [--png-level L] -o OUT.png\n"
+    "                  [--frame N] [--png-level L] -o OUT.png\n"
     "\n"
     "Renders the shader on a lit sphere four units from the camera (the default\n"
     "lens), over a checkerboard that shows through where it is transparent; or,\n"
@@ -108,5 +110,6 @@ extern const Command shadeCommand = {
     "  --size N         the picture's width and height in pixels (default 256)\n"
     "  --color R,G,B    the sphere's own colour, 0 to 255 (default 204,204,204);\n"
     "                   with --object, every surface's colour (default: the file's)\n"
+    "  --frame N        the frame the shader sees, at 30 frames a second (default 0)\n"
     "  --png-level L    zlib level of the PNG, 0 (fastest) to 9 (smallest); default 1\n",
     Shade};

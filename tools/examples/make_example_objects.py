@@ -5,7 +5,8 @@ about a thousand points each, fine enough to disperse or shiver point by point,
 a rope lying along +X from its pivot, a finely divided floor to dent, and a
 wheel about the Z axis; and for the render studio the same ball, box and floor
 with described surfaces (colour, smoothing, specular, mirror), and a grassy
-valley for the fog layer, and a double-sided rotor disc.
+valley for the fog layer, a double-sided rotor disc, and a globe about its own
+origin for SuperQ, which shapes an object about that origin.
 usage: make_example_objects.py EXAMPLES_DIR"""
 import math
 import struct
@@ -179,4 +180,5 @@ if __name__ == "__main__":
     lwob(out + "/studio_crate.lwo", *box(cells=4, size=1.0, base=0.0), surface=("Crate", (60, 110, 200), False, 0.9, 0.2, 16))
     lwob(out + "/rotor_disc.lwo", *disc(), surface=("Prop", (40, 40, 45), False, 0.8, 0.4, 64, 0.0, True))
     lwob(out + "/valley.lwo", *valley(), surface=("Grass", (96, 120, 70), True, 0.9, 0.05, 16))
+    lwob(out + "/globe.lwo", *ball(centre=0.0), surface=("Globe", (90, 150, 210), True, 0.9, 0.4, 32))
     lwob(out + "/studio_floor.lwo", *plane(cells=16, size=16.0), surface=("Floor", (190, 185, 170), False, 0.8, 0.0, 16, 0.2))
