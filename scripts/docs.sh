@@ -77,14 +77,14 @@ motion_plot Wheelie examples/car_demo.lws "wheel.lwo (3)" "B" "$degrees" \
     "Wheelie: a wheel rolling by the distance the car travels" --parent-coords
 motion_plot Limiter examples/bounce_demo.lws Ball "Y" "$metres" \
     "Limiter: the ball keyed through the floor, held at Y 0.3 and above"
-motion_plot VelAccel examples/throw_demo.lws Stone "Y Z" "$metres" \
+motion_plot VelAccel examples/throw_demo.lws Stone "X Y" "$metres" \
     "VelAccel: a stone thrown at 5 m/s forward and 8 m/s up under gravity"
 motion_plot Parent examples/parent_demo.lws Ball "X Y" "$metres" \
     "Parent: a ball carried by one hand, handed to the other, then let go"
 motion_plot Whip examples/whip_demo.lws Antenna "P B" "$degrees" \
     "Whip: a car's antenna thrown back, whipping at the stop, settling" --parent-coords
-motion_plot PathAlign examples/pathalign_demo.lws Plane "H B" "$degrees" \
-    "PathAlign: a plane's nose along its S-curve, leaning into the turns"
+motion_plot PathAlign examples/pathalign_demo.lws Plane "H" "$degrees" \
+    "PathAlign: a plane's nose along its S-curve, partly along its acceleration"
 motion_plot DistLink examples/distlink_demo.lws Stride "P" "$degrees" \
     "DistLink: a stride's swing played by the distance its body travels" --parent-coords
 motion_plot PhaseLink examples/cycle_links_demo.lws Stride "P" "$degrees" \
