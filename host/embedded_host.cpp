@@ -1,5 +1,6 @@
 #include "host/embedded_host.h"
 
+#include <cstdio>
 #include <cmath>
 #include <cstring>
 #include <unordered_map>
@@ -339,6 +340,39 @@ int passFrame = kNoPass;
 
 constexpr double kDegreesPerRadian = 57.29577951308232;
 
+// Plug-ins that simulate from time 0 (Whip, Speedlimit, Wheelie) ask about
+// their item's earlier motion at hundreds of times per evaluation, and each
+// answer is the plug-in below it running its own simulation: stacked on one
+// item, they multiply each other's work. Two Whips at their finest ask about
+// four million questions for one frame (a few seconds here), three up to four
+// billion (hours). One question from outside the plug-ins may lead to this
+// many; past it the user is told, instead of waiting for hours.
+constexpr long kMostMotionQuestions = 5000000;
+
+long questionsThisQuestion = 0;
+const Item *askedFromOutside = nullptr;  // the question they all came from
+double askedAt = 0;
+bool overrun = false;
+std::string overrunWhat;
+
+// Counts a question about an item's motion; false, with the overrun noted,
+// once one outside question has led to more than the limit.
+bool Ask(const Item &item, double time) {
+    if (overrun) return false;
+    if (++questionsThisQuestion <= EmbeddedHost::Active().motionQuestionLimit) return true;
+    overrun = true;
+    const Scene &scene = TheScene();
+    const Item &outside = askedFromOutside ? *askedFromOutside : item;
+    char at[64];
+    std::snprintf(at, sizeof at, " at %g s (frame %g)", askedFromOutside ? askedAt : time,
+                  scene.FrameAt(askedFromOutside ? askedAt : time));
+    overrunWhat = scene.ShownName(outside) + at + ": the motion plug-ins asked more than " +
+                  std::to_string(EmbeddedHost::Active().motionQuestionLimit) +
+                  " questions about motion to work it out; plug-ins that simulate from time 0, stacked on one item, "
+                  "multiply each other's work: remove one or lower its quality";
+    return false;
+}
+
 void EarlierMotion(const Item &item, double time, size_t upTo, double out[9]);
 
 void MotionBefore(const Item &item, double time, size_t upTo, double out[9]) {
@@ -347,6 +381,7 @@ void MotionBefore(const Item &item, double time, size_t upTo, double out[9]) {
     for (size_t i = 0; i < upTo && i < item.motionPlugins.size(); ++i) {
         const MotionPluginUse &use = item.motionPlugins[i];
         if (!use.handler || !use.instance) continue;
+        if (overrun) break;  // past the limit: the keys and what was done, quickly
         Evaluation e{&item, i, time, {}, {}};
         std::memcpy(e.before, out, sizeof e.before);
         std::memcpy(e.values, out, sizeof e.values);
@@ -379,7 +414,7 @@ void MotionBefore(const Item &item, double time, size_t upTo, double out[9]) {
 
 }  // namespace
 
-EmbeddedHost::EmbeddedHost() : previous_(activeHost) {
+EmbeddedHost::EmbeddedHost() : motionQuestionLimit(kMostMotionQuestions), previous_(activeHost) {
     activeHost = this;
     scene.motion = [this](const Item &item, double time, double out[9]) { FinalMotion(item, time, out); };
 }
@@ -506,6 +541,10 @@ std::unordered_map<EarlierKey, EarlierEntry, EarlierHash> earlierStore;
 constexpr size_t kEarlierKept = 1 << 16;
 
 void EarlierMotion(const Item &item, double time, size_t upTo, double out[9]) {
+    if (!Ask(item, time)) {
+        TheScene().KeyedMotion(item, time, out);
+        return;
+    }
     if (passDepth == 0) {
         MotionBefore(item, time, upTo, out);
         return;
@@ -526,7 +565,7 @@ void EarlierMotion(const Item &item, double time, size_t upTo, double out[9]) {
     MotionBefore(item, time, upTo, out);
     Reading done = readings.back();
     readings.pop_back();
-    if (!done.leanedOutside) {
+    if (!done.leanedOutside && !overrun) {
         if (earlierStore.size() >= kEarlierKept) earlierStore.clear();
         EarlierEntry &entry = earlierStore[key];
         std::memcpy(entry.motion, out, sizeof entry.motion);
@@ -538,6 +577,13 @@ void EarlierMotion(const Item &item, double time, size_t upTo, double out[9]) {
 }  // namespace
 
 void EmbeddedHost::BeginPass() { ++passDepth; }
+
+bool EmbeddedHost::MotionOverrun(std::string *error) {
+    if (!overrun) return false;
+    *error = overrunWhat;
+    overrun = false;
+    return true;
+}
 void EmbeddedHost::EndPass() {
     if (passDepth > 0 && --passDepth == 0) {
         for (PassEntry &e : passStore) e.item = nullptr;
@@ -546,6 +592,15 @@ void EmbeddedHost::EndPass() {
 }
 
 void EmbeddedHost::FinalMotion(const Item &item, double time, double out[9]) {
+    if (evaluating.empty()) {  // a new question from outside the plug-ins
+        questionsThisQuestion = 0;
+        askedFromOutside = &item;
+        askedAt = time;
+    }
+    if (!Ask(item, time)) {
+        scene.KeyedMotion(item, time, out);
+        return;
+    }
     for (size_t k = evaluating.size(); k-- > 0;) {
         if (evaluating[k]->item == &item) {
             // The cycle rule: the motion before the plug-in running for it.
@@ -575,7 +630,7 @@ void EmbeddedHost::FinalMotion(const Item &item, double time, double out[9]) {
     MotionBefore(item, time, item.motionPlugins.size(), out);
     Reading done = readings.back();
     readings.pop_back();
-    if (!done.leanedOutside) {
+    if (!done.leanedOutside && !overrun) {
         PassEntry &entry = passStore[passNext];
         passNext = (passNext + 1) % kPassEntries;
         entry.item = &item;

@@ -97,6 +97,15 @@ public:
     void EndPass();
     long motionEvaluations = 0;  // final motions worked out, not answered from a pass
 
+    // The most questions about items' motion that one question from outside
+    // the plug-ins may lead to (see kMostMotionQuestions). Past it, every
+    // further answer is the keys (quickly, and wrong) and the overrun is kept
+    // until MotionOverrun reports it: whatever was worked out then is refused.
+    long motionQuestionLimit;
+    // True once a question went past the limit, with the reason in the user's
+    // words (the item, the time, the limit); clears it.
+    bool MotionOverrun(std::string *error);
+
 private:
     const LoadedModule *module_ = nullptr;
     std::map<std::string, std::vector<void *>> handlers_;  // by class and server

@@ -142,6 +142,7 @@ std::vector<std::array<double, 3>> DisplacedPoints(EmbeddedHost &host, const Ite
             points[n] = world ? place.ToObject(moved) : moved;
         }
     }
+    if (host.MotionOverrun(error)) return {};  // moved by a guess, not by the motion
     return points;
 }
 
@@ -175,11 +176,11 @@ bool RunPixelFilter(const PixelFilterHandler *h, LWInstance instance, RgbaImage 
             h->evaluate(instance, &access);
         }
     h->cleanup(instance);
-    return true;
+    return !EmbeddedHost::Active().MotionOverrun(error);
 }
 
 bool RunImageFilter(const ImageFilterHandler *h, LWInstance instance, RgbaImage *image, int frameNumber, double time,
-                    std::string *) {
+                    std::string *error) {
     unsigned wanted = h->flags(instance);
     size_t n = static_cast<size_t>(image->width) * image->height;
     // The render's planes, split from the interleaved pixels in one pass.
@@ -215,7 +216,7 @@ bool RunImageFilter(const ImageFilterHandler *h, LWInstance instance, RgbaImage 
     access.setAlpha = FrameSetAlpha;
     access.monitor = &monitor;
     h->process(instance, &access);
-    return true;
+    return !EmbeddedHost::Active().MotionOverrun(error);
 }
 
 bool RenderShaderPreview(const ShaderHandler *h, LWInstance instance, int width, int height, RgbaImage *out,

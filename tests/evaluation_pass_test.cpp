@@ -149,4 +149,37 @@ TEST_F(EvaluationPasses, StackedIntegratorsBakeTheSameInAFractionOfTheWork) {
     EXPECT_LT(passTime * 5, plainTime) << passTime << " s in a pass, " << plainTime << " s without";
 }
 
+TEST_F(EvaluationPasses, StackedSimulationsAreStoppedAtTheQuestionLimitAndSaySo) {
+    // Whips stacked on one antenna: each asks about the motion before it at
+    // every sample of its simulation, so each one multiplies the questions of
+    // the ones below. Below the limit the answers are untouched; past it the
+    // question is refused, naming the item and the frame, and the host is
+    // whole again for the next one.
+    std::string error;
+    ASSERT_TRUE(LoadSceneFile(host, std::string(VESK_SOURCE_DIR) + "/examples/whip_demo.lws", &error)) << error;
+    Item *antenna = nullptr;
+    for (auto &item : host.scene.objects)
+        if (item->name == "Antenna") antenna = item.get();
+    ASSERT_TRUE(antenna && antenna->motionPlugins.size() == 1);
+    const std::string oneWhip = Bake(*antenna, 30, true);
+    EXPECT_FALSE(host.MotionOverrun(&error));
+    for (int more = 0; more < 2; ++more) ASSERT_TRUE(host.AddMotionPlugin(*antenna, "Whip", &error)) << error;
+
+    const std::string threeWhips = Bake(*antenna, 30, true);  // at frame 30 well under the limit
+    EXPECT_FALSE(host.MotionOverrun(&error)) << error;
+    EXPECT_NE(threeWhips, oneWhip);
+    host.motionQuestionLimit = 10000;
+    double m[9];
+    {
+        EvaluationPass pass(host);
+        host.FinalMotion(*antenna, 30.0, m);  // frame 720 at 24 frames a second
+    }
+    ASSERT_TRUE(host.MotionOverrun(&error));
+    EXPECT_NE(error.find("Antenna at 30 s (frame 720): the motion plug-ins asked more than 10000 questions"),
+              std::string::npos) << error;
+    EXPECT_FALSE(host.MotionOverrun(&error));  // said once
+    host.motionQuestionLimit = 5000000;
+    EXPECT_EQ(Bake(*antenna, 30, true), threeWhips);  // nothing of the refused question was kept
+}
+
 }  // namespace

@@ -66,7 +66,7 @@ int Bake(const std::vector<std::string> &args) {
     if (!file.Open(out, &error)) return Fail(error);
     EvaluationPass pass(s.host);  // nothing changes the scene while it bakes
     if (!ExportMotionFile(request, file.WritePath().c_str())) return Fail(out + ": cannot be written");
-    if (!file.Commit(&error)) return Fail(error);
+    if (s.host.MotionOverrun(&error) || !file.Commit(&error)) return Fail(error);
     s.PrintMessages();
     std::printf("wrote %d keys of %s to %s\n", ExportKeyCount(request.endFrame, density), positional[1].c_str(),
                 out.c_str());

@@ -1,4 +1,5 @@
 // vesk blur: an item's motion at each motion-blur pass of a frame.
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -21,15 +22,17 @@ int Blur(const std::vector<std::string> &args) {
     int frame = scene.firstFrame;
     if (!v[0].empty() && !FrameNumber(v[0], &frame)) return Fail("blur: --frame is a frame from 0 to " + std::to_string(kMostFrames));
     std::vector<double> times = s.host.BlurPassTimes(frame);
+    EvaluationPass pass(s.host);
+    std::vector<std::array<double, 9>> motion(times.size());
+    for (size_t i = 0; i < times.size(); ++i) s.host.MotionInPass(*item, frame, times[i], motion[i].data());
+    if (s.host.MotionOverrun(&error)) return Fail(error);
     std::printf("%s at frame %d: %zu pass%s%s\n", positional[1].c_str(), frame, times.size(), times.size() == 1 ? "" : "es",
                 times.size() == 1 ? " (no motion blur)" : "");
     std::printf("%10s %12s %12s %12s %10s %10s %10s %8s %8s %8s\n", "frame", "X", "Y", "Z", "H", "P", "B", "SX", "SY",
                 "SZ");
-    EvaluationPass pass(s.host);
-    for (double t : times) {
-        double m[9];
-        s.host.MotionInPass(*item, frame, t, m);
-        std::printf("%10.4f %12.6g %12.6g %12.6g %10.4f %10.4f %10.4f %8.4g %8.4g %8.4g\n", t * scene.framesPerSecond,
+    for (size_t i = 0; i < times.size(); ++i) {
+        const auto &m = motion[i];
+        std::printf("%10.4f %12.6g %12.6g %12.6g %10.4f %10.4f %10.4f %8.4g %8.4g %8.4g\n", times[i] * scene.framesPerSecond,
                     m[0], m[1], m[2], m[3], m[4], m[5], m[6], m[7], m[8]);
     }
     s.PrintMessages();

@@ -591,7 +591,7 @@ bool Renderer::Shade(int frame, RgbaImage *out, std::string *error) {
     State &st = *state_;
     if (!st.begun && !Begin(error)) return false;
     EvaluationPass pass(st.host);  // the frame's motion, worked out once per item
-    if (!st.Prepare(frame, error)) return false;
+    if (!st.Prepare(frame, error) || st.host.MotionOverrun(error)) return false;
     for (auto &os : st.objects)
         for (auto &list : os.surfaceShaders)
             for (ShaderUse &use : list)
