@@ -66,6 +66,9 @@ TEST_F(WhipTest, StillBaseHingesAndBudget) {
     EXPECT_EQ(QueriesAt(60), 2 * (30 + 3));
     Apply("Whip", Number("QUALITY", 1));
     EXPECT_EQ(QueriesAt(30 * 100), 2 * (1019 + 3)) << "capped";
+    // 0.7 x 1/3 s x 30 is 7, though in doubles it comes out 6.999999999999999.
+    Apply("Whip", Number("QUALITY", 0.7));
+    EXPECT_EQ(QueriesAt(10), 2 * (7 + 3)) << "a whole count a rounding below counts whole";
 
     Apply("Whip");
     std::vector<double> alone = At(40);

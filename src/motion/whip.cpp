@@ -93,7 +93,13 @@ void Evaluate(LWInstance instance, const ItemMotionAccess *access) {
     LWItemID parent = hostServices.itemInfo->parent(item);
     int axis = Control<RadioControl>(p, kAxis)->selection;
 
-    int n = static_cast<int>(Current(p, kQuality) * t * 30);
+    // The count is quality x t x 30 truncated, and that product often lands on
+    // a whole number (100 % at frame 4 of 24 fps is 5). Rounded to a double
+    // (SSE) or kept in the x87's longer register, it can fall a hair either
+    // side of it; the allowance makes both the whole number it is meant to be.
+    double wanted = Current(p, kQuality) * t * 30;
+    wanted += 1e-9 * (1 + std::fabs(wanted));
+    int n = wanted > kMostSamples ? kMostSamples : wanted < 0 ? 0 : static_cast<int>(wanted);
     if (n <= 3) n = 3;
     if (n > kMostSamples - 1) n = kMostSamples;
     const double h = t / (n - 1);
