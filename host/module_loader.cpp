@@ -7,6 +7,9 @@
 #else
 #include <dlfcn.h>
 #endif
+#ifdef VESK_WINDOWS_MODULES
+#include "host/windows/module_file.h"
+#endif
 
 bool AttachModule(const ModuleDescriptor *d, LoadedModule *out, std::string *error) {
     if (!d) {
@@ -48,6 +51,15 @@ bool LoadModuleFile(const std::string &path, LoadedModule *out, std::string *err
         FreeLibrary(library);
         return false;
     }
+#elif defined(VESK_WINDOWS_MODULES)
+    // A 32-bit process here runs the Windows module itself.
+    const void *d = nullptr;
+    WindowsModule *library = StartWindowsModule(path, &d, error);
+    if (!library) return false;
+    if (!AttachModule(static_cast<const ModuleDescriptor *>(d), out, error)) {
+        StopWindowsModule(library);
+        return false;
+    }
 #else
     void *library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (!library) {
@@ -70,6 +82,8 @@ void UnloadModule(LoadedModule *module) {
     if (module->library) {
 #ifdef _WIN32
         FreeLibrary(static_cast<HMODULE>(module->library));
+#elif defined(VESK_WINDOWS_MODULES)
+        StopWindowsModule(static_cast<WindowsModule *>(module->library));
 #else
         dlclose(module->library);
 #endif

@@ -4,7 +4,7 @@ vesk_packages=(
     cmake ninja-build g++ libgtest-dev libbenchmark-dev libpng-dev libembree-dev imagemagick
     g++-mingw-w64-i686-posix g++-mingw-w64-x86-64-posix binutils-mingw-w64-i686
     wine wine64 xvfb
-    clang libclang-rt-dev python3
+    clang libclang-rt-dev python3 g++-multilib
 )
 
 vesk_ensure_tools() {

@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # Every test: the native unit tests (which also read the built 32-bit vesk.p),
 # the same tests again under AddressSanitizer and UndefinedBehaviorSanitizer,
+# the shipped 32-bit vesk.p itself run by the 32-bit host (its activations and
+# records, and every example against the native build),
 # the Windows check of the 64-bit vesk.p under wine64, and half a minute of
 # fuzzing shared by the settings, object, scene, stored image and image readers.
 set -euo pipefail
@@ -8,7 +10,7 @@ cd "$(dirname "$0")/.."
 . scripts/ensure-tools.sh
 vesk_ensure_tools
 
-vesk_build win32 win64 fuzz native sanitize
+vesk_build win32 win64 fuzz native sanitize host32
 
 echo "== fuzzers: settings, object, scene, stored image and image readers, 6 seconds each"
 if ! ctest --preset fuzz > build/fuzz/fuzz.log 2>&1; then
@@ -20,5 +22,7 @@ echo "== native tests"
 ctest --preset native -j 2
 echo "== native tests under the sanitizers"
 ctest --preset sanitize -j 2
+echo "== the shipped vesk.p in the 32-bit host"
+ctest --preset host32
 echo "== Windows tests under wine64"
 ctest --preset win64 --timeout 600

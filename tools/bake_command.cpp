@@ -53,6 +53,9 @@ int Bake(const std::vector<std::string> &args) {
     // a handler activation binds the module to the host first, as there.
     std::string error;
     if (!s.host.Handler("ItemMotionHandler", "Track", &error)) return Fail(error);
+    // With --module the plug-ins are the file's; the export is still this
+    // program's own code, bound to the same host.
+    if (!sessionModuleFile.empty() && !BindBuiltInModule(&error)) return Fail(error);
     if (end < 0 && scene.lastFrame > kMostFrames)
         return Fail(positional[0] + ": its last frame, " + std::to_string(scene.lastFrame) + ", is past the " +
                     std::to_string(kMostFrames) + " frames a bake may hold; give --end");

@@ -20,9 +20,32 @@ int Fail(const std::string &message) {
     return 1;
 }
 
+std::string sessionModuleFile;
+
 Session::Session() {
-    ready = AttachModule(&_mod_descrip, &module, &error);
+    if (sessionModuleFile.empty()) {
+        ready = AttachModule(&_mod_descrip, &module, &error);
+    } else {
+#ifdef VESK_WINDOWS_MODULES
+        ready = LoadModuleFile(sessionModuleFile, &module, &error);
+#else
+        ready = false;
+        error = "--module runs a built vesk.p only in the 32-bit build (build/host32/vesk)";
+#endif
+    }
     host.UseModule(&module);
+}
+
+
+bool BindBuiltInModule(std::string *error) {
+    static LoadedModule builtIn;
+    if (!builtIn.descriptor && !AttachModule(&_mod_descrip, &builtIn, error)) return false;
+    const ServerRecord *row = FindServer(builtIn, "ItemMotionHandler", "Track");
+    std::vector<void *> record;
+    long version = 0;
+    if (!row || NegotiateHandler(builtIn, *row, 3, EmbeddedHost::Lookup(), &record, &version) != AFUNC_OK)
+        return *error = "the built-in module would not bind to the host", false;
+    return true;
 }
 
 void Session::PrintMessages() {

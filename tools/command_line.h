@@ -22,10 +22,26 @@ struct Command {
 // Prints "vesk: MESSAGE" on the error stream and gives the failure status.
 int Fail(const std::string &message);
 
+// `vesk --module FILE COMMAND ...`: the module file every session takes up
+// instead of the module built into the program (the 32-bit build runs the
+// shipped vesk.p itself); empty for the built-in one.
+extern std::string sessionModuleFile;
+
+// Binds the module built into this program to the active host's services, so
+// that its own code (the motion export) runs beside a module file's plug-ins.
+bool BindBuiltInModule(std::string *error);
+
 // The module as the host takes it up, in front of an embedded host.
 struct Session {
-    EmbeddedHost host;
     LoadedModule module;
+    // A module file is stopped after the host has destroyed its instances.
+    struct Unload {
+        LoadedModule *module;
+        ~Unload() {
+            if (module->library) UnloadModule(module);
+        }
+    } unload{&module};
+    EmbeddedHost host;
     std::string error;
     bool ready;
     Session();

@@ -29,16 +29,32 @@ int ListFile(const char *path) {
 }
 
 int List(const std::vector<std::string> &args) {
+#ifdef VESK_WINDOWS_MODULES
+    // The 32-bit host starts the file and activates its servers.
+    if (args.size() == 2 && args[0] == "--module") sessionModuleFile = args[1];
+#else
     if (args.size() == 2 && args[0] == "--module") return ListFile(args[1].c_str());
-    if (!args.empty()) return Fail("list: unexpected argument '" + args[0] + "'");
+#endif
+    if (!args.empty() && args[0] != "--module") return Fail("list: unexpected argument '" + args[0] + "'");
     Session s;
     if (!s.ready) return Fail(s.error);
     const ModuleDescriptor &d = *s.module.descriptor;
-    std::printf("module vesk.uuu (built in): sync 0x%08lX, version %lu, machine 0x%lX\n",
+    std::printf("module %s: sync 0x%08lX, version %lu, machine 0x%lX\n",
+                sessionModuleFile.empty() ? "vesk.uuu (built in)" : (sessionModuleFile + " (started)").c_str(),
                 static_cast<unsigned long>(d.sysSync), static_cast<unsigned long>(d.sysVersion),
                 static_cast<unsigned long>(d.sysMachine));
     int row = 0;
-    for (const ServerRecord *server : ServerRows(s.module)) PrintRow(++row, server->className, server->name);
+    for (const ServerRecord *server : ServerRows(s.module)) {
+        PrintRow(++row, server->className, server->name);
+        if (sessionModuleFile.empty()) continue;
+        // Each server activated as the host would: a handler at version 3
+        // with its record, an interface with no instance (which refuses).
+        std::vector<void *> record(HandlerSlotCount(server->className, 3) + 1);
+        bool handler = std::strstr(server->className, "Handler") != nullptr;
+        int code = ActivateServer(s.module, *server, 3, EmbeddedHost::Lookup(), handler ? record.data() : nullptr);
+        std::printf("      activated: code %d\n", code);
+    }
+    s.PrintMessages();
     std::printf("%d servers\n", row);
     return 0;
 }
@@ -54,6 +70,7 @@ extern const Command listCommand = {
     "\n"
     "  --module FILE  read the table out of a built 32-bit vesk.p without running\n"
     "                 it, with the module's internal name, exports and imported DLLs;\n"
-    "                 without it, the module built into this program is loaded and\n"
-    "                 started by the embedded host\n",
+    "                 in the 32-bit build (build/host32/vesk), start it and activate\n"
+    "                 every server; without it, the module built into this program\n"
+    "                 is listed\n",
     List};

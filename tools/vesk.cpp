@@ -9,11 +9,16 @@
 
 namespace {
 
-const Command *const kCommands[] = {&listCommand, &settingsCommand, &describeCommand, &bakeCommand,
-                                    &blurCommand, &filterCommand,   &displaceCommand, &shadeCommand, &renderCommand, &describePluginCommand};
+const Command *const kCommands[] = {&listCommand,     &settingsCommand, &describeCommand, &bakeCommand,
+                                    &blurCommand,     &displaceCommand, &describePluginCommand,
+#ifndef VESK_NO_PICTURES  // the 32-bit build reads and writes no pictures
+                                    &filterCommand,   &shadeCommand,    &renderCommand
+#endif
+};
 
 void PrintUsage(FILE *to) {
-    std::fputs("usage: vesk COMMAND [ARGS]\n\nThe Vesk Collection's plug-ins, run by the embedded host.\n\ncommands:\n", to);
+    std::fputs("usage: vesk [--module FILE] COMMAND [ARGS]\n\nThe Vesk Collection's plug-ins, run by the embedded host"
+               " (with --module, those of a built\nvesk.p, in the 32-bit build).\n\ncommands:\n", to);
     for (const Command *c : kCommands) std::fprintf(to, "  %-10s %s\n", c->name, c->summary);
     std::fputs("\nvesk COMMAND --help tells more of one command.\n", to);
 }
@@ -21,6 +26,10 @@ void PrintUsage(FILE *to) {
 }  // namespace
 
 int main(int argc, char **argv) {
+    if (argc >= 3 && std::strcmp(argv[1], "--module") == 0) {
+        sessionModuleFile = argv[2];
+        argv += 2, argc -= 2;
+    }
     if (argc < 2 || std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0) {
         PrintUsage(argc < 2 ? stderr : stdout);
         return argc < 2 ? 2 : 0;

@@ -2,14 +2,15 @@
 // They hold only for the i386 Windows build, where pointers are 4 bytes and the
 // compiler aligns doubles in records to 8 (the host's own layout, assumed from
 // its compiler's default packing; if that assumption ever changes, it changes here
-// and in lwhost.h, nowhere else). Other builds check nothing.
+// and in lwhost.h, nowhere else), and for the 32-bit Linux build that runs that
+// product, compiled with -malign-double to the same layout. Other builds check nothing.
 #pragma once
 
 #include <cstddef>
 
 #include "hostapi/lwhost.h"
 
-#if defined(_WIN32) && !defined(_WIN64)
+#if (defined(_WIN32) && !defined(_WIN64)) || (defined(__i386__) && defined(VESK_WINDOWS_MODULES))
 
 #define VESK_PIN_SIZE(T, n) static_assert(sizeof(T) == (n), #T " size")
 #define VESK_PIN_AT(T, f, n) static_assert(offsetof(T, f) == (n), #T "." #f " offset")

@@ -100,7 +100,7 @@ void CheckBinding(const char *path, EmbeddedHost &host) {
         LWError err = nullptr;
         auto *acid = reinterpret_cast<ShaderHandler *>(record.data());
         LWInstance made = acid->create(&err);
-        Check(made != nullptr && err == nullptr, "Acid creates an instance once bound");
+        Check(made != nullptr && err == nullptr, std::string("Acid creates an instance once bound") + (err ? std::string(": ") + err : ""));
         if (made) acid->destroy(made);
     }
     UnloadModule(&module);
