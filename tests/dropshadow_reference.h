@@ -46,14 +46,10 @@ inline std::vector<unsigned char> DirectDropShadow(const std::vector<unsigned ch
                 }
             }
             double cover = sum * (1.0 / 255) / count, w = cover * s.opacity * t;
-            for (int c = 0; c < 3; ++c) {
-                double v = s.colour[c] * w + px[c] * (1 - w);
-                px[c] = static_cast<unsigned char>(v < 0 ? 0 : (v > 255 ? 255 : v));
-            }
-            if (s.addToAlpha) {
-                double v = 255 - (255 - a) * (1 - cover * s.opacity * t);
-                px[3] = static_cast<unsigned char>(v < 0 ? 0 : (v > 255 ? 255 : v));
-            }
+            // Levels are truncated, a value within 1e-7 below a level counting as it.
+            auto level = [](double v) { v += 1e-7; return static_cast<unsigned char>(v < 0 ? 0 : (v > 255 ? 255 : v)); };
+            for (int c = 0; c < 3; ++c) px[c] = level(s.colour[c] * w + px[c] * (1 - w));
+            if (s.addToAlpha) px[3] = level(255 - (255 - a) * (1 - cover * s.opacity * t));
         }
     return out;
 }

@@ -163,7 +163,13 @@ int Setup(PluginInstance *p, const ImageRecord &image, LWFrame, LWTime time) {
     return 0;
 }
 
-BufferValue Truncated(double v) { return static_cast<BufferValue>(v < 0 ? 0 : (v > 255 ? 255 : v)); }
+// Truncation to a level, with a hair's allowance: a shadow of vanishing weight
+// leaves a level a rounding below where it was, which the x87 keeps and SSE
+// rounds away; within 1e-7 of the next level, it is that level on both.
+BufferValue Truncated(double v) {
+    v += 1e-7;
+    return static_cast<BufferValue>(v < 0 ? 0 : (v > 255 ? 255 : v));
+}
 
 void Pixel(PluginInstance *, const ImageRecord &image, int x, int y, BufferValue out[4]) {
     int a = out[3];
