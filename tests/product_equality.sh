@@ -5,6 +5,9 @@
 # displaced at frames 1, 24 and 48. Motion files hold six significant digits,
 # so the product and the native build must agree to one part in 10^5 (a last
 # digit rounded the other way); the OBJ files' nine digits to one in 10^7.
+# Every filter over a test render (frames 1 and 12, with the focus-pull scene's
+# settings where it has a block) and every shader's preview (at its example's
+# settings) as pictures: every channel to within one level of 255.
 # Every difference beyond is printed with its place and both values.
 # usage: product_equality.sh VESK32 VESK_P NATIVE_VESK SOURCE_DIR
 set -u
@@ -63,5 +66,30 @@ for scene in "$source"/examples/*.lws; do
         esac
     done <"$work/uses"
 done
+# Pictures, as PAM (the 32-bit build has no libpng).
+"$source/examples/make_test_frames.sh" 160 120 12 "$work/frames" >/dev/null
+pictures() {  # pictures WHAT ARGS...: the same command by both, OUT is $work/X.pam
+    local what=$1
+    shift
+    "$vesk32" --module "$product" "$@" -o "$work/p.pam" >/dev/null 2>"$work/err" &&
+        "$native" "$@" -o "$work/n.pam" >/dev/null 2>>"$work/err" ||
+        { echo "$what: failed"; cat "$work/err"; failed=$((failed + 1)); return; }
+    python3 "$source/tests/compare_pictures.py" "$what" "$work/p.pam" "$work/n.pam" 1 || failed=$((failed + 1))
+    compared=$((compared + 1))
+}
+for frame in 1 12; do
+    convert "$work/frames/frame$(printf %04d $frame).png" -depth 8 "$work/frame.pam"
+    for filter in Lens Confusion DropShadow Rayleigh VFog Enviro; do
+        pictures "$filter frame $frame" filter "$filter" --scene "$source/examples/focus_pull.lws" --in "$work/frame.pam" \
+            --depth "$work/frames/depth$(printf %04d $frame).pfm" --frame $frame
+    done
+done
+pictures "HSVBoost" shade HSVBoost --size 96
+pictures "EdgeRGB" shade EdgeRGB --size 96
+pictures "Unveil" shade Unveil --size 96
+pictures "Acid" shade Acid --settings "$source/examples/acid_corrode.txt" --size 96 --frame 30
+pictures "PolyPop" shade PolyPop --settings "$source/examples/polypop_build.txt" --size 96 --frame 18
+pictures "BladeBlur" shade BladeBlur --settings "$source/examples/rotor_spinup.txt" --size 96 --frame 12
+
 echo "product against native: $compared comparisons, $failed beyond tolerance or failed"
 [ "$failed" -eq 0 ] && [ "$compared" -gt 20 ]

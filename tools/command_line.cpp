@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstdio>
 #include <cstring>
+#include <fstream>
 
 #include "controls/plugin_instance.h"
 #include "host/scene_file.h"
@@ -127,7 +128,29 @@ bool CreateInstance(Session &s, const std::string &name, const std::string &sett
     out->instance = forItem ? static_cast<const ItemMotionHandler *>(out->handler)->create(&failure, nullptr)
                             : static_cast<const ShaderHandler *>(out->handler)->create(&failure);
     if (!out->instance) return *error = name + ": " + (failure ? failure : "could not be created"), false;
-    if (!settingsFile.empty()) {
+    if (!settingsFile.empty() && !sessionModuleFile.empty()) {
+        // A module file's panel cannot open here (no screen): its settings go
+        // in through the handler's load slot, line by line, as a scene's do,
+        // so the file must be this plug-in's own.
+        std::ifstream in(settingsFile, std::ios::binary);
+        struct Lines {
+            std::vector<std::string> lines;
+            size_t next = 0;
+        } source;
+        for (std::string line; std::getline(in, line);) {
+            if (!line.empty() && line.back() == '\r') line.pop_back();
+            source.lines.push_back(line);
+        }
+        LWLoadState state = {LWIO_SCENE, &source, [](void *d, char *buf, int len) {
+                                 Lines *l = static_cast<Lines *>(d);
+                                 if (l->next >= l->lines.size()) return -1;
+                                 const std::string &line = l->lines[l->next++];
+                                 int n = static_cast<int>(line.size() < static_cast<size_t>(len) ? line.size() : len);
+                                 std::memcpy(buf, line.data(), n);
+                                 return n;
+                             }};
+        static_cast<const ShaderHandler *>(out->handler)->load(out->instance, &state);
+    } else if (!settingsFile.empty()) {
         s.host.fileAnswers.push_back({1, settingsFile});
         PanelLoadButton(static_cast<PluginInstance *>(out->instance)->panel, false);
     }

@@ -67,9 +67,9 @@ bool MakeFilter(Session &s, const std::string &name, const std::string &settings
 bool FilterFile(Session &s, const FilterRun &run, const std::string &in, const std::string &depth, int frame,
                 const std::string &out, std::string *error) {
     RgbaImage picture;
-    if (!ReadPng(in, &picture, error) || (!depth.empty() && !ReadDepthPfm(depth, &picture, error))) return false;
+    if (!ReadPicture(in, &picture, error) || (!depth.empty() && !ReadDepthPfm(depth, &picture, error))) return false;
     if (!run.Apply(s, &picture, frame, error)) return false;
-    return WritePng(out, picture, error, run.pngLevel);
+    return WritePicture(out, picture, error, run.pngLevel);
 }
 
 int Sequence(Session &s, const FilterRun &run, const std::string &name, const std::vector<std::string> &v) {

@@ -1,6 +1,8 @@
 #include "tools/image_files.h"
 
+#ifndef VESK_NO_PNG
 #include <png.h>
+#endif
 
 #include <csetjmp>
 #include <cstdio>
@@ -23,6 +25,7 @@ bool ReadWholeFile(const std::string &path, std::string *bytes, std::string *err
 
 }  // namespace
 
+#ifndef VESK_NO_PNG
 bool ReadPng(const std::string &path, RgbaImage *image, std::string *error) {
     std::string bytes;
     return ReadWholeFile(path, &bytes, error) && ReadPngBytes(bytes, path, image, error);
@@ -85,6 +88,73 @@ bool WritePng(const std::string &path, const RgbaImage &image, std::string *erro
     png_write_end(png, info);
     png_destroy_write_struct(&png, &info);
     return WriteWhole(path, bytes, error);
+}
+#else
+// The 32-bit build has no libpng to link: it reads and writes PAM only.
+bool ReadPng(const std::string &path, RgbaImage *, std::string *error) {
+    return *error = path + ": PNG pictures need the native build; give this one a .pam", false;
+}
+bool ReadPngBytes(const std::string &, const std::string &path, RgbaImage *image, std::string *error) {
+    return ReadPng(path, image, error);
+}
+bool WritePng(const std::string &path, const RgbaImage &, std::string *error, int) {
+    return *error = path + ": PNG pictures need the native build; give this one a .pam", false;
+}
+#endif
+
+namespace {
+
+bool EndsWith(const std::string &s, const char *tail) {
+    size_t n = std::strlen(tail);
+    return s.size() >= n && s.compare(s.size() - n, n, tail) == 0;
+}
+
+}  // namespace
+
+// netpbm's PAM: a text header of WIDTH, HEIGHT, DEPTH (3 or 4), MAXVAL 255 and
+// ENDHDR, comments after "#", then the bytes, rows top down.
+bool ReadPamBytes(const std::string &bytes, const std::string &path, RgbaImage *image, std::string *error) {
+    std::istringstream in(bytes);
+    std::string line, word;
+    long width = 0, height = 0, depth = 0, maxval = 0;
+    if (!std::getline(in, line) || line != "P7") return *error = path + ": not a PAM picture (no P7 line)", false;
+    while (std::getline(in, line) && line != "ENDHDR") {
+        std::istringstream fields(line);
+        if (!(fields >> word) || word[0] == '#') continue;
+        long *into = word == "WIDTH" ? &width : word == "HEIGHT" ? &height : word == "DEPTH" ? &depth
+                   : word == "MAXVAL" ? &maxval : nullptr;
+        if (into && !(fields >> *into)) return *error = path + ": its " + word + " is not a number", false;
+    }
+    if (line != "ENDHDR") return *error = path + ": its header has no ENDHDR", false;
+    if (width <= 0 || height <= 0 || width > 65535 || height > 65535 || (depth != 3 && depth != 4) || maxval != 255)
+        return *error = path + ": only 8-bit RGB or RGBA PAM pictures of up to 65535 pixels a side are read", false;
+    const size_t start = static_cast<size_t>(in.tellg());
+    const size_t need = static_cast<size_t>(width) * height * depth;
+    if (bytes.size() - start != need)
+        return *error = path + ": its pixels are " + (bytes.size() - start < need ? "cut short" : "followed by more"), false;
+    image->width = static_cast<int>(width);
+    image->height = static_cast<int>(height);
+    image->rgba.assign(static_cast<size_t>(width) * height * 4, 255);
+    for (size_t i = 0; i < static_cast<size_t>(width) * height; ++i)
+        for (int c = 0; c < depth; ++c) image->rgba[i * 4 + c] = static_cast<unsigned char>(bytes[start + i * depth + c]);
+    return true;
+}
+
+bool WritePam(const std::string &path, const RgbaImage &image, std::string *error) {
+    std::string bytes = "P7\nWIDTH " + std::to_string(image.width) + "\nHEIGHT " + std::to_string(image.height) +
+                        "\nDEPTH 4\nMAXVAL 255\nTUPLTYPE RGB_ALPHA\nENDHDR\n";
+    bytes.append(reinterpret_cast<const char *>(image.rgba.data()), image.rgba.size());
+    return WriteWhole(path, bytes, error);
+}
+
+bool ReadPicture(const std::string &path, RgbaImage *image, std::string *error) {
+    if (!EndsWith(path, ".pam")) return ReadPng(path, image, error);
+    std::string bytes;
+    return ReadWholeFile(path, &bytes, error) && ReadPamBytes(bytes, path, image, error);
+}
+
+bool WritePicture(const std::string &path, const RgbaImage &image, std::string *error, int level) {
+    return EndsWith(path, ".pam") ? WritePam(path, image, error) : WritePng(path, image, error, level);
 }
 
 bool ReadDepthPfm(const std::string &path, RgbaImage *image, std::string *error) {

@@ -10,6 +10,7 @@ namespace {
 
 void PrintRow(int row, const char *className, const char *name) { std::printf("%2d  %-22s %s\n", row, className, name); }
 
+#ifndef VESK_WINDOWS_MODULES
 int ListFile(const char *path) {
     PeModuleFacts facts;
     std::string error;
@@ -27,6 +28,7 @@ int ListFile(const char *path) {
     std::printf("%d servers\n", row);
     return 0;
 }
+#endif
 
 int List(const std::vector<std::string> &args) {
 #ifdef VESK_WINDOWS_MODULES

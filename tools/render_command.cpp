@@ -119,7 +119,7 @@ int Render(const std::vector<std::string> &given) {
         RgbaImage image;
         if (!renderer->Render(frame, &image, why)) return *why = "frame " + std::to_string(frame) + ": " + *why, false;
         std::string out = sequence ? FrameFile(v[kOut], frame) : v[kOut];
-        if (!WritePng(out, image, why, pngLevel)) return false;
+        if (!WritePicture(out, image, why, pngLevel)) return false;
         if (!v[kDepth].empty() && !WriteDepthPfm(sequence ? FrameFile(v[kDepth], frame) : v[kDepth], image, why)) return false;
         return true;
     });

@@ -5,7 +5,9 @@
 
 #include "host/object_file.h"
 #include "host/passes.h"
+#ifndef VESK_NO_RENDER
 #include "host/render/renderer.h"
+#endif
 #include "tools/image_files.h"
 #include <cstdio>
 #include <cstdlib>
@@ -15,6 +17,7 @@
 
 namespace {
 
+#ifndef VESK_NO_RENDER
 // The shader on every surface of a real object, framed by a camera in front of
 // it and a little above, under one light from above left, over a slate backdrop.
 bool ShadeObject(Session &s, const std::string &objectPath, const NewInstance &made, long size, int frame,
@@ -58,6 +61,13 @@ bool ShadeObject(Session &s, const std::string &objectPath, const NewInstance &m
     for (size_t i = 3; i < image->rgba.size(); i += 4) image->rgba[i] = 255;
     return true;
 }
+#else
+// The 32-bit build has no renderer (no 32-bit Embree here).
+bool ShadeObject(Session &, const std::string &objectPath, const NewInstance &, long, int, const std::array<double, 3> *,
+                 RgbaImage *, std::string *error) {
+    return *error = objectPath + ": shading an object needs the renderer of the native build", false;
+}
+#endif
 
 int Shade(const std::vector<std::string> &args) {
     std::vector<std::string> positional, v;
@@ -90,7 +100,7 @@ int Shade(const std::vector<std::string> &args) {
                                                     size, &image, &error, base, frame);
     s.PrintMessages();
     Destroy(made);
-    if (!ok || !WritePng(v[1], image, &error, pngLevel)) return Fail(error);
+    if (!ok || !WritePicture(v[1], image, &error, pngLevel)) return Fail(error);
     std::printf("wrote a %ldx%ld preview of %s%s%s to %s\n", size, size, positional[0].c_str(), v[5].empty() ? "" : " on ",
                 v[5].c_str(), v[1].c_str());
     return 0;

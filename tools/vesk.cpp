@@ -11,8 +11,9 @@ namespace {
 
 const Command *const kCommands[] = {&listCommand,     &settingsCommand, &describeCommand, &bakeCommand,
                                     &blurCommand,     &displaceCommand, &describePluginCommand,
-#ifndef VESK_NO_PICTURES  // the 32-bit build reads and writes no pictures
-                                    &filterCommand,   &shadeCommand,    &renderCommand
+                                    &filterCommand,   &shadeCommand,
+#ifndef VESK_NO_RENDER  // the 32-bit build has no renderer
+                                    &renderCommand
 #endif
 };
 

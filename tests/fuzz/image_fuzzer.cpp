@@ -1,5 +1,5 @@
-// Arbitrary bytes as the images vesk reads: a PNG frame, then a depth PFM for a
-// 4 x 3 frame. Each either reads whole, with every pixel there, or is refused
+// Arbitrary bytes as the images vesk reads: a PNG frame, a PAM frame, then a
+// depth PFM for a 4 x 3 frame. Each either reads whole, with every pixel there, or is refused
 // with a reason; nothing is read past the bytes.
 #include <cstdint>
 #include <cstdlib>
@@ -13,6 +13,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     RgbaImage frame;
     if (ReadPngBytes(bytes, "fuzz.png", &frame, &error)) {
         if (frame.rgba.size() != static_cast<size_t>(frame.width) * frame.height * 4) std::abort();
+    } else if (error.empty()) {
+        std::abort();
+    }
+    RgbaImage pam;
+    error.clear();
+    if (ReadPamBytes(bytes, "fuzz.pam", &pam, &error)) {
+        if (pam.rgba.size() != static_cast<size_t>(pam.width) * pam.height * 4) std::abort();
     } else if (error.empty()) {
         std::abort();
     }
