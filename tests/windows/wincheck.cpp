@@ -101,6 +101,19 @@ void CheckBinding(const char *path, EmbeddedHost &host) {
         auto *acid = reinterpret_cast<ShaderHandler *>(record.data());
         LWInstance made = acid->create(&err);
         Check(made != nullptr && err == nullptr, std::string("Acid creates an instance once bound") + (err ? std::string(": ") + err : ""));
+#ifdef VESK_WINDOWS_MODULES
+        // The 32-bit Linux host has no screen: the panel refuses to open with
+        // the module's own message, and the activation answers 999.
+        if (made) {
+            host.messages.clear();
+            int opened = ActivateServer(module, *options, 3, EmbeddedHost::Lookup(), made);
+            std::string shown = host.messages.empty() ? "" : host.messages[0].line1;
+            std::printf("interface without a screen: code %d, \"%s\"\n", opened, shown.c_str());
+            Check(opened == 999 && host.messages.size() == 1 &&
+                      shown.rfind("This plugin's interface requires a screen resolution of at least ", 0) == 0,
+                  "Acid's panel without a screen: code " + std::to_string(opened) + ", \"" + shown + "\"");
+        }
+#endif
         if (made) acid->destroy(made);
     }
     UnloadModule(&module);
