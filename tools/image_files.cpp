@@ -6,6 +6,7 @@
 
 #include <csetjmp>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -123,9 +124,13 @@ bool ReadPamBytes(const std::string &bytes, const std::string &path, RgbaImage *
         if (!(fields >> word) || word[0] == '#') continue;
         long *into = word == "WIDTH" ? &width : word == "HEIGHT" ? &height : word == "DEPTH" ? &depth
                    : word == "MAXVAL" ? &maxval : nullptr;
-        if (into && !(fields >> *into)) return *error = path + ": its " + word + " is not a number", false;
+        std::string value, rest;
+        char *end = nullptr;
+        if (into && (!(fields >> value) || (*into = std::strtol(value.c_str(), &end, 10), *end) || (fields >> rest)))
+            return *error = path + ": its " + word + " is not a whole number", false;
     }
     if (line != "ENDHDR") return *error = path + ": its header has no ENDHDR", false;
+    if (in.eof()) return *error = path + ": its pixels are cut short", false;  // no line end after ENDHDR
     if (width <= 0 || height <= 0 || width > 65535 || height > 65535 || (depth != 3 && depth != 4) || maxval != 255)
         return *error = path + ": only 8-bit RGB or RGBA PAM pictures of up to 65535 pixels a side are read", false;
     const size_t start = static_cast<size_t>(in.tellg());
