@@ -73,6 +73,11 @@ WindowsModule *StartWindowsModule(const std::string &path, const void **descript
     std::memcpy(m->memory, m->layout.image.data(), m->size);
     m->layout.image.clear();
     NoteWindowsModuleBase(base);
+    // A Windows process computes on the x87 at double precision (53 bits), as
+    // its C runtime sets the unit at start-up; Linux leaves it at 64. The
+    // module runs in this process's unit, so it gets Windows' setting.
+    const uint16_t doublePrecision = 0x027f;
+    asm volatile("fldcw %0" : : "m"(doublePrecision));
     if (m->layout.hasTls) {
         // The main thread's block of the module's thread-local data, at index 0.
         m->threadBlock.assign(m->layout.tlsTemplateSize + m->layout.tlsZeroFill, 0);
