@@ -277,20 +277,7 @@ private:
         auto load = filter   ? (use->pixel ? use->pixel->load : use->image->load)
                     : motion ? item_->motionPlugins.back().handler->load
                              : item_->displacementPlugins.back().handler->load;
-        // The instance reads its own lines, one line per read, -1 after the last.
-        struct Lines {
-            std::vector<std::string> *lines;
-            size_t next;
-        } source{&body, 0};
-        LWLoadState state = {LWIO_SCENE, &source, [](void *d, char *buf, int len) {
-                                 Lines *s = static_cast<Lines *>(d);
-                                 if (s->next >= s->lines->size()) return -1;
-                                 const std::string &l = (*s->lines)[s->next++];
-                                 int n = static_cast<int>(l.size() < static_cast<size_t>(len) ? l.size() : len);
-                                 std::memcpy(buf, l.data(), n);
-                                 return n;
-                             }};
-        load(instance, &state);
+        LoadInstanceLines(load, instance, body);
         return true;
     }
 
@@ -547,6 +534,24 @@ void WritePlugins(std::ostringstream &out, const Item &item) {
 }
 
 }  // namespace
+
+void LoadInstanceLines(LWError (*load)(LWInstance, const LWLoadState *), LWInstance instance,
+                       const std::vector<std::string> &lines) {
+    // The instance reads its own lines, one line per read, -1 after the last.
+    struct Lines {
+        const std::vector<std::string> *lines;
+        size_t next;
+    } source{&lines, 0};
+    LWLoadState state = {LWIO_SCENE, &source, [](void *d, char *buf, int len) {
+                             Lines *s = static_cast<Lines *>(d);
+                             if (s->next >= s->lines->size()) return -1;
+                             const std::string &l = (*s->lines)[s->next++];
+                             int n = static_cast<int>(l.size() < static_cast<size_t>(len) ? l.size() : len);
+                             std::memcpy(buf, l.data(), n);
+                             return n;
+                         }};
+    load(instance, &state);
+}
 
 bool LoadSceneText(EmbeddedHost &host, const std::string &text, const std::string &name, std::string *error) {
     return Reader(host, text, name).Read(error);

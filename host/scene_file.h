@@ -9,11 +9,16 @@
 #include <vector>
 
 #include "host/channel.h"
+#include "hostapi/lwhost.h"
 
 class EmbeddedHost;
 
 // Reads a scene into the host's (empty) scene. False with "FILE:LINE: reason".
 bool LoadSceneFile(EmbeddedHost &host, const std::string &path, std::string *error);
+// Hands a plug-in instance its settings lines through its handler's load slot,
+// one line per read, as the host does from a scene.
+void LoadInstanceLines(LWError (*load)(LWInstance, const LWLoadState *), LWInstance instance,
+                       const std::vector<std::string> &lines);
 bool LoadSceneText(EmbeddedHost &host, const std::string &text, const std::string &name, std::string *error);
 
 // A motion file (LWMO version 1) into its nine channels X Y Z H P B SX SY SZ.

@@ -133,23 +133,12 @@ bool CreateInstance(Session &s, const std::string &name, const std::string &sett
         // in through the handler's load slot, line by line, as a scene's do,
         // so the file must be this plug-in's own.
         std::ifstream in(settingsFile, std::ios::binary);
-        struct Lines {
-            std::vector<std::string> lines;
-            size_t next = 0;
-        } source;
+        std::vector<std::string> lines;
         for (std::string line; std::getline(in, line);) {
             if (!line.empty() && line.back() == '\r') line.pop_back();
-            source.lines.push_back(line);
+            lines.push_back(line);
         }
-        LWLoadState state = {LWIO_SCENE, &source, [](void *d, char *buf, int len) {
-                                 Lines *l = static_cast<Lines *>(d);
-                                 if (l->next >= l->lines.size()) return -1;
-                                 const std::string &line = l->lines[l->next++];
-                                 int n = static_cast<int>(line.size() < static_cast<size_t>(len) ? line.size() : len);
-                                 std::memcpy(buf, line.data(), n);
-                                 return n;
-                             }};
-        static_cast<const ShaderHandler *>(out->handler)->load(out->instance, &state);
+        LoadInstanceLines(static_cast<const ShaderHandler *>(out->handler)->load, out->instance, lines);
     } else if (!settingsFile.empty()) {
         s.host.fileAnswers.push_back({1, settingsFile});
         PanelLoadButton(static_cast<PluginInstance *>(out->instance)->panel, false);

@@ -77,19 +77,19 @@ std::string WindowsFormat(const char *format, va_list args) {
             out += *p;
             continue;
         }
-        std::string spec = "%";
+        std::string directive = "%";
         ++p;
-        while (*p && std::strchr("-+ #0", *p)) spec += *p++;
+        while (*p && std::strchr("-+ #0", *p)) directive += *p++;
         auto number = [&] {
             if (*p == '*') {
-                spec += std::to_string(va_arg(args, int));
+                directive += std::to_string(va_arg(args, int));
                 ++p;
             } else
-                while (*p >= '0' && *p <= '9') spec += *p++;
+                while (*p >= '0' && *p <= '9') directive += *p++;
         };
         number();
         if (*p == '.') {
-            spec += *p++;
+            directive += *p++;
             number();
         }
         bool wide = false;
@@ -101,25 +101,25 @@ std::string WindowsFormat(const char *format, va_list args) {
         char conversion = *p;
         if (!conversion) break;
         char piece[512];
-        spec += conversion;
+        directive += conversion;
         switch (conversion) {
         case 'd': case 'i': case 'o': case 'u': case 'x': case 'X':
             if (wide) {
-                spec.insert(spec.size() - 1, "ll");
-                std::snprintf(piece, sizeof piece, spec.c_str(), va_arg(args, long long));
+                directive.insert(directive.size() - 1, "ll");
+                std::snprintf(piece, sizeof piece, directive.c_str(), va_arg(args, long long));
             } else
-                std::snprintf(piece, sizeof piece, spec.c_str(), va_arg(args, int));
+                std::snprintf(piece, sizeof piece, directive.c_str(), va_arg(args, int));
             break;
-        case 'c': std::snprintf(piece, sizeof piece, spec.c_str(), va_arg(args, int)); break;
+        case 'c': std::snprintf(piece, sizeof piece, directive.c_str(), va_arg(args, int)); break;
         case 's': {
             const char *s = va_arg(args, const char *);
-            std::snprintf(piece, sizeof piece, spec.c_str(), s ? s : "(null)");
+            std::snprintf(piece, sizeof piece, directive.c_str(), s ? s : "(null)");
             break;
         }
         case 'p': std::snprintf(piece, sizeof piece, "%08X", static_cast<unsigned>(reinterpret_cast<uintptr_t>(va_arg(args, void *)))); break;
         case 'e': case 'E': case 'g': case 'G': case 'f': case 'F': case 'a': case 'A': {
             double v = va_arg(args, double);  // long double is a double on Windows
-            std::snprintf(piece, sizeof piece, spec.c_str(), v);
+            std::snprintf(piece, sizeof piece, directive.c_str(), v);
             std::string s = piece;
             size_t e = s.find_first_of("eE");
             if (conversion != 'f' && conversion != 'F' && conversion != 'a' && conversion != 'A' && e != std::string::npos &&
@@ -139,7 +139,7 @@ std::string WindowsFormat(const char *format, va_list args) {
         }
         case 'n': va_arg(args, int *); continue;
         case '%': out += '%'; continue;
-        default: out += spec; continue;
+        default: out += directive; continue;
         }
         out += piece;
     }
