@@ -17,12 +17,29 @@ double RepeatFrame(const std::vector<ChannelKey> &keys, double frame) {
     return first + std::fmod(frame - first, period);
 }
 
+bool PlusZero(double v) { return v == 0 && !std::signbit(v); }
+bool FiniteWeights(const ChannelKey &k) {
+    return std::isfinite(k.tension) && std::isfinite(k.continuity) && std::isfinite(k.bias);
+}
+
+// A curved segment whose keys around it, in rising frames with finite
+// weights, all hold +0 (an item's unused channels): every term of the Hermite
+// sum is a signed zero and the sum +0, so it is answered without the sum.
+bool FlatAtZero(const std::vector<ChannelKey> &keys, size_t k1, double t) {
+    const ChannelKey &a = keys[k1 - 1], &b = keys[k1];
+    if (!(t == t) || !PlusZero(a.value) || !PlusZero(b.value) || !FiniteWeights(a) || !FiniteWeights(b)) return false;
+    if (k1 >= 2 && !(PlusZero(keys[k1 - 2].value) && keys[k1 - 2].frame < a.frame)) return false;
+    if (k1 + 1 < keys.size() && !(PlusZero(keys[k1 + 1].value) && keys[k1 + 1].frame > b.frame)) return false;
+    return true;
+}
+
 double SegmentValue(const std::vector<ChannelKey> &keys, size_t k1, double s) {
     const ChannelKey &a = keys[k1 - 1], &b = keys[k1];
     double span = b.frame - a.frame;
     double t = (s - a.frame) / span;
     double d = b.value - a.value;
     if (b.linear) return a.value + t * d;
+    if (FlatAtZero(keys, k1, t)) return 0.0;
 
     double a0 = (1 - a.tension) * (1 + a.continuity) * (1 + a.bias);
     double b0 = (1 - a.tension) * (1 - a.continuity) * (1 - a.bias);

@@ -6,10 +6,10 @@
 #include <unordered_map>
 
 #include "host/module_loader.h"
+#include "host/motion_evaluation.h"
 
 namespace {
 
-EmbeddedHost *activeHost = nullptr;
 
 Scene &TheScene() { return EmbeddedHost::Active().scene; }
 Item *Find(LWItemID id) { return ItemFromId(TheScene(), id); }
@@ -147,6 +147,17 @@ const LWItemInfo itemInfo1 = {ItemFirst,  ItemNext, ItemFirstChild, ItemNextChil
 const char *ObjectFilename(LWItemID id) {
     Item *item = Find(id);
     if (!item) return nullptr;
+    // Plug-ins ask for the file to read the object's points (Wheelie's radius,
+    // Dangle's and Flexor's extent); an unreadable one would quietly count as
+    // an object without points.
+    if (!item->geometryProblem.empty()) {
+        EmbeddedHost &host = EmbeddedHost::Active();
+        const std::string *plugin = host.RunningMotionPlugin();
+        if (!plugin) plugin = host.runningDisplacement;
+        host.WarnOnce(*item, (plugin ? *plugin : std::string("a plug-in")) + " needs the points of " +
+                                 TheScene().ShownName(*item) + ", but " + item->geometryProblem +
+                                 ": it counts as an object without points");
+    }
     return item->geometryPath.empty() ? item->filename.c_str() : item->geometryPath.c_str();
 }
 int ObjectPoints(LWItemID id) { return Of(id, &Item::numPoints); }
@@ -312,33 +323,7 @@ void *GlobalLookup(const char *service, int useCode) { return EmbeddedHost::Acti
 
 // ---- item-motion plug-ins ----
 //
-// How the host runs an item's motion plug-ins is not published; this is our rule.
-// An item's motion at a time is its keyed motion passed through its plug-ins in
-// their order. Each plug-in's access record reads the motion as it stands before
-// that plug-in (at any time) and sets the result for the current time. While one
-// of an item's plug-ins is being evaluated, every query about that same item
-// (through the access record or the item-info service, for any time) answers with
-// the motion as it stands before that plug-in, so nothing recurses. Queries about
-// other items get their final motion; when such an item is itself in the middle
-// of being evaluated further up (items that read each other), it answers the same
-// way, with its motion before the plug-in that is running for it, which cuts the
-// cycle.
-
-struct Evaluation {
-    const Item *item;
-    size_t plugin;         // index of the plug-in being evaluated
-    double time;
-    double before[9];      // the motion before it, at `time`
-    double values[9];      // what it has set so far
-};
-
-std::vector<Evaluation *> evaluating;
-// The frame being rendered while its blur passes are evaluated; otherwise a
-// plug-in is handed the frame nearest its time.
-constexpr int kNoPass = -2147483647;
-int passFrame = kNoPass;
-
-constexpr double kDegreesPerRadian = 57.29577951308232;
+}  // namespace
 
 // Plug-ins that simulate from time 0 (Whip, Speedlimit, Wheelie) ask about
 // their item's earlier motion at hundreds of times per evaluation, and each
@@ -349,77 +334,17 @@ constexpr double kDegreesPerRadian = 57.29577951308232;
 // many; past it the user is told, instead of waiting for hours.
 constexpr long kMostMotionQuestions = 5000000;
 
-long questionsThisQuestion = 0;
-const Item *askedFromOutside = nullptr;  // the question they all came from
-double askedAt = 0;
-bool overrun = false;
-std::string overrunWhat;
-
-// Counts a question about an item's motion; false, with the overrun noted,
-// once one outside question has led to more than the limit.
-bool Ask(const Item &item, double time) {
-    if (overrun) return false;
-    if (++questionsThisQuestion <= EmbeddedHost::Active().motionQuestionLimit) return true;
-    overrun = true;
-    const Scene &scene = TheScene();
-    const Item &outside = askedFromOutside ? *askedFromOutside : item;
-    char at[64];
-    std::snprintf(at, sizeof at, " at %g s (frame %g)", askedFromOutside ? askedAt : time,
-                  scene.FrameAt(askedFromOutside ? askedAt : time));
-    overrunWhat = scene.ShownName(outside) + at + ": the motion plug-ins asked more than " +
-                  std::to_string(EmbeddedHost::Active().motionQuestionLimit) +
-                  " questions about motion to work it out; plug-ins that simulate from time 0, stacked on one item, "
-                  "multiply each other's work: remove one or lower its quality";
-    return false;
-}
-
-void EarlierMotion(const Item &item, double time, size_t upTo, double out[9]);
-
-void MotionBefore(const Item &item, double time, size_t upTo, double out[9]) {
-    Scene &scene = TheScene();
-    scene.KeyedMotion(item, time, out);
-    for (size_t i = 0; i < upTo && i < item.motionPlugins.size(); ++i) {
-        const MotionPluginUse &use = item.motionPlugins[i];
-        if (!use.handler || !use.instance) continue;
-        if (overrun) break;  // past the limit: the keys and what was done, quickly
-        Evaluation e{&item, i, time, {}, {}};
-        std::memcpy(e.before, out, sizeof e.before);
-        std::memcpy(e.values, out, sizeof e.values);
-        evaluating.push_back(&e);
-        auto getParam = [](LWItemParam param, LWTime t, double v[3]) {
-            Evaluation &top = *evaluating.back();
-            double m[9];
-            if (t == top.time)
-                std::memcpy(m, top.before, sizeof m);
-            else
-                EarlierMotion(*top.item, t, top.plugin, m);
-            int first = param == LWIP_ROTATION ? kHeading : param == LWIP_SCALING ? kScaleX : kPosX;
-            double k = param == LWIP_ROTATION ? 1 / kDegreesPerRadian : 1;
-            for (int c = 0; c < 3; ++c) v[c] = m[first + c] * k;
-        };
-        auto setParam = [](LWItemParam param, const double v[3]) {
-            Evaluation &top = *evaluating.back();
-            if (param != LWIP_POSITION && param != LWIP_ROTATION && param != LWIP_SCALING) return;
-            int first = param == LWIP_ROTATION ? kHeading : param == LWIP_SCALING ? kScaleX : kPosX;
-            double k = param == LWIP_ROTATION ? kDegreesPerRadian : 1;
-            for (int c = 0; c < 3; ++c) top.values[first + c] = v[c] * k;
-        };
-        LWFrame frame = passFrame != kNoPass ? passFrame : static_cast<LWFrame>(std::floor(scene.FrameAt(time) + 0.5));
-        ItemMotionAccess access{IdOf(&item), frame, time, getParam, setParam};
-        use.handler->evaluate(use.instance, &access);
-        evaluating.pop_back();
-        std::memcpy(out, e.values, sizeof e.values);
-    }
-}
-
-}  // namespace
-
-EmbeddedHost::EmbeddedHost() : motionQuestionLimit(kMostMotionQuestions), previous_(activeHost) {
-    activeHost = this;
+EmbeddedHost::EmbeddedHost()
+    : motionQuestionLimit(kMostMotionQuestions), motion_(std::make_unique<MotionEvaluation>(*this)), previous_(active_) {
+    active_ = this;
     scene.motion = [this](const Item &item, double time, double out[9]) { FinalMotion(item, time, out); };
+    scene.placement = [this](const Item &item, double time, double out[Scene::kPlacementValues]) {
+        Placement(item, time, out);
+    };
 }
 
 void EmbeddedHost::RemovePlugins(Item &item) {
+    Forget();
     for (MotionPluginUse &use : item.motionPlugins)
         if (use.handler && use.instance) use.handler->destroy(use.instance);
     item.motionPlugins.clear();
@@ -439,235 +364,12 @@ EmbeddedHost::~EmbeddedHost() {
     release(scene.lights);
     release(scene.cameras);
     for (auto &object : scene.objects) release(object->bones);
-    activeHost = previous_;
-}
-
-namespace {
-
-// The pass's store of final motions. An entry is kept only when its
-// evaluation did not lean on an item evaluated further out (a cut cycle whose
-// other end lay outside it), so that it holds wherever it is asked again; it
-// lists every item it read, and is not used while one of those is being
-// evaluated, since the cycle rule would then have answered differently.
-// Questions cluster round the time being baked or rendered, so the store
-// keeps the latest answers only, in a ring, and looks through it in order.
-constexpr int kUsesKept = 12;     // items an entry can list
-constexpr int kPassEntries = 64;  // answers the ring keeps
-
-struct ItemsRead {
-    const Item *items[kUsesKept];
-    int count = 0;
-    bool overflowed = false;  // read more than it can list
-    void Add(const Item *item) {
-        for (int i = 0; i < count; ++i)
-            if (items[i] == item) return;
-        if (count < kUsesKept)
-            items[count++] = item;
-        else
-            overflowed = true;
-    }
-    void Add(const ItemsRead &more) {
-        for (int i = 0; i < more.count; ++i) Add(more.items[i]);
-        overflowed = overflowed || more.overflowed;
-    }
-};
-
-struct PassEntry {
-    const Item *item = nullptr;
-    double time;
-    int frame;
-    double motion[9];
-    ItemsRead uses;
-};
-int passDepth = 0;
-PassEntry passStore[kPassEntries];
-int passNext = 0;
-
-// What the evaluations under way have read: one record per evaluation.
-struct Reading {
-    size_t stackDepth;           // evaluations on the stack when it began
-    bool leanedOutside = false;  // met an item evaluated further out
-    ItemsRead uses;
-};
-std::vector<Reading> readings;
-
-bool OnStack(const Item *item) {
-    for (const Evaluation *e : evaluating)
-        if (e->item == item) return true;
-    return false;
-}
-
-// An entry answers here unless an item it read is being evaluated now (or it
-// read too many to tell, and something is).
-bool Answers(const PassEntry &entry) {
-    if (evaluating.empty()) return true;
-    if (entry.uses.overflowed) return false;
-    for (int i = 0; i < entry.uses.count; ++i)
-        if (OnStack(entry.uses.items[i])) return false;
-    return true;
-}
-
-void Read(const Item &item, const ItemsRead *more) {
-    if (readings.empty()) return;
-    readings.back().uses.Add(&item);
-    if (more) readings.back().uses.Add(*more);
-}
-
-// Within a pass, a plug-in's questions about its own item at other times (the
-// motion before it, at t) are answered once each, under the same rule as final
-// motions: plug-ins that integrate from time 0, stacked on one item, would
-// otherwise redo every earlier one's integration at every step.
-struct EarlierKey {
-    const Item *item;
-    size_t upTo;
-    double time;
-    int frame;
-    bool operator==(const EarlierKey &o) const {
-        return item == o.item && upTo == o.upTo && time == o.time && frame == o.frame;
-    }
-};
-struct EarlierHash {
-    size_t operator()(const EarlierKey &k) const {
-        return std::hash<const void *>()(k.item) ^ (std::hash<double>()(k.time) * 31) ^ (k.upTo * 1000003) ^
-               static_cast<size_t>(k.frame);
-    }
-};
-struct EarlierEntry {
-    double motion[9];
-    ItemsRead uses;
-};
-std::unordered_map<EarlierKey, EarlierEntry, EarlierHash> earlierStore;
-// A store that grows past this many answers in one pass is emptied and starts again.
-constexpr size_t kEarlierKept = 1 << 16;
-
-void EarlierMotion(const Item &item, double time, size_t upTo, double out[9]) {
-    if (!Ask(item, time)) {
-        TheScene().KeyedMotion(item, time, out);
-        return;
-    }
-    if (passDepth == 0) {
-        MotionBefore(item, time, upTo, out);
-        return;
-    }
-    EarlierKey key{&item, upTo, time, passFrame};
-    auto found = earlierStore.find(key);
-    if (found != earlierStore.end()) {
-        bool answers = !found->second.uses.overflowed;
-        for (int i = 0; answers && i < found->second.uses.count; ++i)
-            if (OnStack(found->second.uses.items[i]) && found->second.uses.items[i] != &item) answers = false;
-        if (answers) {
-            std::memcpy(out, found->second.motion, sizeof found->second.motion);
-            Read(item, &found->second.uses);
-            return;
-        }
-    }
-    readings.push_back({evaluating.size(), false, {}});
-    MotionBefore(item, time, upTo, out);
-    Reading done = readings.back();
-    readings.pop_back();
-    if (!done.leanedOutside && !overrun) {
-        if (earlierStore.size() >= kEarlierKept) earlierStore.clear();
-        EarlierEntry &entry = earlierStore[key];
-        std::memcpy(entry.motion, out, sizeof entry.motion);
-        entry.uses = done.uses;
-    }
-    Read(item, &done.uses);
-}
-
-}  // namespace
-
-void EmbeddedHost::BeginPass() { ++passDepth; }
-
-bool EmbeddedHost::MotionOverrun(std::string *error) {
-    if (!overrun) return false;
-    *error = overrunWhat;
-    overrun = false;
-    return true;
-}
-void EmbeddedHost::EndPass() {
-    if (passDepth > 0 && --passDepth == 0) {
-        for (PassEntry &e : passStore) e.item = nullptr;
-        earlierStore.clear();
-    }
-}
-
-void EmbeddedHost::FinalMotion(const Item &item, double time, double out[9]) {
-    if (evaluating.empty()) {  // a new question from outside the plug-ins
-        questionsThisQuestion = 0;
-        askedFromOutside = &item;
-        askedAt = time;
-    }
-    if (!Ask(item, time)) {
-        scene.KeyedMotion(item, time, out);
-        return;
-    }
-    for (size_t k = evaluating.size(); k-- > 0;) {
-        if (evaluating[k]->item == &item) {
-            // The cycle rule: the motion before the plug-in running for it.
-            for (Reading &r : readings)
-                if (k < r.stackDepth) r.leanedOutside = true;
-            Read(item, nullptr);
-            EarlierMotion(item, time, evaluating[k]->plugin, out);
-            return;
-        }
-    }
-    if (passDepth > 0) {
-        for (int n = 1; n <= kPassEntries; ++n) {  // newest first: the likeliest answer
-            const PassEntry &e = passStore[(passNext - n + kPassEntries) % kPassEntries];
-            if (!e.item) break;
-            if (e.item != &item || e.time != time || e.frame != passFrame || !Answers(e)) continue;
-            std::memcpy(out, e.motion, sizeof e.motion);
-            Read(item, &e.uses);
-            return;
-        }
-    }
-    ++motionEvaluations;
-    if (passDepth == 0) {
-        MotionBefore(item, time, item.motionPlugins.size(), out);
-        return;
-    }
-    readings.push_back({evaluating.size(), false, {}});
-    MotionBefore(item, time, item.motionPlugins.size(), out);
-    Reading done = readings.back();
-    readings.pop_back();
-    if (!done.leanedOutside && !overrun) {
-        PassEntry &entry = passStore[passNext];
-        passNext = (passNext + 1) % kPassEntries;
-        entry.item = &item;
-        entry.time = time;
-        entry.frame = passFrame;
-        std::memcpy(entry.motion, out, sizeof entry.motion);
-        entry.uses = done.uses;
-    }
-    Read(item, &done.uses);
-}
-
-// How the 5.x host spreads its motion-blur passes is not published (taken as
-// given here, unconfirmed): as many passes as the antialiasing level renders
-// (low 5, medium 9, high 17; motion blur without antialiasing as low), evenly
-// from f - B to f frames, B the camera's blur length at the frame.
-std::vector<double> EmbeddedHost::BlurPassTimes(int frame) {
-    double fps = scene.framesPerSecond, at = frame / fps;
-    const Item *camera = scene.cameras.empty() ? nullptr : scene.cameras.front().get();
-    if (!(scene.renderOptions & LWROPT_MOTIONBLUR) || !camera) return {at};
-    double blur = camera->blurLength.ValueAt(frame);
-    if (blur <= 0) return {at};
-    const int passes[] = {5, 5, 9, 17};
-    int count = passes[scene.antialiasing < 0 ? 0 : (scene.antialiasing > 3 ? 3 : scene.antialiasing)];
-    std::vector<double> times;
-    for (int k = 0; k < count; ++k) times.push_back((frame - blur + blur * k / (count - 1)) / fps);
-    return times;
-}
-
-void EmbeddedHost::MotionInPass(const Item &item, int frame, double time, double out[9]) {
-    int outer = passFrame;
-    passFrame = frame;
-    FinalMotion(item, time, out);
-    passFrame = outer;
+    active_ = previous_;
 }
 
 const void *EmbeddedHost::Handler(const char *className, const std::string &server, std::string *error) {
     std::string key = std::string(className) + "/" + server;
+    if (key.find("Interface/") != std::string::npos) Forget();  // a panel may change any setting
     auto found = handlers_.find(key);
     if (found != handlers_.end()) return found->second.data();
     if (!module_) {
@@ -702,6 +404,7 @@ LWInstance AddPlugin(EmbeddedHost &host, const char *className, Item &item, std:
         return nullptr;
     }
     uses.push_back({server, handler, instance});
+    host.Forget();  // the item moves or is shaped differently now
     return instance;
 }
 
@@ -733,7 +436,6 @@ LWInstance EmbeddedHost::AddFilterPlugin(const std::string &className, const std
     return use.instance;
 }
 
-EmbeddedHost &EmbeddedHost::Active() { return *activeHost; }
 GlobalFunc *EmbeddedHost::Lookup() { return GlobalLookup; }
 
 void *EmbeddedHost::Service(const char *name, int useCode) {
@@ -778,6 +480,14 @@ void *EmbeddedHost::Service(const char *name, int useCode) {
         return &info;
     }
     return nullptr;
+}
+
+void EmbeddedHost::WarnOnce(const Item &object, const std::string &text) {
+    if (!warnedObjects_.insert(&object).second) return;
+    if (warn)
+        warn(text);
+    else
+        warnings.push_back(text);
 }
 
 const char *MessageKindName(MessageKind kind) {

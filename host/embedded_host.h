@@ -7,7 +7,9 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -16,6 +18,13 @@
 #include "hostapi/lwhost.h"
 
 struct LoadedModule;
+struct MotionEvaluation;
+
+// What the memory of worked-out motions holds now.
+struct MotionMemoryUse {
+    size_t answers, bytes;
+    long rotations;  // times its young generation filled up and the old one went
+};
 
 enum class MessageKind { Info, Error, Warning };
 
@@ -54,6 +63,16 @@ public:
     std::vector<FileRequest> fileRequests;  // what the module asked the requester
     HostDisplayInfo display{};              // the host's window, where there is one
     long paramQueries = 0;                  // item parameters the module has asked for
+    // Said once per object for the host's life: a plug-in asked for the points
+    // of an object whose file could not be read, which then counts as an
+    // object without points. Kept in `warnings` unless `warn` is set.
+    std::vector<std::string> warnings;
+    std::function<void(const std::string &)> warn;
+    void WarnOnce(const Item &object, const std::string &text);
+    // The displacement plug-in the host is running, for what it says.
+    const std::string *runningDisplacement = nullptr;
+    // The motion plug-in being evaluated now, or null.
+    const std::string *RunningMotionPlugin() const;
 
     // A withheld service is answered with null, as by a host that lacks it.
     void Withhold(const std::string &service) { withheld_.insert(service); }
@@ -61,7 +80,7 @@ public:
 
     // The host's global lookup, handed to every activation.
     static GlobalFunc *Lookup();
-    static EmbeddedHost &Active();
+    static EmbeddedHost &Active() { return *active_; }
 
     void *Service(const char *name, int useCode);
 
@@ -81,6 +100,9 @@ public:
     LWInstance AddFilterPlugin(const std::string &className, const std::string &server, std::string *error);
     // The item's motion with its plug-ins applied, at a time in seconds.
     void FinalMotion(const Item &item, double time, double out[9]);
+    // The item's placement in the world (Scene::Placement), remembered as its
+    // final motion is.
+    void Placement(const Item &item, double time, double out[Scene::kPlacementValues]);
     // The times (seconds) at which a render of the frame samples motion: the
     // motion-blur passes, or the frame's own time without motion blur.
     std::vector<double> BlurPassTimes(int frame);
@@ -88,14 +110,21 @@ public:
     // plug-ins are handed that frame's number with the pass's time.
     void MotionInPass(const Item &item, int frame, double time, double out[9]);
 
-    // An evaluation pass: while one is open, each item's final motion at a
-    // time (and frame being rendered) is worked out once and every further
-    // query is answered from it. Open one only around work that changes
-    // neither the scene nor any plug-in's settings (a bake, a frame's points,
-    // a frame's filters); closing it forgets everything. Passes nest.
+    // An evaluation pass: while one is open, each item's final motion (and
+    // its motion before each of its plug-ins) at a time, in the frame a
+    // plug-in is handed, is worked out once and every further query is
+    // answered from the host's memory. The commands open one for their whole
+    // run, since nothing in them changes the scene or a plug-in's settings
+    // once they are loaded. The host forgets what it worked out when a scene
+    // is read, a plug-in is added or removed, a plug-in's settings are loaded
+    // or an interface (a panel) is activated, and when the outermost pass
+    // closes. Passes nest.
     void BeginPass();
     void EndPass();
-    long motionEvaluations = 0;  // final motions worked out, not answered from a pass
+    void Forget();
+    MotionMemoryUse MemoryUse() const;
+    long motionEvaluations = 0;  // final motions worked out, not answered from memory
+    MotionEvaluation &motionState() { return *motion_; }
 
     // The most questions about items' motion that one question from outside
     // the plug-ins may lead to (see kMostMotionQuestions). Past it, every
@@ -107,9 +136,12 @@ public:
     bool MotionOverrun(std::string *error);
 
 private:
+    static inline EmbeddedHost *active_ = nullptr;
+    std::unique_ptr<MotionEvaluation> motion_;
     const LoadedModule *module_ = nullptr;
     std::map<std::string, std::vector<void *>> handlers_;  // by class and server
     std::set<std::string> withheld_;
+    std::set<const Item *> warnedObjects_;
     LWSceneInfo sceneInfo_{};  // snapshot refreshed at each lookup
     EmbeddedHost *previous_;
 };

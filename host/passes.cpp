@@ -126,7 +126,12 @@ std::vector<std::array<double, 3>> DisplacedPoints(EmbeddedHost &host, const Ite
     Scene &scene = host.scene;
     const Placement place = PlacementAt(scene, object, time);
     LWFrame f = static_cast<LWFrame>(std::floor(scene.FrameAt(time) + 0.5));
+    struct Running {  // the plug-in the host names in what it says
+        EmbeddedHost &host;
+        ~Running() { host.runningDisplacement = nullptr; }
+    } running{host};
     for (const DisplacementPluginUse &use : object.displacementPlugins) {
+        host.runningDisplacement = &use.server;
         if (LWError e = use.handler->newTime(use.instance, IdOf(&object), f, time)) {
             *error = use.server + ": " + e;
             return {};

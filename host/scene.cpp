@@ -1,6 +1,7 @@
 #include "host/scene.h"
 
 #include <cmath>
+#include <cstring>
 
 namespace {
 
@@ -29,26 +30,13 @@ Vec3 Times(const Vec3 &v, const Rows &rows) {
     return r;
 }
 
-// The chain of parents is walked from the root down. A child's position is a
-// point in its parent's coordinates, so the parent's pivot is taken off it
-// before the parent's axes apply (how the host treats a parent's pivot is not
-// published; this is the reading that keeps a point's placement rule uniform).
 WorldFrame World(const Scene &scene, const Item &item, double time) {
-    double m[9];
-    scene.motion ? scene.motion(item, time, m) : scene.KeyedMotion(item, time, m);
-    Vec3 position{m[kPosX], m[kPosY], m[kPosZ]};
-    Rows rows = RotationRows(m[kHeading] * kRadiansPerDegree, m[kPitch] * kRadiansPerDegree, m[kBank] * kRadiansPerDegree);
-    for (int i = 0; i < 3; ++i)
-        for (double &c : rows[i]) c *= m[kScaleX + i];
-    const Item *parent = item.parent ? item.parent : (item.type == LWI_BONE ? item.owner : nullptr);
-    if (!parent) return {position, rows};
-
-    WorldFrame up = World(scene, *parent, time);
-    Vec3 offset{position[0] - parent->pivot[0], position[1] - parent->pivot[1], position[2] - parent->pivot[2]};
-    Vec3 placed = Times(offset, up.rows);
+    double placed[Scene::kPlacementValues];
+    scene.Placement(item, time, placed);
     WorldFrame w;
-    for (int j = 0; j < 3; ++j) w.position[j] = up.position[j] + placed[j];
-    for (int i = 0; i < 3; ++i) w.rows[i] = Times(rows[i], up.rows);
+    for (int j = 0; j < 3; ++j) w.position[j] = placed[j];
+    for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j) w.rows[i][j] = placed[3 + 3 * i + j];
     return w;
 }
 
@@ -139,6 +127,44 @@ std::string Scene::ShownName(const Item &item) const {
 void Scene::KeyedMotion(const Item &item, double time, double out[9]) const {
     double frame = FrameAt(time);
     for (int i = 0; i < kMotionChannels; ++i) out[i] = item.motion[i].ValueAt(frame);
+}
+
+// The chain of parents is walked from the root down (each parent's placement
+// through Placement, so a host that remembers placements answers it). A
+// child's position is a point in its parent's coordinates, so the parent's
+// pivot is taken off it before the parent's axes apply (how the host treats a
+// parent's pivot is not published; this is the reading that keeps a point's
+// placement rule uniform).
+void Scene::WorkOutPlacement(const Item &item, double time, double out[kPlacementValues]) const {
+    double m[9];
+    motion ? motion(item, time, m) : KeyedMotion(item, time, m);
+    Vec3 position{m[kPosX], m[kPosY], m[kPosZ]};
+    Item::Turn &turn = item.lastTurn;
+    if (std::memcmp(&m[kHeading], turn.hpb, sizeof turn.hpb) != 0) {  // bit for bit: -0 turns differently from +0
+        Rows unit = RotationRows(m[kHeading] * kRadiansPerDegree, m[kPitch] * kRadiansPerDegree, m[kBank] * kRadiansPerDegree);
+        for (int i = 0; i < 3; ++i) {
+            turn.hpb[i] = m[kHeading + i];
+            for (int j = 0; j < 3; ++j) turn.rows[i][j] = unit[i][j];
+        }
+    }
+    Rows rows;
+    for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j) rows[i][j] = turn.rows[i][j] * m[kScaleX + i];
+    const Item *parent = item.parent ? item.parent : (item.type == LWI_BONE ? item.owner : nullptr);
+    if (parent) {
+        WorldFrame up = World(*this, *parent, time);
+        Vec3 offset{position[0] - parent->pivot[0], position[1] - parent->pivot[1], position[2] - parent->pivot[2]};
+        Vec3 placed = Times(offset, up.rows);
+        for (int j = 0; j < 3; ++j) position[j] = up.position[j] + placed[j];
+        for (int i = 0; i < 3; ++i) rows[i] = Times(rows[i], up.rows);
+    }
+    for (int j = 0; j < 3; ++j) out[j] = position[j];
+    for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j) out[3 + 3 * i + j] = rows[i][j];
+}
+
+void Scene::Placement(const Item &item, double time, double out[kPlacementValues]) const {
+    placement ? placement(item, time, out) : WorkOutPlacement(item, time, out);
 }
 
 void Scene::Param(const Item &item, int param, double time, double out[3]) const {

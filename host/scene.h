@@ -86,6 +86,15 @@ struct Item {
     double innerLimit = 0, outerLimit = 0;
 
     std::string shownName;  // the text handed out by the item-info name function
+    // The last heading, pitch and bank (degrees) the item was placed with and
+    // their unit axes: most items keep one turn for long stretches, and
+    // placing asks at every step of a simulation.
+    struct Turn {
+        double hpb[3] = {kNoTurn, kNoTurn, kNoTurn};
+        double rows[3][3];
+        static constexpr double kNoTurn = 1e300;  // no angle a scene holds
+    };
+    mutable Turn lastTurn;
     void SetEndBehavior(EndBehavior end);
     // One key at frame 0 on every channel: position, rotation in degrees, scale.
     void SetRest(std::array<double, 3> position, std::array<double, 3> hpbDegrees = {},
@@ -149,6 +158,15 @@ struct Scene {
     // its plug-in evaluation here.
     std::function<void(const Item &, double time, double out[9])> motion;
     void KeyedMotion(const Item &item, double time, double out[9]) const;
+
+    // An item's placement in the world at a time in seconds: where its pivot
+    // sits (3 values), then its right, up and forward axes, scaled (3 x 3),
+    // from `motion` through its parents. Placement asks `placement` when the
+    // host puts its memory of placements there.
+    static constexpr int kPlacementValues = 12;
+    std::function<void(const Item &, double time, double out[kPlacementValues])> placement;
+    void Placement(const Item &item, double time, double out[kPlacementValues]) const;
+    void WorkOutPlacement(const Item &item, double time, double out[kPlacementValues]) const;
 
     // A parameter of the item at a time in seconds (LWIP_* codes), as the
     // item-info service reports it, from `motion` through the parents.

@@ -100,7 +100,10 @@ public:
         cutShort_ = !text.empty() && text.back() != '\n' && text.back() != '\r';
     }
 
-    bool Read(std::string *error) { return Finish(Run(), error); }
+    bool Read(std::string *error) {
+        host_.Forget();  // a scene read anew: nothing worked out before holds
+        return Finish(Run(), error);
+    }
 
     // A motion file: "LWMO", its version, then one keyed block of nine
     // channels, and nothing after the last key.
@@ -551,6 +554,7 @@ void LoadInstanceLines(LWError (*load)(LWInstance, const LWLoadState *), LWInsta
                              return n;
                          }};
     load(instance, &state);
+    EmbeddedHost::Active().Forget();  // new settings: what was worked out with the old ones goes
 }
 
 bool LoadSceneText(EmbeddedHost &host, const std::string &text, const std::string &name, std::string *error) {

@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "export/motion_export.h"
+#include "host/motion_evaluation.h"
 #include "host/scene_file.h"
 #include "module_fixture.h"
 
@@ -180,6 +181,110 @@ TEST_F(EvaluationPasses, StackedSimulationsAreStoppedAtTheQuestionLimitAndSaySo)
     EXPECT_FALSE(host.MotionOverrun(&error));  // said once
     host.motionQuestionLimit = 5000000;
     EXPECT_EQ(Bake(*antenna, 30, true), threeWhips);  // nothing of the refused question was kept
+}
+
+}  // namespace
+
+namespace {
+
+// The car demo: a car under Speedlimit and four Wheelie wheels, the rig whose
+// bake once grew with the cube of the shot's length.
+class CarShots : public EvaluationPasses {
+protected:
+    Item *wheel = nullptr, *car = nullptr;
+    void LoadCar(EmbeddedHost &on) {
+        std::string error;
+        ASSERT_TRUE(LoadSceneFile(on, std::string(VESK_SOURCE_DIR) + "/examples/car_demo.lws", &error)) << error;
+        car = on.scene.objects[0].get();
+        wheel = on.scene.objects[1].get();
+        ASSERT_EQ(wheel->motionPlugins.size(), 1u);
+    }
+    // The first keys of a motion file (two lines each), after its four header lines.
+    static std::string FirstKeys(const std::string &text, int keys) {
+        size_t at = 0, from = 0;
+        for (int i = 0; i < 4 + 2 * keys && at != std::string::npos; ++i) {
+            at = text.find('\n', at + 1);
+            if (i == 3) from = at;
+        }
+        return text.substr(from, at - from);
+    }
+};
+
+TEST_F(CarShots, LongShotsStayUnderTheQuestionLimitAndAgreeWithNoMemory) {
+    LoadCar(host);
+    // Without memory frame 300 asks over a million questions (every Wheelie
+    // step re-runs the car's chase from time 0); with it, a few thousand.
+    host.motionQuestionLimit = 200000;
+    std::string remembered;
+    {
+        EvaluationPass command(host);
+        remembered = Bake(*wheel, 300, true);
+    }
+    std::string error;
+    EXPECT_FALSE(host.MotionOverrun(&error)) << error;
+    host.motionQuestionLimit = 5000000;
+    // The first 41 keys, worked out afresh.
+    EXPECT_EQ(FirstKeys(remembered, 41), FirstKeys(Bake(*wheel, 40, false), 41));
+}
+
+TEST_F(CarShots, NewSettingsAreNotAnsweredFromMemory) {
+    LoadCar(host);
+    auto slower = [](Item &car) {
+        LoadInstanceLines(car.motionPlugins[0].handler->load, car.motionPlugins[0].instance,
+                          {"BEGIN MARVEN_LABS_PLUGIN Speedlimit", "VERSION 1", " BEGIN RADIO VEL", "  SELECTION 1",
+                           " END RADIO VEL", " BEGIN NUM V", " VALUE 2", " END", "END MARVEN_LABS_PLUGIN Speedlimit"});
+    };
+    std::string before, after;
+    {
+        EvaluationPass command(host);
+        before = Bake(*car, 48, true);
+        slower(*car);  // as a settings file loaded mid-command would
+        after = Bake(*car, 48, true);
+    }
+    EXPECT_NE(before, after);
+    EmbeddedHost fresh;
+    fresh.UseModule(&module);
+    LoadCar(fresh);
+    slower(*car);
+    EXPECT_EQ(after, Bake(fresh, *car, 48, false));
+}
+
+TEST_F(CarShots, ASmallMemoryTurnsOverAndAnswersTheSame) {
+    LoadCar(host);
+    std::string plenty, small;
+    {
+        EvaluationPass command(host);
+        plenty = Bake(*wheel, 120, true);
+        EXPECT_EQ(host.MemoryUse().rotations, 0);
+    }
+    host.motionState().memory = MotionMemory(256);
+    {
+        EvaluationPass command(host);
+        small = Bake(*wheel, 120, true);
+        MotionMemoryUse use = host.MemoryUse();
+        EXPECT_GT(use.rotations, 2);
+        EXPECT_LE(use.answers, 512u);
+    }
+    EXPECT_EQ(small, plenty);
+}
+
+TEST_F(CarShots, AMissingWheelIsNamedOnce) {
+    std::ifstream in(std::string(VESK_SOURCE_DIR) + "/examples/car_demo.lws");
+    std::stringstream text;
+    text << in.rdbuf();
+    std::string scene = text.str();
+    for (size_t at; (at = scene.find("LoadObject wheel.lwo")) != std::string::npos;)
+        scene.replace(at, 20, "LoadObject lost_wheel.lwo");
+    std::string error;
+    ASSERT_TRUE(LoadSceneText(host, scene, ScratchPath("car.lws"), &error)) << error;
+    Item &first = *host.scene.objects[1];
+    Bake(first, 10, true);
+    Bake(first, 10, false);
+    ASSERT_EQ(host.warnings.size(), 1u);
+    EXPECT_EQ(host.warnings[0].rfind("Wheelie needs the points of lost_wheel.lwo, but ", 0), 0u) << host.warnings[0];
+    EXPECT_NE(host.warnings[0].find("it counts as an object without points"), std::string::npos);
+    Bake(*host.scene.objects[2], 10, true);  // the second wheel is an object of its own
+    EXPECT_EQ(host.warnings.size(), 2u);
 }
 
 }  // namespace

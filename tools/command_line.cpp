@@ -35,6 +35,7 @@ Session::Session() {
 #endif
     }
     host.UseModule(&module);
+    host.warn = [](const std::string &text) { std::fprintf(stderr, "vesk: warning: %s\n", text.c_str()); };
 }
 
 

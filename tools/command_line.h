@@ -42,6 +42,10 @@ struct Session {
         }
     } unload{&module};
     EmbeddedHost host;
+    // Nothing a command does after loading changes the scene or a plug-in's
+    // settings, so the host remembers every motion and placement it works out
+    // for the whole command (loading a scene or settings forgets them).
+    EvaluationPass wholeCommand{host};
     std::string error;
     bool ready;
     Session();

@@ -1,0 +1,374 @@
+// The embedded host's motion evaluation: an item's keyed motion passed
+// through its motion plug-ins, the cycle rule, the question limit, and the
+// memory that answers repeated questions while a pass is open.
+#include "host/motion_evaluation.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+
+#include "host/embedded_host.h"
+
+// How the host runs an item's motion plug-ins is not published; this is our rule.
+// An item's motion at a time is its keyed motion passed through its plug-ins in
+// their order. Each plug-in's access record reads the motion as it stands before
+// that plug-in (at any time) and sets the result for the current time. While one
+// of an item's plug-ins is being evaluated, every query about that same item
+// (through the access record or the item-info service, for any time) answers with
+// the motion as it stands before that plug-in, so nothing recurses. Queries about
+// other items get their final motion; when such an item is itself in the middle
+// of being evaluated further up (items that read each other), it answers the same
+// way, with its motion before the plug-in that is running for it, which cuts the
+// cycle.
+//
+// While a pass is open, answers are kept (MotionMemory). An answer is kept only
+// when its evaluation did not lean on an item evaluated further out (a cut
+// cycle whose other end lay outside it), so that it holds wherever it is asked
+// again; it lists every item it read, and is not used while one of those is
+// being evaluated, since the cycle rule would then have answered differently.
+
+namespace {
+
+constexpr double kDegreesPerRadian = 57.29577951308232;
+
+MotionEvaluation &State() { return EmbeddedHost::Active().motionState(); }
+
+// The question limit passed: noted, with what to tell the user.
+bool Overrun(MotionEvaluation &m, const Item &item, double time) {
+    m.overrun = true;
+    const Scene &scene = m.host.scene;
+    const Item &outside = m.askedFromOutside ? *m.askedFromOutside : item;
+    double at = m.askedFromOutside ? m.askedAt : time;
+    char where[64];
+    std::snprintf(where, sizeof where, " at %g s (frame %g)", at, scene.FrameAt(at));
+    m.overrunWhat = scene.ShownName(outside) + where + ": the motion plug-ins asked more than " +
+                    std::to_string(m.host.motionQuestionLimit) +
+                    " questions about motion to work it out; plug-ins that simulate from time 0, stacked on one item, "
+                    "multiply each other's work: remove one or lower its quality";
+    return false;
+}
+
+// Counts a question about an item's motion; false, with the overrun noted,
+// once one outside question has led to more than the limit.
+inline bool Ask(MotionEvaluation &m, const Item &item, double time) {
+    if (m.overrun) return false;
+    if (++m.questionsThisQuestion <= m.host.motionQuestionLimit) return true;
+    return Overrun(m, item, time);
+}
+bool Ask(const Item &item, double time) { return Ask(State(), item, time); }
+
+bool OnStack(const Item *item, const Item *except = nullptr) {
+    for (const Evaluation *e : State().evaluating)
+        if (e->item == item && item != except) return true;
+    return false;
+}
+
+// A kept answer holds here unless an item it read is being evaluated now (or
+// it read too many to tell, and something is). An earlier motion of an item
+// is asked while that item is itself being evaluated, which it allows.
+bool Holds(const ItemsRead &uses, const Item *except) {
+    if (State().evaluating.empty()) return true;
+    if (uses.overflowed) return false;
+    for (int i = 0; i < uses.count; ++i)
+        if (OnStack(uses.items[i], except)) return false;
+    return true;
+}
+
+inline void Read(MotionEvaluation &m, const Item &item, const ItemsRead *more = nullptr) {
+    if (m.readings.empty()) return;
+    m.readings.back().uses.Add(&item);
+    if (more) m.readings.back().uses.Add(*more);
+}
+void Read(const Item &item, const ItemsRead *more) { Read(State(), item, more); }
+
+void EarlierMotion(const Item &item, double time, size_t upTo, double out[9]);
+
+KeyedTimeline &TimelineOf(MotionEvaluation &m, const Item &item) {
+    KeyedTimeline *line = m.lastTimeline;
+    if (!line || line->item != &item) {
+        line = nullptr;
+        for (KeyedTimeline &l : m.timelines)
+            if (l.item == &item) line = &l;
+        if (!line) {
+            m.timelines.push_back({&item, {}, {}, 0});
+            line = &m.timelines.back();
+        }
+        m.lastTimeline = line;
+    }
+    return *line;
+}
+
+}  // namespace
+
+const double *KeyedTimeline::Search(double time) {
+    size_t n = times.size();
+    for (size_t i = cursor; i < n && i < cursor + 4; ++i)  // a kept time or two between the steps
+        if (times[i] == time) return motions[cursor = i].data();
+    if (!n || time > times.back()) return nullptr;
+    size_t i = static_cast<size_t>(std::lower_bound(times.begin(), times.end(), time) - times.begin());
+    if (i >= n || times[i] != time) return nullptr;
+    return motions[cursor = i].data();
+}
+
+namespace {
+
+// The item's keyed motion at a time, from its timeline while a pass is open.
+// Times past the last one kept are added (while there is room); others are
+// found by a short look ahead of the last answer, or a search, or else worked
+// out without being kept. Only the channels from `first` to `last` are
+// certain to be filled; the answer is `out` or a kept motion.
+const double *KeyedAt(MotionEvaluation &m, KeyedTimeline *line, const Item &item, double time, double out[9],
+                      int first = 0, int last = 9) {
+    const Scene &scene = m.host.scene;
+    if (m.passDepth == 0) {
+        scene.KeyedMotion(item, time, out);
+        return out;
+    }
+    if (!line) line = &TimelineOf(m, item);
+    if (const double *kept = line->Find(time)) return kept;
+    size_t n = line->times.size();
+    bool keep = (n == 0 || time > line->times.back()) && m.timelineSamples < MotionEvaluation::kMostTimelineSamples;
+    if (!keep) {  // a time between kept ones: worked out, not kept
+        double frame = scene.FrameAt(time);
+        for (int c = first; c < last; ++c) out[c] = item.motion[c].ValueAt(frame);
+        return out;
+    }
+    line->times.push_back(time);
+    line->motions.push_back({});
+    scene.KeyedMotion(item, time, line->motions.back().data());
+    line->cursor = n;
+    ++m.timelineSamples;
+    return line->motions.back().data();
+}
+
+// Three keyed channels from `first`, as EarlierMotion answers them before the
+// first plug-in: counted as a question, and read. Simulations ask this at
+// every step of their chase.
+const double *Keys(MotionEvaluation &m, Evaluation &top, double time, int first, double out[9]) {
+    const Item &item = *top.item;
+    if (!Ask(m, item, time)) {  // past the limit: the keys all the same
+        m.host.scene.KeyedMotion(item, time, out);
+        return out;
+    }
+    Read(m, item);
+    if (top.keys)
+        if (const double *kept = top.keys->Find(time)) return kept;
+    return KeyedAt(m, top.keys, item, time, out, first, first + 3);
+}
+
+void MotionBefore(const Item &item, double time, size_t upTo, double out[9]) {
+    MotionEvaluation &m = State();
+    Scene &scene = EmbeddedHost::Active().scene;
+    scene.KeyedMotion(item, time, out);
+    for (size_t i = 0; i < upTo && i < item.motionPlugins.size(); ++i) {
+        const MotionPluginUse &use = item.motionPlugins[i];
+        if (!use.handler || !use.instance) continue;
+        if (m.overrun) break;  // past the limit: the keys and what was done, quickly
+        Evaluation e{&item, i, time, {}, {}, m.passDepth > 0 && i == 0 ? &TimelineOf(m, item) : nullptr};
+        std::memcpy(e.before, out, sizeof e.before);
+        std::memcpy(e.values, out, sizeof e.values);
+        m.evaluating.push_back(&e);
+        auto getParam = [](LWItemParam param, LWTime t, double v[3]) {
+            MotionEvaluation &m = State();
+            Evaluation &top = *m.evaluating.back();
+            int first = param == LWIP_ROTATION ? kHeading : param == LWIP_SCALING ? kScaleX : kPosX;
+            double k = param == LWIP_ROTATION ? 1 / kDegreesPerRadian : 1;
+            double worked[9];
+            const double *motion = worked;
+            if (t == top.time) {
+                motion = top.before;
+            } else if (top.plugin == 0) {
+                motion = Keys(m, top, t, first, worked);  // the first plug-in reads the keys
+            } else {
+                EarlierMotion(*top.item, t, top.plugin, worked);
+            }
+            for (int c = 0; c < 3; ++c) v[c] = motion[first + c] * k;
+        };
+        auto setParam = [](LWItemParam param, const double v[3]) {
+            Evaluation &top = *State().evaluating.back();
+            if (param != LWIP_POSITION && param != LWIP_ROTATION && param != LWIP_SCALING) return;
+            int first = param == LWIP_ROTATION ? kHeading : param == LWIP_SCALING ? kScaleX : kPosX;
+            double k = param == LWIP_ROTATION ? kDegreesPerRadian : 1;
+            for (int c = 0; c < 3; ++c) top.values[first + c] = v[c] * k;
+        };
+        LWFrame frame = m.passFrame != MotionEvaluation::kNoPass
+                            ? m.passFrame
+                            : static_cast<LWFrame>(std::floor(scene.FrameAt(time) + 0.5));
+        ItemMotionAccess access{IdOf(&item), frame, time, getParam, setParam};
+        use.handler->evaluate(use.instance, &access);
+        m.evaluating.pop_back();
+        std::memcpy(out, e.values, sizeof e.values);
+    }
+}
+
+// Works out the motion of the item through its first `upTo` plug-ins, kept
+// in the pass's memory under `key` when nothing outside it was leant on.
+void WorkOut(const Item &item, double time, size_t upTo, const MotionKey &key, double out[9]) {
+    MotionEvaluation &m = State();
+    if (m.passDepth == 0) {
+        MotionBefore(item, time, upTo, out);
+        return;
+    }
+    m.readings.push_back({m.evaluating.size(), false, {}});
+    MotionBefore(item, time, upTo, out);
+    Reading done = m.readings.back();
+    m.readings.pop_back();
+    if (!done.leanedOutside && !m.overrun) m.memory.Keep(key, out, 9, done.uses);
+    Read(item, &done.uses);
+}
+
+bool HasPlugins(const Item &item) {
+    for (const MotionPluginUse &use : item.motionPlugins)
+        if (use.handler && use.instance) return true;
+    return false;
+}
+
+// Answers from the pass's memory when it holds an answer that holds here.
+bool Remembered(const MotionKey &key, const Item *except, double *out, int count = 9) {
+    MotionEvaluation &m = State();
+    if (m.passDepth == 0) return false;
+    const ItemsRead *uses = nullptr;
+    const double *kept = m.memory.Find(key, &uses);
+    if (!kept || !Holds(*uses, except)) return false;
+    std::memcpy(out, kept, count * sizeof *out);
+    Read(*key.item, uses);
+    return true;
+}
+
+// A plug-in's question about its own item at another time: the motion before
+// it. Plug-ins that integrate from time 0, stacked on one item, would
+// otherwise redo every earlier one's integration at every step.
+void EarlierMotion(const Item &item, double time, size_t upTo, double out[9]) {
+    const Scene &scene = EmbeddedHost::Active().scene;
+    // Past the limit, or with no plug-in before the one asking: the keys,
+    // worked out faster than looked up.
+    if (!Ask(item, time)) {
+        scene.KeyedMotion(item, time, out);
+        return;
+    }
+    if (upTo == 0) {
+        MotionEvaluation &m = State();
+        const double *keyed = KeyedAt(m, nullptr, item, time, out);
+        if (keyed != out) std::memcpy(out, keyed, 9 * sizeof *out);
+        Read(m, item);
+        return;
+    }
+    MotionKey key{&item, static_cast<uint32_t>(upTo), State().passFrame, time};
+    if (Remembered(key, &item, out)) return;
+    WorkOut(item, time, upTo, key, out);
+}
+
+}  // namespace
+
+void EmbeddedHost::BeginPass() { ++motion_->passDepth; }
+
+void EmbeddedHost::EndPass() {
+    if (motion_->passDepth > 0 && --motion_->passDepth == 0) motion_->ForgetAll();
+}
+
+void EmbeddedHost::Forget() { motion_->ForgetAll(); }
+
+bool EmbeddedHost::MotionOverrun(std::string *error) {
+    if (!motion_->overrun) return false;
+    *error = motion_->overrunWhat;
+    motion_->overrun = false;
+    return true;
+}
+
+void EmbeddedHost::FinalMotion(const Item &item, double time, double out[9]) {
+    MotionEvaluation &m = *motion_;
+    if (m.evaluating.empty()) {  // a new question from outside the plug-ins
+        m.questionsThisQuestion = 0;
+        m.askedFromOutside = &item;
+        m.askedAt = time;
+    }
+    if (!Ask(item, time)) {
+        scene.KeyedMotion(item, time, out);
+        return;
+    }
+    for (size_t k = m.evaluating.size(); k-- > 0;) {
+        if (m.evaluating[k]->item == &item) {
+            // The cycle rule: the motion before the plug-in running for it.
+            for (Reading &r : m.readings)
+                if (k < r.stackDepth) r.leanedOutside = true;
+            Read(item, nullptr);
+            EarlierMotion(item, time, m.evaluating[k]->plugin, out);
+            return;
+        }
+    }
+    ++motionEvaluations;
+    if (!HasPlugins(item)) {  // its keys: worked out faster than remembered
+        scene.KeyedMotion(item, time, out);
+        Read(m, item);
+        return;
+    }
+    MotionKey key{&item, MotionKey::kFinal, m.passFrame, time};
+    if (Remembered(key, nullptr, out)) {
+        --motionEvaluations;
+        return;
+    }
+    WorkOut(item, time, item.motionPlugins.size(), key, out);
+}
+
+// An item's placement in the world, kept as its final motion is: it is made
+// of the final motions of the item and its parents, and holds where they do.
+void EmbeddedHost::Placement(const Item &item, double time, double out[Scene::kPlacementValues]) {
+    MotionEvaluation &m = *motion_;
+    // Outside a pass nothing is kept; and an item that is being evaluated, or
+    // has a parent that is, is placed by the cycle rule, which no kept
+    // placement may answer.
+    // Nor is the placement of an item placed by keys alone, worked out faster
+    // than remembered.
+    bool placedByTheCycleRule = false, keyedAlone = true;
+    for (const Item *up = &item; up && !placedByTheCycleRule; up = up->parent ? up->parent : up->type == LWI_BONE ? up->owner : nullptr) {
+        placedByTheCycleRule = OnStack(up);
+        keyedAlone = keyedAlone && !HasPlugins(*up);
+    }
+    if (m.passDepth == 0 || placedByTheCycleRule || keyedAlone) {
+        scene.WorkOutPlacement(item, time, out);
+        return;
+    }
+    MotionKey key{&item, MotionKey::kPlacement, m.passFrame, time};
+    if (Remembered(key, nullptr, out, Scene::kPlacementValues)) return;
+    m.readings.push_back({m.evaluating.size(), false, {}});
+    scene.WorkOutPlacement(item, time, out);
+    Reading done = m.readings.back();
+    m.readings.pop_back();
+    if (!done.leanedOutside && !m.overrun) m.memory.Keep(key, out, Scene::kPlacementValues, done.uses);
+    Read(item, &done.uses);
+}
+
+const std::string *EmbeddedHost::RunningMotionPlugin() const {
+    if (motion_->evaluating.empty()) return nullptr;
+    const Evaluation &top = *motion_->evaluating.back();
+    return &top.item->motionPlugins[top.plugin].server;
+}
+
+MotionMemoryUse EmbeddedHost::MemoryUse() const {
+    return {motion_->memory.Entries(), motion_->memory.Bytes(), motion_->memory.rotations};
+}
+
+// How the 5.x host spreads its motion-blur passes is not published (taken as
+// given here, unconfirmed): as many passes as the antialiasing level renders
+// (low 5, medium 9, high 17; motion blur without antialiasing as low), evenly
+// from f - B to f frames, B the camera's blur length at the frame.
+std::vector<double> EmbeddedHost::BlurPassTimes(int frame) {
+    double fps = scene.framesPerSecond, at = frame / fps;
+    const Item *camera = scene.cameras.empty() ? nullptr : scene.cameras.front().get();
+    if (!(scene.renderOptions & LWROPT_MOTIONBLUR) || !camera) return {at};
+    double blur = camera->blurLength.ValueAt(frame);
+    if (blur <= 0) return {at};
+    const int passes[] = {5, 5, 9, 17};
+    int count = passes[scene.antialiasing < 0 ? 0 : (scene.antialiasing > 3 ? 3 : scene.antialiasing)];
+    std::vector<double> times;
+    for (int k = 0; k < count; ++k) times.push_back((frame - blur + blur * k / (count - 1)) / fps);
+    return times;
+}
+
+void EmbeddedHost::MotionInPass(const Item &item, int frame, double time, double out[9]) {
+    int outer = motion_->passFrame;
+    motion_->passFrame = frame;
+    FinalMotion(item, time, out);
+    motion_->passFrame = outer;
+}

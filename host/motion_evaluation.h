@@ -1,0 +1,79 @@
+// How the embedded host works out an item's motion through its plug-ins: the
+// evaluations under way (for the cycle rule), the question count that guards
+// against stacked simulations, and the memory of answers kept while an
+// evaluation pass is open. One per host; only the host's own files see it.
+#pragma once
+
+#include <array>
+#include <deque>
+#include <string>
+#include <vector>
+
+#include "host/motion_memory.h"
+
+class EmbeddedHost;
+
+// One plug-in of an item being evaluated at a time.
+struct Evaluation {
+    const Item *item;
+    size_t plugin;     // index of the plug-in being evaluated
+    double time;
+    double before[9];  // the motion before it, at `time`
+    double values[9];  // what it has set so far
+    struct KeyedTimeline *keys = nullptr;  // the item's, when the plug-in is its first and a pass is open
+};
+
+// What an evaluation under way has read.
+struct Reading {
+    size_t stackDepth;           // evaluations on the stack when it began
+    bool leanedOutside = false;  // met an item evaluated further out
+    ItemsRead uses;
+};
+
+// An item's keyed motion at the times simulations step through, in rising
+// time. Simulations from time 0 step along the same times at every
+// evaluation, so the next answer usually lies just after the last one.
+struct KeyedTimeline {
+    const Item *item = nullptr;
+    std::vector<double> times;
+    std::vector<std::array<double, 9>> motions;
+    size_t cursor = 0;
+    // The motion kept for the time, or null.
+    const double *Find(double time) {
+        size_t n = times.size();
+        if (cursor + 1 < n && times[cursor + 1] == time) return motions[++cursor].data();  // the next step
+        return Search(time);
+    }
+    const double *Search(double time);
+};
+
+struct MotionEvaluation {
+    explicit MotionEvaluation(EmbeddedHost &h) : host(h) {}
+    EmbeddedHost &host;
+    // The frame being rendered while its blur passes are evaluated; otherwise
+    // a plug-in is handed the frame nearest its time.
+    static constexpr int kNoPass = -2147483647;
+    int passFrame = kNoPass;
+
+    std::vector<Evaluation *> evaluating;
+    std::vector<Reading> readings;
+    int passDepth = 0;
+    MotionMemory memory;
+    std::deque<KeyedTimeline> timelines;  // while a pass is open; never shrinks within it
+    size_t timelineSamples = 0;            // in all of them
+    KeyedTimeline *lastTimeline = nullptr;
+    // Keyed samples the timelines hold at most: about 80 MB.
+    static constexpr size_t kMostTimelineSamples = size_t{1} << 20;
+    void ForgetAll() {
+        memory.Forget();
+        timelines.clear();
+        timelineSamples = 0;
+        lastTimeline = nullptr;
+    }
+
+    long questionsThisQuestion = 0;
+    const Item *askedFromOutside = nullptr;  // the question they all came from
+    double askedAt = 0;
+    bool overrun = false;
+    std::string overrunWhat;
+};

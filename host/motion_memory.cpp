@@ -1,0 +1,179 @@
+#include "host/motion_memory.h"
+
+#include <algorithm>
+#include <cstring>
+#include <functional>
+
+void ItemsRead::AddNew(const Item *item) {
+    for (int i = 0; i < count; ++i)
+        if (items[i] == item) return;
+    if (count < kKept)
+        items[count++] = item;
+    else
+        overflowed = true;
+}
+
+void ItemsRead::Add(const ItemsRead &more) {
+    for (int i = 0; i < more.count; ++i) Add(more.items[i]);
+    overflowed = overflowed || more.overflowed;
+}
+
+namespace {
+
+bool SameKey(const MotionKey &a, const MotionKey &b) {
+    return a.item == b.item && a.upTo == b.upTo && a.frame == b.frame && a.time == b.time;
+}
+
+bool SameSet(const ItemsRead &a, const ItemsRead &b) {
+    return a.count == b.count && a.overflowed == b.overflowed &&
+           std::equal(a.items, a.items + a.count, b.items);
+}
+
+// Every bit of the value stirred into every bit of the hash (the finaliser of
+// splitmix64): times differ in their low mantissa bits, or only in the high
+// ones when they are whole binary fractions, and linear probing needs both.
+uint64_t Mix(uint64_t h, uint64_t v) {
+    uint64_t z = h ^ (v + 0x9e3779b97f4a7c15ull);
+    z = (z ^ (z >> 30)) * 0xbf58476d1ce4e5b9ull;
+    z = (z ^ (z >> 27)) * 0x94d049bb133111ebull;
+    return z ^ (z >> 31);
+}
+
+// Distinct sets of items read a memory may name before it starts again.
+constexpr size_t kMostUsesSets = size_t{1} << 16;
+
+}  // namespace
+
+MotionMemory::MotionMemory(size_t generationEntries) : capacity_(generationEntries < 16 ? 16 : generationEntries) {}
+
+size_t MotionMemory::Hash(const MotionKey &key) {
+    uint64_t timeBits;
+    double time = key.time == 0 ? 0.0 : key.time;  // -0 and +0 are one time
+    std::memcpy(&timeBits, &time, sizeof timeBits);
+    uint64_t h = Mix(std::hash<const void *>()(key.item), timeBits);
+    h = Mix(h, (uint64_t{key.upTo} << 32) ^ static_cast<uint32_t>(key.frame));
+    return static_cast<size_t>(h);
+}
+
+long MotionMemory::Generation::Find(const MotionKey &key, size_t hash) const {
+    if (slots.empty()) return -1;
+    size_t mask = slots.size() - 1;
+    for (size_t at = hash & mask;; at = (at + 1) & mask) {
+        uint32_t s = slots[at];
+        if (!s) return -1;
+        if (SameKey(keys[s - 1], key)) return static_cast<long>(s - 1);
+    }
+}
+
+void MotionMemory::Generation::Put(const MotionKey &key, const Answer &answer, size_t hash) {
+    // The index stays at most half full; it grows (and the answers' room with
+    // it) by doubling, so a short command holds little and a long one
+    // allocates a few times, not once an answer.
+    if (slots.size() < 2 * (keys.size() + 1)) {
+        std::vector<uint32_t> grown(slots.empty() ? 64 : slots.size() * 2, 0u);
+        size_t mask = grown.size() - 1;
+        for (size_t i = 0; i < keys.size(); ++i) {
+            size_t at = Hash(keys[i]) & mask;
+            while (grown[at]) at = (at + 1) & mask;
+            grown[at] = static_cast<uint32_t>(i + 1);
+        }
+        slots.swap(grown);
+    }
+    size_t mask = slots.size() - 1, at = hash & mask;
+    while (slots[at]) at = (at + 1) & mask;
+    keys.push_back(key);
+    answers.push_back(answer);
+    slots[at] = static_cast<uint32_t>(keys.size());
+}
+
+void MotionMemory::Generation::Clear() {
+    keys.clear();
+    answers.clear();
+    std::fill(slots.begin(), slots.end(), 0u);
+}
+
+void MotionMemory::Rotate() {
+    std::swap(young_, old_);
+    young_.Clear();
+    std::fill(std::begin(streamAt_), std::end(streamAt_), 0u);
+    ++rotations;
+}
+
+size_t MotionMemory::Stream(const MotionKey &key) {
+    uint64_t h = Mix(std::hash<const void *>()(key.item), (uint64_t{key.upTo} << 32) ^ static_cast<uint32_t>(key.frame));
+    return static_cast<size_t>(h % kStreams);
+}
+
+const double *MotionMemory::Find(const MotionKey &key, const ItemsRead **uses) {
+    size_t stream = Stream(key);
+    long found = -1;
+    size_t from = streamAt_[stream], to = std::min(from + kLookAhead, young_.keys.size());
+    for (size_t i = from; i < to; ++i)
+        if (SameKey(young_.keys[i], key)) {
+            found = static_cast<long>(i);
+            break;
+        }
+    if (found < 0) {
+        size_t hash = Hash(key);
+        found = young_.Find(key, hash);
+        if (found < 0) {
+            long aged = old_.Find(key, hash);
+            if (aged < 0) return nullptr;
+            MotionKey movedKey = old_.keys[aged];  // still asked for: back into the young generation
+            Answer moved = old_.answers[aged];
+            if (young_.keys.size() == capacity_) Rotate();
+            young_.Put(movedKey, moved, hash);
+            found = static_cast<long>(young_.keys.size() - 1);
+        }
+    }
+    streamAt_[stream] = static_cast<uint32_t>(found);
+    const Answer &a = young_.answers[found];
+    *uses = &usesSets_[a.uses];
+    return a.values;
+}
+
+uint32_t MotionMemory::Intern(const ItemsRead &uses) {
+    ItemsRead sorted = uses;  // one set whatever order its items were read in
+    std::sort(sorted.items, sorted.items + sorted.count, std::less<const Item *>());
+    if (lastUses_ < usesSets_.size() && SameSet(usesSets_[lastUses_], sorted)) return lastUses_;
+    uint64_t h = sorted.overflowed;
+    for (int i = 0; i < sorted.count; ++i) h = Mix(h, std::hash<const void *>()(sorted.items[i]));
+    auto [first, last] = usesIndex_.equal_range(h);
+    for (auto it = first; it != last; ++it)
+        if (SameSet(usesSets_[it->second], sorted)) return lastUses_ = it->second;
+    usesSets_.push_back(sorted);
+    lastUses_ = static_cast<uint32_t>(usesSets_.size() - 1);
+    usesIndex_.emplace(h, lastUses_);
+    return lastUses_;
+}
+
+void MotionMemory::Keep(const MotionKey &key, const double *values, int count, const ItemsRead &uses) {
+    if (usesSets_.size() >= kMostUsesSets) Forget();  // a scene of endless combinations: start again
+    Answer answer{Intern(uses), {}};
+    std::memcpy(answer.values, values, sizeof(double) * (count < kMostValues ? count : kMostValues));
+    size_t hash = Hash(key);
+    long at = young_.Find(key, hash);
+    if (at >= 0) {
+        young_.answers[at] = answer;
+        return;
+    }
+    if (young_.keys.size() == capacity_) Rotate();
+    young_.Put(key, answer, hash);
+}
+
+void MotionMemory::Forget() {
+    young_.Clear();
+    old_.Clear();
+    std::fill(std::begin(streamAt_), std::end(streamAt_), 0u);
+    usesSets_.clear();
+    usesIndex_.clear();
+    lastUses_ = 0xffffffffu;
+}
+
+size_t MotionMemory::Bytes() const {
+    size_t bytes = usesSets_.capacity() * sizeof(ItemsRead) + usesIndex_.size() * 32;
+    for (const Generation *g : {&young_, &old_})
+        bytes += g->keys.capacity() * sizeof(MotionKey) + g->answers.capacity() * sizeof(Answer) +
+                 g->slots.capacity() * sizeof(uint32_t);
+    return bytes;
+}
