@@ -439,22 +439,25 @@ LWInstance EmbeddedHost::AddFilterPlugin(const std::string &className, const std
 GlobalFunc *EmbeddedHost::Lookup() { return GlobalLookup; }
 
 void *EmbeddedHost::Service(const char *name, int useCode) {
-    std::string service = name ? name : "";
-    lookups.push_back({service, useCode});
-    if (withheld_.count(service)) return nullptr;
+    const char *service = name ? name : "";
+    // Plug-ins look up the scene's info at every evaluation; a long shot would
+    // record millions, so only the first lookups are kept.
+    if (lookups.size() < kLookupsKept) lookups.push_back({service, useCode});
+    if (!withheld_.empty() && withheld_.count(service)) return nullptr;
+    auto is = [service](const char *known) { return std::strcmp(service, known) == 0; };
 
-    if (service == LWSERVICE_MESSAGES) return const_cast<MessageFuncs *>(&messageFuncs);
-    if (service == LWSERVICE_ITEM_INFO_2) return const_cast<LWItemInfo *>(&itemInfo2);
-    if (service == LWSERVICE_ITEM_INFO) return const_cast<LWItemInfo *>(&itemInfo1);
-    if (service == LWSERVICE_OBJECT_INFO) return const_cast<LWObjectInfo *>(&objectInfo);
-    if (service == LWSERVICE_BONE_INFO) return const_cast<LWBoneInfo *>(&boneInfo);
-    if (service == LWSERVICE_LIGHT_INFO_2) return const_cast<LWLightInfo *>(&lightInfo2);
-    if (service == LWSERVICE_LIGHT_INFO) return const_cast<LWLightInfo *>(&lightInfo1);
-    if (service == LWSERVICE_CAMERA_INFO) return const_cast<LWCameraInfo *>(&cameraInfo);
-    if (service == LWSERVICE_IMAGE_LIST) return const_cast<LWImageList *>(&imageList);
-    if (service == LWSERVICE_FILE_REQUEST) return reinterpret_cast<void *>(&RequestFile);
-    if (service == LWSERVICE_HOST_DISPLAY) return &display;
-    if (service == LWSERVICE_SCENE_INFO) {
+    if (is(LWSERVICE_MESSAGES)) return const_cast<MessageFuncs *>(&messageFuncs);
+    if (is(LWSERVICE_ITEM_INFO_2)) return const_cast<LWItemInfo *>(&itemInfo2);
+    if (is(LWSERVICE_ITEM_INFO)) return const_cast<LWItemInfo *>(&itemInfo1);
+    if (is(LWSERVICE_OBJECT_INFO)) return const_cast<LWObjectInfo *>(&objectInfo);
+    if (is(LWSERVICE_BONE_INFO)) return const_cast<LWBoneInfo *>(&boneInfo);
+    if (is(LWSERVICE_LIGHT_INFO_2)) return const_cast<LWLightInfo *>(&lightInfo2);
+    if (is(LWSERVICE_LIGHT_INFO)) return const_cast<LWLightInfo *>(&lightInfo1);
+    if (is(LWSERVICE_CAMERA_INFO)) return const_cast<LWCameraInfo *>(&cameraInfo);
+    if (is(LWSERVICE_IMAGE_LIST)) return const_cast<LWImageList *>(&imageList);
+    if (is(LWSERVICE_FILE_REQUEST)) return reinterpret_cast<void *>(&RequestFile);
+    if (is(LWSERVICE_HOST_DISPLAY)) return &display;
+    if (is(LWSERVICE_SCENE_INFO)) {
         // A snapshot of the scene as it is now; a later lookup sees later values.
         LWSceneInfo &info = sceneInfo_;
         info = LWSceneInfo{};

@@ -58,7 +58,8 @@ public:
     Scene scene;
 
     std::vector<ShownMessage> messages;     // every message the module showed, in order
-    std::vector<ServiceLookup> lookups;     // every lookup, found or not, in order
+    std::vector<ServiceLookup> lookups;     // every lookup, found or not, in order (the first kLookupsKept)
+    static constexpr size_t kLookupsKept = 4096;
     std::deque<FileAnswer> fileAnswers;     // the requester's script; empty means cancel
     std::vector<FileRequest> fileRequests;  // what the module asked the requester
     HostDisplayInfo display{};              // the host's window, where there is one

@@ -12,6 +12,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <unordered_map>
 #include <vector>
 
@@ -68,11 +69,25 @@ private:
         uint32_t uses;  // into usesSets_
         double values[kMostValues];
     };
+    // Answers in blocks that never move: growing copies nothing, and a block
+    // emptied by a turn of the generations is filled again, not given back.
+    struct AnswerBlocks {
+        static constexpr size_t kBlock = 4096;
+        std::vector<std::unique_ptr<Answer[]>> blocks;
+        size_t size = 0;
+        Answer &operator[](size_t i) { return blocks[i / kBlock][i % kBlock]; }
+        void push_back(const Answer &a) {
+            if (size == blocks.size() * kBlock) blocks.push_back(std::make_unique<Answer[]>(kBlock));
+            (*this)[size++] = a;
+        }
+        void clear() { size = 0; }
+        size_t capacity() const { return blocks.size() * kBlock; }
+    };
     // Keys apart from their answers, so that probing and scanning read 24
     // bytes a key.
     struct Generation {
         std::vector<MotionKey> keys;  // in the order kept
-        std::vector<Answer> answers;  // likewise
+        AnswerBlocks answers;         // likewise
         std::vector<uint32_t> slots;  // open addressing: index + 1, 0 free
         long Find(const MotionKey &key, size_t hash) const;  // index, or -1
         void Put(const MotionKey &key, const Answer &answer, size_t hash);  // the key must not be there
