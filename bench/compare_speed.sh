@@ -7,6 +7,7 @@
 #                               the same scene, 20,000 frames each
 # Usage: compare_speed.sh VESK SOURCE_DIR [ROUNDS] [WORK_DIR]
 set -euo pipefail
+. "$(dirname "${BASH_SOURCE[0]}")/timing.sh"
 vesk=$(realpath "$1")
 source_dir=$(realpath "$2")
 rounds=${3:-5}
@@ -19,14 +20,6 @@ convert -size 1920x1080 xc:none -fill 'rgb(200,120,60)' -draw 'circle 700,500 70
     -fill 'rgb(60,140,200)' -draw 'rectangle 1100,300 1600,800' -channel A -blur 0x4 +channel -depth 8 frame.png
 sed 's/^LastFrame .*/LastFrame 20000/' "$source_dir/examples/track_demo.lws" >long.lws
 
-seconds() {  # seconds COMMAND...: one run's wall time
-    local start end
-    start=$(date +%s.%N)
-    "$@" >/dev/null || { echo "failed: $*" >&2; exit 1; }
-    end=$(date +%s.%N)
-    awk -v a="$start" -v b="$end" 'BEGIN { print b - a }'
-}
-median() { sort -g | awk '{ v[NR] = $1 } END { print (NR % 2) ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'; }
 
 : >shadow_ours; : >shadow_theirs; : >bake_track; : >bake_plain
 for ((round = 1; round <= rounds; ++round)); do

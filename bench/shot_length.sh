@@ -12,6 +12,7 @@
 # Usage: shot_length.sh VESK SOURCE_DIR [OUT_DIR] [ROUNDS]
 #   LENGTHS="250 500" shot_length.sh ...   a shorter run
 set -euo pipefail
+. "$(dirname "${BASH_SOURCE[0]}")/timing.sh"
 vesk=$(realpath "$1")
 source_dir=$(realpath "$2")
 out=$(realpath -m "${3:-$source_dir/docs/bench}")
@@ -22,14 +23,6 @@ trap 'rm -rf "$work"' EXIT
 mkdir -p "$out"
 cd "$source_dir/examples"
 
-seconds() {  # seconds COMMAND...: one run's wall time
-    local start end
-    start=$(date +%s.%N)
-    "$@" >/dev/null || { echo "failed: $*" >&2; exit 1; }
-    end=$(date +%s.%N)
-    awk -v a="$start" -v b="$end" 'BEGIN { printf "%.3f\n", b - a }'
-}
-median() { sort -g | awk '{ v[NR] = $1 } END { print (NR % 2) ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'; }
 
 printf '%8s %12s %12s %12s %12s\n' frames car_wheel whip stacked plain_keys | tee "$work/table"
 for n in $lengths; do
