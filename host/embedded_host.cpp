@@ -446,17 +446,7 @@ void *EmbeddedHost::Service(const char *name, int useCode) {
     if (!withheld_.empty() && withheld_.count(service)) return nullptr;
     auto is = [service](const char *known) { return std::strcmp(service, known) == 0; };
 
-    if (is(LWSERVICE_MESSAGES)) return const_cast<MessageFuncs *>(&messageFuncs);
-    if (is(LWSERVICE_ITEM_INFO_2)) return const_cast<LWItemInfo *>(&itemInfo2);
-    if (is(LWSERVICE_ITEM_INFO)) return const_cast<LWItemInfo *>(&itemInfo1);
-    if (is(LWSERVICE_OBJECT_INFO)) return const_cast<LWObjectInfo *>(&objectInfo);
-    if (is(LWSERVICE_BONE_INFO)) return const_cast<LWBoneInfo *>(&boneInfo);
-    if (is(LWSERVICE_LIGHT_INFO_2)) return const_cast<LWLightInfo *>(&lightInfo2);
-    if (is(LWSERVICE_LIGHT_INFO)) return const_cast<LWLightInfo *>(&lightInfo1);
-    if (is(LWSERVICE_CAMERA_INFO)) return const_cast<LWCameraInfo *>(&cameraInfo);
-    if (is(LWSERVICE_IMAGE_LIST)) return const_cast<LWImageList *>(&imageList);
-    if (is(LWSERVICE_FILE_REQUEST)) return reinterpret_cast<void *>(&RequestFile);
-    if (is(LWSERVICE_HOST_DISPLAY)) return &display;
+    // The scene info first: plug-ins ask for it at every evaluation.
     if (is(LWSERVICE_SCENE_INFO)) {
         // A snapshot of the scene as it is now; a later lookup sees later values.
         LWSceneInfo &info = sceneInfo_;
@@ -482,6 +472,17 @@ void *EmbeddedHost::Service(const char *name, int useCode) {
         info.recursionDepth = scene.recursionDepth;
         return &info;
     }
+    if (is(LWSERVICE_MESSAGES)) return const_cast<MessageFuncs *>(&messageFuncs);
+    if (is(LWSERVICE_ITEM_INFO_2)) return const_cast<LWItemInfo *>(&itemInfo2);
+    if (is(LWSERVICE_ITEM_INFO)) return const_cast<LWItemInfo *>(&itemInfo1);
+    if (is(LWSERVICE_OBJECT_INFO)) return const_cast<LWObjectInfo *>(&objectInfo);
+    if (is(LWSERVICE_BONE_INFO)) return const_cast<LWBoneInfo *>(&boneInfo);
+    if (is(LWSERVICE_LIGHT_INFO_2)) return const_cast<LWLightInfo *>(&lightInfo2);
+    if (is(LWSERVICE_LIGHT_INFO)) return const_cast<LWLightInfo *>(&lightInfo1);
+    if (is(LWSERVICE_CAMERA_INFO)) return const_cast<LWCameraInfo *>(&cameraInfo);
+    if (is(LWSERVICE_IMAGE_LIST)) return const_cast<LWImageList *>(&imageList);
+    if (is(LWSERVICE_FILE_REQUEST)) return reinterpret_cast<void *>(&RequestFile);
+    if (is(LWSERVICE_HOST_DISPLAY)) return &display;
     return nullptr;
 }
 

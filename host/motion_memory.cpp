@@ -1,6 +1,7 @@
 #include "host/motion_memory.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <functional>
 
@@ -44,7 +45,9 @@ constexpr size_t kMostUsesSets = size_t{1} << 16;
 
 }  // namespace
 
-MotionMemory::MotionMemory(size_t generationEntries) : capacity_(generationEntries < 16 ? 16 : generationEntries) {}
+MotionMemory::MotionMemory(size_t generationEntries) : capacity_(generationEntries < 16 ? 16 : generationEntries) {
+    std::fill(std::begin(streamLatest_), std::end(streamLatest_), -HUGE_VAL);
+}
 
 size_t MotionMemory::Hash(const MotionKey &key) {
     uint64_t timeBits;
@@ -106,6 +109,7 @@ size_t MotionMemory::Stream(const MotionKey &key) {
 
 const double *MotionMemory::Find(const MotionKey &key, const ItemsRead **uses) {
     size_t stream = Stream(key);
+    if (key.time > streamLatest_[stream]) return nullptr;
     long found = -1;
     size_t from = streamAt_[stream], to = std::min(from + kLookAhead, young_.keys.size());
     for (size_t i = from; i < to; ++i)
@@ -135,24 +139,33 @@ const double *MotionMemory::Find(const MotionKey &key, const ItemsRead **uses) {
 uint32_t MotionMemory::Intern(const ItemsRead &uses) {
     ItemsRead sorted = uses;  // one set whatever order its items were read in
     std::sort(sorted.items, sorted.items + sorted.count, std::less<const Item *>());
-    if (lastUses_ < usesSets_.size() && SameSet(usesSets_[lastUses_], sorted)) return lastUses_;
+    for (uint32_t recent : recentUses_)
+        if (recent < usesSets_.size() && SameSet(usesSets_[recent], sorted)) return recent;
     uint64_t h = sorted.overflowed;
     for (int i = 0; i < sorted.count; ++i) h = Mix(h, std::hash<const void *>()(sorted.items[i]));
+    uint32_t found = 0xffffffffu;
     auto [first, last] = usesIndex_.equal_range(h);
-    for (auto it = first; it != last; ++it)
-        if (SameSet(usesSets_[it->second], sorted)) return lastUses_ = it->second;
-    usesSets_.push_back(sorted);
-    lastUses_ = static_cast<uint32_t>(usesSets_.size() - 1);
-    usesIndex_.emplace(h, lastUses_);
-    return lastUses_;
+    for (auto it = first; it != last && found == 0xffffffffu; ++it)
+        if (SameSet(usesSets_[it->second], sorted)) found = it->second;
+    if (found == 0xffffffffu) {
+        usesSets_.push_back(sorted);
+        found = static_cast<uint32_t>(usesSets_.size() - 1);
+        usesIndex_.emplace(h, found);
+    }
+    std::copy_backward(recentUses_, recentUses_ + kRecentUses - 1, recentUses_ + kRecentUses);
+    recentUses_[0] = found;
+    return found;
 }
 
 void MotionMemory::Keep(const MotionKey &key, const double *values, int count, const ItemsRead &uses) {
     if (usesSets_.size() >= kMostUsesSets) Forget();  // a scene of endless combinations: start again
     Answer answer{Intern(uses), {}};
+    double &latest = streamLatest_[Stream(key)];
+    bool past = key.time > latest;  // then not kept yet: no look needed
+    if (!(key.time <= latest)) latest = key.time;  // NaN too: no time is past it then
     std::memcpy(answer.values, values, sizeof(double) * (count < kMostValues ? count : kMostValues));
     size_t hash = Hash(key);
-    long at = young_.Find(key, hash);
+    long at = past ? -1 : young_.Find(key, hash);
     if (at >= 0) {
         young_.answers[at] = answer;
         return;
@@ -165,9 +178,10 @@ void MotionMemory::Forget() {
     young_.Clear();
     old_.Clear();
     std::fill(std::begin(streamAt_), std::end(streamAt_), 0u);
+    std::fill(std::begin(streamLatest_), std::end(streamLatest_), -HUGE_VAL);
     usesSets_.clear();
     usesIndex_.clear();
-    lastUses_ = 0xffffffffu;
+    std::fill(std::begin(recentUses_), std::end(recentUses_), 0xffffffffu);
 }
 
 size_t MotionMemory::Bytes() const {

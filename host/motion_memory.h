@@ -103,7 +103,10 @@ private:
     // so each answer names its set by number.
     std::vector<ItemsRead> usesSets_;
     std::unordered_multimap<uint64_t, uint32_t> usesIndex_;
-    uint32_t lastUses_ = 0xffffffffu;  // the set interned last, the likeliest next
+    // The sets interned last, the likeliest next (an item's motion and its
+    // placement read the same items, and answers come in such turns).
+    static constexpr int kRecentUses = 4;
+    uint32_t recentUses_[kRecentUses] = {0xffffffffu, 0xffffffffu, 0xffffffffu, 0xffffffffu};
     // Where the last answer of a stream (an item's motion through so many
     // plug-ins, or its placement, in one frame context) was found in the young
     // generation. Simulations sweep their times in order, and the answers of
@@ -111,5 +114,9 @@ private:
     // looked for there before the hash, it is read in the order memory lies.
     static constexpr int kStreams = 64, kLookAhead = 16;
     uint32_t streamAt_[kStreams] = {};
+    // The latest time kept in each stream (streams sharing a slot share it):
+    // a shot worked through forwards asks mostly past it, and such a time is
+    // known not to be kept without a look at the index.
+    double streamLatest_[kStreams];
     static size_t Stream(const MotionKey &key);
 };
