@@ -3,7 +3,6 @@
 #include <cstdio>
 #include <cmath>
 #include <cstring>
-#include <unordered_map>
 
 #include "host/module_loader.h"
 #include "host/motion_evaluation.h"

@@ -56,7 +56,6 @@ inline bool Ask(MotionEvaluation &m, const Item &item, double time) {
     if (++m.questionsThisQuestion <= m.host.motionQuestionLimit) return true;
     return Overrun(m, item, time);
 }
-bool Ask(const Item &item, double time) { return Ask(State(), item, time); }
 
 bool OnStack(const Item *item, const Item *except = nullptr) {
     for (const Evaluation *e : State().evaluating)
@@ -80,7 +79,6 @@ inline void Read(MotionEvaluation &m, const Item &item, const ItemsRead *more = 
     m.readings.back().uses.Add(&item);
     if (more) m.readings.back().uses.Add(*more);
 }
-void Read(const Item &item, const ItemsRead *more) { Read(State(), item, more); }
 
 void EarlierMotion(const Item &item, double time, size_t upTo, double out[9]);
 
@@ -215,7 +213,7 @@ void WorkOut(const Item &item, double time, size_t upTo, const MotionKey &key, d
     Reading done = m.readings.back();
     m.readings.pop_back();
     if (!done.leanedOutside && !m.overrun) m.memory.Keep(key, out, 9, done.uses);
-    Read(item, &done.uses);
+    Read(m, item, &done.uses);
 }
 
 bool HasPlugins(const Item &item) {
@@ -232,7 +230,7 @@ bool Remembered(const MotionKey &key, const Item *except, double *out, int count
     const double *kept = m.memory.Find(key, &uses);
     if (!kept || !Holds(*uses, except)) return false;
     std::memcpy(out, kept, count * sizeof *out);
-    Read(*key.item, uses);
+    Read(m, *key.item, uses);
     return true;
 }
 
@@ -243,7 +241,7 @@ void EarlierMotion(const Item &item, double time, size_t upTo, double out[9]) {
     const Scene &scene = EmbeddedHost::Active().scene;
     // Past the limit, or with no plug-in before the one asking: the keys,
     // worked out faster than looked up.
-    if (!Ask(item, time)) {
+    if (!Ask(State(), item, time)) {
         scene.KeyedMotion(item, time, out);
         return;
     }
@@ -283,7 +281,7 @@ void EmbeddedHost::FinalMotion(const Item &item, double time, double out[9]) {
         m.askedFromOutside = &item;
         m.askedAt = time;
     }
-    if (!Ask(item, time)) {
+    if (!Ask(State(), item, time)) {
         scene.KeyedMotion(item, time, out);
         return;
     }
@@ -292,7 +290,7 @@ void EmbeddedHost::FinalMotion(const Item &item, double time, double out[9]) {
             // The cycle rule: the motion before the plug-in running for it.
             for (Reading &r : m.readings)
                 if (k < r.stackDepth) r.leanedOutside = true;
-            Read(item, nullptr);
+            Read(m, item);
             EarlierMotion(item, time, m.evaluating[k]->plugin, out);
             return;
         }
@@ -321,7 +319,7 @@ void EmbeddedHost::Placement(const Item &item, double time, double out[Scene::kP
     // Nor is the placement of an item placed by keys alone, worked out faster
     // than remembered.
     bool placedByTheCycleRule = false, keyedAlone = true;
-    for (const Item *up = &item; up && !placedByTheCycleRule; up = up->parent ? up->parent : up->type == LWI_BONE ? up->owner : nullptr) {
+    for (const Item *up = &item; up && !placedByTheCycleRule; up = PlacementParent(*up)) {
         placedByTheCycleRule = OnStack(up);
         keyedAlone = keyedAlone && !HasPlugins(*up);
     }
@@ -336,7 +334,7 @@ void EmbeddedHost::Placement(const Item &item, double time, double out[Scene::kP
     Reading done = m.readings.back();
     m.readings.pop_back();
     if (!done.leanedOutside && !m.overrun) m.memory.Keep(key, out, Scene::kPlacementValues, done.uses);
-    Read(item, &done.uses);
+    Read(m, item, &done.uses);
 }
 
 const std::string *EmbeddedHost::RunningMotionPlugin() const {

@@ -150,7 +150,7 @@ void Scene::WorkOutPlacement(const Item &item, double time, double out[kPlacemen
     Rows rows;
     for (int i = 0; i < 3; ++i)
         for (int j = 0; j < 3; ++j) rows[i][j] = turn.rows[i][j] * m[kScaleX + i];
-    const Item *parent = item.parent ? item.parent : (item.type == LWI_BONE ? item.owner : nullptr);
+    const Item *parent = PlacementParent(item);
     if (parent) {
         WorldFrame up = World(*this, *parent, time);
         Vec3 offset{position[0] - parent->pivot[0], position[1] - parent->pivot[1], position[2] - parent->pivot[2]};

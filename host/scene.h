@@ -174,6 +174,12 @@ struct Scene {
     double FrameAt(double time) const { return time * framesPerSecond; }
 };
 
+// The item whose placement an item's own is relative to: its parent, or for a
+// bone without one the object whose skeleton holds it; null for the world.
+inline const Item *PlacementParent(const Item &item) {
+    return item.parent ? item.parent : (item.type == LWI_BONE ? item.owner : nullptr);
+}
+
 // Resolve a handle the module passed back to the host (null when it is none of ours).
 Item *ItemFromId(const Scene &scene, LWItemID id);
 inline LWItemID IdOf(const Item *item) { return const_cast<Item *>(item); }
