@@ -216,9 +216,10 @@ void WorkOut(const Item &item, double time, size_t upTo, const MotionKey &key, d
     Read(m, item, &done.uses);
 }
 
-bool HasPlugins(const Item &item) {
-    for (const MotionPluginUse &use : item.motionPlugins)
-        if (use.handler && use.instance) return true;
+// Whether any of the item's first `upTo` plug-ins is one that runs.
+bool HasPlugins(const Item &item, size_t upTo = ~size_t{0}) {
+    for (size_t i = 0; i < upTo && i < item.motionPlugins.size(); ++i)
+        if (item.motionPlugins[i].handler && item.motionPlugins[i].instance) return true;
     return false;
 }
 
@@ -229,7 +230,10 @@ bool Remembered(const MotionKey &key, const Item *except, double *out, int count
     const ItemsRead *uses = nullptr;
     const double *kept = m.memory.Find(key, &uses);
     if (!kept || !Holds(*uses, except)) return false;
-    std::memcpy(out, kept, count * sizeof *out);
+    if (count == Scene::kPlacementValues)  // sizes the compiler knows: copied in a few moves
+        std::memcpy(out, kept, Scene::kPlacementValues * sizeof *out);
+    else
+        std::memcpy(out, kept, 9 * sizeof *out);
     Read(m, *key.item, uses);
     return true;
 }
@@ -289,9 +293,13 @@ void EmbeddedHost::FinalMotion(const Item &item, double time, double out[9]) {
         if (m.evaluating[k]->item == &item) {
             // The cycle rule: the motion before the plug-in running for it.
             for (Reading &r : m.readings)
-                if (k < r.stackDepth) r.leanedOutside = true;
+                if (k < r.stackDepth && k != r.mayLeanOn) r.leanedOutside = true;
             Read(m, item);
-            EarlierMotion(item, time, m.evaluating[k]->plugin, out);
+            const Evaluation &running = *m.evaluating[k];
+            if (time == running.time)  // where it stands now (a tracker asking where it is): at hand
+                std::memcpy(out, running.before, sizeof running.before);
+            else
+                EarlierMotion(item, time, running.plugin, out);
             return;
         }
     }
@@ -311,25 +319,38 @@ void EmbeddedHost::FinalMotion(const Item &item, double time, double out[9]) {
 
 // An item's placement in the world, kept as its final motion is: it is made
 // of the final motions of the item and its parents, and holds where they do.
+// An item placed while one of its own plug-ins runs (a wheel asking where it
+// is) is placed by the cycle rule, by its motion before that plug-in; that is
+// kept apart, for that plug-in, and holds wherever the plug-in runs for it
+// again with its parents not being evaluated.
 void EmbeddedHost::Placement(const Item &item, double time, double out[Scene::kPlacementValues]) {
     MotionEvaluation &m = *motion_;
-    // Outside a pass nothing is kept; and an item that is being evaluated, or
-    // has a parent that is, is placed by the cycle rule, which no kept
-    // placement may answer.
-    // Nor is the placement of an item placed by keys alone, worked out faster
-    // than remembered.
-    bool placedByTheCycleRule = false, keyedAlone = true;
-    for (const Item *up = &item; up && !placedByTheCycleRule; up = PlacementParent(*up)) {
-        placedByTheCycleRule = OnStack(up);
+    // Outside a pass nothing is kept; nor is the placement of an item placed
+    // by keys alone (counting, for an item being evaluated, only the plug-ins
+    // before the one running), worked out faster than remembered; nor one
+    // whose parent is being evaluated (placed by the cycle rule further out).
+    size_t own = ~size_t{0};  // the innermost evaluation of the item itself
+    for (size_t k = m.evaluating.size(); k-- > 0 && own == ~size_t{0};)
+        if (m.evaluating[k]->item == &item) own = k;
+    bool parentEvaluated = false, keyedAlone = !HasPlugins(item, own == ~size_t{0} ? ~size_t{0} : m.evaluating[own]->plugin);
+    for (const Item *up = PlacementParent(item); up && !parentEvaluated; up = PlacementParent(*up)) {
+        parentEvaluated = OnStack(up);
         keyedAlone = keyedAlone && !HasPlugins(*up);
     }
-    if (m.passDepth == 0 || placedByTheCycleRule || keyedAlone) {
+    // A placement without parents asked from outside the plug-ins (a bake,
+    // a render) is its final motion turned into rows, quickly worked out
+    // again from the kept motion; such questions seldom come back, while
+    // plug-ins sweeping time ask theirs again at every frame.
+    bool outsideWithoutParents = m.evaluating.empty() && !PlacementParent(item);
+    if (m.passDepth == 0 || parentEvaluated || keyedAlone || outsideWithoutParents) {
         scene.WorkOutPlacement(item, time, out);
         return;
     }
-    MotionKey key{&item, MotionKey::kPlacement, m.passFrame, time};
-    if (Remembered(key, nullptr, out, Scene::kPlacementValues)) return;
-    m.readings.push_back({m.evaluating.size(), false, {}});
+    uint32_t upTo = own == ~size_t{0} ? MotionKey::kPlacement
+                                      : MotionKey::kPlacementBefore + static_cast<uint32_t>(m.evaluating[own]->plugin);
+    MotionKey key{&item, upTo, m.passFrame, time};
+    if (Remembered(key, &item, out, Scene::kPlacementValues)) return;
+    m.readings.push_back({m.evaluating.size(), false, {}, own});
     scene.WorkOutPlacement(item, time, out);
     Reading done = m.readings.back();
     m.readings.pop_back();

@@ -28,6 +28,9 @@ struct Reading {
     size_t stackDepth;           // evaluations on the stack when it began
     bool leanedOutside = false;  // met an item evaluated further out
     ItemsRead uses;
+    // The one evaluation further out it may lean on: an item placed while one
+    // of its own plug-ins runs, kept under that plug-in (none: past the stack).
+    size_t mayLeanOn = ~size_t{0};
 };
 
 // An item's keyed motion at the times simulations step through, in rising

@@ -45,7 +45,13 @@ constexpr size_t kMostUsesSets = size_t{1} << 16;
 
 }  // namespace
 
-MotionMemory::MotionMemory(size_t generationEntries) : capacity_(generationEntries < 16 ? 16 : generationEntries) {
+MotionMemory::MotionMemory(size_t generationEntries)
+    : capacity_(generationEntries < Generation::kRun ? Generation::kRun : generationEntries) {
+    // Room for a whole generation's keys, taken from the system page by page
+    // as they are kept: growing by doubling would copy them, and touch twice
+    // the memory, for every long shot.
+    young_.keys.reserve(capacity_);
+    old_.keys.reserve(capacity_);
     std::fill(std::begin(streamLatest_), std::end(streamLatest_), -HUGE_VAL);
 }
 
@@ -68,30 +74,48 @@ long MotionMemory::Generation::Find(const MotionKey &key, size_t hash) const {
     }
 }
 
-void MotionMemory::Generation::Put(const MotionKey &key, const Answer &answer, size_t hash) {
+size_t MotionMemory::Generation::Put(const MotionKey &key, const Answer &answer, size_t hash, size_t stream) {
     // The index stays at most half full; it grows (and the answers' room with
     // it) by doubling, so a short command holds little and a long one
     // allocates a few times, not once an answer.
-    if (slots.size() < 2 * (keys.size() + 1)) {
+    if (slots.size() < 2 * (kept + 1)) {
         std::vector<uint32_t> grown(slots.empty() ? 64 : slots.size() * 2, 0u);
         size_t mask = grown.size() - 1;
         for (size_t i = 0; i < keys.size(); ++i) {
+            if (!keys[i].item) continue;
             size_t at = Hash(keys[i]) & mask;
             while (grown[at]) at = (at + 1) & mask;
             grown[at] = static_cast<uint32_t>(i + 1);
         }
         slots.swap(grown);
     }
-    size_t mask = slots.size() - 1, at = hash & mask;
-    while (slots[at]) at = (at + 1) & mask;
-    keys.push_back(key);
-    answers.push_back(answer);
-    slots[at] = static_cast<uint32_t>(keys.size());
+    uint32_t &next = streamNext[stream];
+    if (!next) {  // a new run, after the stream's last
+        size_t run = keys.size() / kRun;
+        keys.resize(keys.size() + kRun, MotionKey{});
+        answers.Reserve(keys.size());
+        nextRun.push_back(0);
+        if (lastRun[stream]) nextRun[lastRun[stream] - 1] = static_cast<uint32_t>(run + 1);
+        lastRun[stream] = static_cast<uint32_t>(run + 1);
+        next = static_cast<uint32_t>(run * kRun + 1);
+    }
+    size_t at = next - 1;
+    next = (at + 1) % kRun ? static_cast<uint32_t>(at + 2) : 0;  // a full run: the next answer starts another
+    keys[at] = key;
+    answers[at] = answer;
+    ++kept;
+    size_t mask = slots.size() - 1, slot = hash & mask;
+    while (slots[slot]) slot = (slot + 1) & mask;
+    slots[slot] = static_cast<uint32_t>(at + 1);
+    return at;
 }
 
 void MotionMemory::Generation::Clear() {
     keys.clear();
-    answers.clear();
+    nextRun.clear();
+    kept = 0;
+    std::fill(std::begin(streamNext), std::end(streamNext), 0u);
+    std::fill(std::begin(lastRun), std::end(lastRun), 0u);
     std::fill(slots.begin(), slots.end(), 0u);
 }
 
@@ -111,12 +135,16 @@ const double *MotionMemory::Find(const MotionKey &key, const ItemsRead **uses) {
     size_t stream = Stream(key);
     if (key.time > streamLatest_[stream]) return nullptr;
     long found = -1;
-    size_t from = streamAt_[stream], to = std::min(from + kLookAhead, young_.keys.size());
-    for (size_t i = from; i < to; ++i)
-        if (SameKey(young_.keys[i], key)) {
-            found = static_cast<long>(i);
+    // From the stream's last answer (asked again for another channel) on.
+    size_t at = streamAt_[stream];
+    for (int looked = 0; looked < kLookAhead && at < young_.keys.size(); ++looked, at = young_.After(at)) {
+        const MotionKey &k = young_.keys[at];
+        if (!k.item) break;  // past the stream's last
+        if (SameKey(k, key)) {
+            found = static_cast<long>(at);
             break;
         }
+    }
     if (found < 0) {
         size_t hash = Hash(key);
         found = young_.Find(key, hash);
@@ -125,9 +153,8 @@ const double *MotionMemory::Find(const MotionKey &key, const ItemsRead **uses) {
             if (aged < 0) return nullptr;
             MotionKey movedKey = old_.keys[aged];  // still asked for: back into the young generation
             Answer moved = old_.answers[aged];
-            if (young_.keys.size() == capacity_) Rotate();
-            young_.Put(movedKey, moved, hash);
-            found = static_cast<long>(young_.keys.size() - 1);
+            if (!young_.HasRoom(stream, capacity_)) Rotate();
+            found = static_cast<long>(young_.Put(movedKey, moved, hash, stream));
         }
     }
     streamAt_[stream] = static_cast<uint32_t>(found);
@@ -170,8 +197,9 @@ void MotionMemory::Keep(const MotionKey &key, const double *values, int count, c
         young_.answers[at] = answer;
         return;
     }
-    if (young_.keys.size() == capacity_) Rotate();
-    young_.Put(key, answer, hash);
+    size_t stream = Stream(key);
+    if (!young_.HasRoom(stream, capacity_)) Rotate();
+    young_.Put(key, answer, hash, stream);
 }
 
 void MotionMemory::Forget() {
@@ -188,6 +216,6 @@ size_t MotionMemory::Bytes() const {
     size_t bytes = usesSets_.capacity() * sizeof(ItemsRead) + usesIndex_.size() * 32;
     for (const Generation *g : {&young_, &old_})
         bytes += g->keys.capacity() * sizeof(MotionKey) + g->answers.capacity() * sizeof(Answer) +
-                 g->slots.capacity() * sizeof(uint32_t);
+                 g->slots.capacity() * sizeof(uint32_t) + g->nextRun.capacity() * sizeof(uint32_t);
     return bytes;
 }

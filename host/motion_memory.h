@@ -38,10 +38,12 @@ private:
 
 struct MotionKey {
     const Item *item;
-    uint32_t upTo;  // plug-ins applied; kFinal for all of them, kPlacement for the world placement
+    // Plug-ins applied; kFinal for all of them, kPlacement for the world
+    // placement, kPlacementBefore + k for the placement while its plug-in k runs.
+    uint32_t upTo;
     int frame;      // the frame context a plug-in is handed
     double time;
-    static constexpr uint32_t kFinal = 0xffffffffu, kPlacement = 0xfffffffeu;
+    static constexpr uint32_t kFinal = 0xffffffffu, kPlacement = 0xfffffffeu, kPlacementBefore = 0x80000000u;
 };
 
 class MotionMemory {
@@ -60,7 +62,7 @@ public:
     // Forgets every answer: the scene or a plug-in's settings changed.
     void Forget();
 
-    size_t Entries() const { return young_.keys.size() + old_.keys.size(); }
+    size_t Entries() const { return young_.kept + old_.kept; }
     size_t Bytes() const;  // what the answers and their indexes hold now
     long rotations = 0;    // times the young generation filled up
 
@@ -74,23 +76,42 @@ private:
     struct AnswerBlocks {
         static constexpr size_t kBlock = 4096;
         std::vector<std::unique_ptr<Answer[]>> blocks;
-        size_t size = 0;
         Answer &operator[](size_t i) { return blocks[i / kBlock][i % kBlock]; }
-        void push_back(const Answer &a) {
-            if (size == blocks.size() * kBlock) blocks.push_back(std::make_unique<Answer[]>(kBlock));
-            (*this)[size++] = a;
+        const Answer &operator[](size_t i) const { return blocks[i / kBlock][i % kBlock]; }
+        void Reserve(size_t n) {
+            // Left unset: an answer is written whole before it is read.
+            while (blocks.size() * kBlock < n) blocks.push_back(std::make_unique_for_overwrite<Answer[]>(kBlock));
         }
-        void clear() { size = 0; }
         size_t capacity() const { return blocks.size() * kBlock; }
     };
+    static constexpr int kStreams = 64;
     // Keys apart from their answers, so that probing and scanning read 24
-    // bytes a key.
+    // bytes a key. Both lie in runs, each run one stream's answers in the
+    // order kept: a simulation sweeping its times in order reads its answers
+    // one after another in memory, not scattered among other streams'.
     struct Generation {
-        std::vector<MotionKey> keys;  // in the order kept
-        AnswerBlocks answers;         // likewise
-        std::vector<uint32_t> slots;  // open addressing: index + 1, 0 free
+        static constexpr uint32_t kRun = 32;
+        static constexpr size_t kNone = ~size_t{0};
+        std::vector<MotionKey> keys;     // by run; places not yet filled have no item
+        AnswerBlocks answers;            // likewise
+        std::vector<uint32_t> nextRun;   // each run's stream's next run, + 1; 0 none
+        std::vector<uint32_t> slots;     // open addressing: index + 1, 0 free
+        uint32_t streamNext[kStreams] = {};  // where each stream's next answer goes, + 1; 0 a new run
+        uint32_t lastRun[kStreams] = {};     // each stream's latest run, + 1; 0 none
+        size_t kept = 0;
         long Find(const MotionKey &key, size_t hash) const;  // index, or -1
-        void Put(const MotionKey &key, const Answer &answer, size_t hash);  // the key must not be there
+        // The place after `at` in its stream's order, or kNone.
+        size_t After(size_t at) const {
+            if ((at + 1) % kRun) return at + 1;
+            uint32_t run = nextRun[at / kRun];
+            return run ? size_t{run - 1} * kRun : kNone;
+        }
+        // Room for one more answer of the stream without a new run past `capacity`.
+        bool HasRoom(size_t stream, size_t capacity) const {
+            return streamNext[stream] || keys.size() + kRun <= capacity;
+        }
+        // Keeps it (the key must not be there); its index.
+        size_t Put(const MotionKey &key, const Answer &answer, size_t hash, size_t stream);
         void Clear();
     };
     static size_t Hash(const MotionKey &key);
@@ -110,9 +131,10 @@ private:
     // Where the last answer of a stream (an item's motion through so many
     // plug-ins, or its placement, in one frame context) was found in the young
     // generation. Simulations sweep their times in order, and the answers of
-    // a sweep were kept in order, so the next is usually a few keys further:
-    // looked for there before the hash, it is read in the order memory lies.
-    static constexpr int kStreams = 64, kLookAhead = 16;
+    // a sweep were kept in order, so the next is usually the next of its
+    // stream: looked for there before the hash.
+    static constexpr int kLookAhead = 16;
+    static_assert(kStreams == 64, "Stream() takes the top six bits");
     uint32_t streamAt_[kStreams] = {};
     // The latest time kept in each stream (streams sharing a slot share it):
     // a shot worked through forwards asks mostly past it, and such a time is

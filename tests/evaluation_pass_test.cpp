@@ -6,6 +6,7 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <sstream>
 
 #include "export/motion_export.h"
@@ -266,6 +267,46 @@ TEST_F(CarShots, ASmallMemoryTurnsOverAndAnswersTheSame) {
         EXPECT_LE(use.answers, 512u);
     }
     EXPECT_EQ(small, plenty);
+}
+
+TEST_F(CarShots, AWheelAskingWhereItIsGetsItsMotionBeforeTheAskingPlugin) {
+    // The wheel drives along X (keyed) through a Speedlimit of its own (S)
+    // and Wheelie (W) in several orders. Wheelie asks where the wheel is,
+    // which the cycle rule answers with the motion before that Wheelie:
+    // through the Speedlimit only when it comes first. Kept placements must
+    // tell each asking plug-in apart and agree with no memory.
+    std::ifstream in(std::string(VESK_SOURCE_DIR) + "/examples/car_demo.lws");
+    std::stringstream text;
+    text << in.rdbuf();
+    const std::string demo = text.str();
+    const std::string keyed = "  1\n  1.2 0.35 0.8 0 0 0 1 1 1\n  0 0 0 0 0\n";
+    const std::string driven = "  2\n  1.2 0.35 0.8 0 0 0 1 1 1\n  0 0 0 0 0\n  9.2 0.35 0.8 0 0 0 1 1 1\n  48 0 0 0 0\n";
+    const std::string wheelie = "Plugin ItemMotionHandler 1 Wheelie\nBEGIN MARVEN_LABS_PLUGIN Wheelie!\nVERSION 1\n"
+                                " BEGIN RADIO AXIS\n  SELECTION 2\n END RADIO AXIS\nEND MARVEN_LABS_PLUGIN Wheelie!\nEndPlugin\n";
+    const std::string speedlimit = "Plugin ItemMotionHandler 1 Speedlimit\nBEGIN MARVEN_LABS_PLUGIN Speedlimit\nVERSION 1\n"
+                                   " BEGIN RADIO VEL\n  SELECTION 1\n END RADIO VEL\n BEGIN NUM V\n VALUE 2\n END\n"
+                                   "END MARVEN_LABS_PLUGIN Speedlimit\nEndPlugin\n";
+    std::map<std::string, std::string> baked;
+    for (std::string order : {"WS", "SW", "WSW"}) {
+        std::string scene = demo;
+        size_t at = scene.find(keyed);
+        ASSERT_NE(at, std::string::npos);
+        scene.replace(at, keyed.size(), driven);
+        at = scene.find(wheelie, at);
+        ASSERT_NE(at, std::string::npos);
+        std::string plugins;
+        for (char p : order) plugins += p == 'W' ? wheelie : speedlimit;
+        scene.replace(at, wheelie.size(), plugins);
+        EmbeddedHost fresh;  // a scene read adds to the one before
+        fresh.UseModule(&module);
+        std::string error;
+        ASSERT_TRUE(LoadSceneText(fresh, scene, ScratchPath("driven.lws"), &error)) << error;
+        Item &first = *fresh.scene.objects[1];
+        ASSERT_EQ(first.motionPlugins.size(), order.size());
+        baked[order] = Bake(fresh, first, 12, true);
+        EXPECT_EQ(baked[order], Bake(fresh, first, 12, false)) << order;  // within the question limit without memory
+    }
+    EXPECT_NE(baked["WS"], baked["SW"]);  // the limit slows the rolling in one order only
 }
 
 TEST_F(CarShots, AMissingWheelIsNamedOnce) {

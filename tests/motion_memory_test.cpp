@@ -38,8 +38,9 @@ TEST(MotionMemory, FindsWhatWasKeptUnderItsWholeKey) {
     for (const Case &c : cases) {
         const double *answer = Found(memory, c.key);
         ASSERT_EQ(answer != nullptr, c.found) << c.key.upTo << " " << c.key.frame << " " << c.key.time;
-        if (answer)
+        if (answer) {
             for (int i = 0; i < 9; ++i) EXPECT_EQ(answer[i], motion[i]);
+        }
     }
     // Time 0 is one time whatever its sign; a second keep replaces the first.
     memory.Keep({kB, 0, 0, 0.0}, motion, 9, uses);
@@ -79,6 +80,37 @@ TEST(MotionMemory, StaysWithinTwoGenerationsAndKeepsWhatIsStillAskedFor) {
     memory.Forget();
     EXPECT_EQ(memory.Entries(), 0u);
     EXPECT_FALSE(Found(memory, {kA, MotionKey::kFinal, -1, 0.0}));
+}
+
+TEST(MotionMemory, InterleavedSweepsAreFoundInEitherDirection) {
+    // Two streams kept turn about over several runs each, as a wheel's and
+    // its car's placements are; each is then read forwards (the look after
+    // the last answer) and backwards (the index), and a placement kept while
+    // a plug-in ran is not the placement kept with none running.
+    MotionMemory memory;
+    ItemsRead uses;
+    uses.Add(kA);
+    double values[12] = {};
+    const int steps = 100;
+    for (int i = 0; i < steps; ++i) {
+        values[0] = i;
+        memory.Keep({kA, MotionKey::kPlacementBefore + 1, -1, i * 0.0125}, values, 12, uses);
+        values[0] = -i;
+        memory.Keep({kB, MotionKey::kPlacement, -1, i * 0.0125 - 0.00625}, values, 12, uses);
+    }
+    EXPECT_EQ(memory.Entries(), 2u * steps);
+    for (int i = 0; i < steps; ++i) {
+        const double *a = Found(memory, {kA, MotionKey::kPlacementBefore + 1, -1, i * 0.0125});
+        ASSERT_TRUE(a) << i;
+        EXPECT_EQ(a[0], i);
+        EXPECT_FALSE(Found(memory, {kA, MotionKey::kPlacement, -1, i * 0.0125})) << i;
+        EXPECT_FALSE(Found(memory, {kA, MotionKey::kPlacementBefore, -1, i * 0.0125})) << i;
+    }
+    for (int i = steps; i-- > 0;) {
+        const double *b = Found(memory, {kB, MotionKey::kPlacement, -1, i * 0.0125 - 0.00625});
+        ASSERT_TRUE(b) << i;
+        EXPECT_EQ(b[0], -i);
+    }
 }
 
 TEST(MotionMemory, AnswersNameTheItemsTheyRead) {
