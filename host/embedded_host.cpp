@@ -366,11 +366,15 @@ EmbeddedHost::~EmbeddedHost() {
     active_ = previous_;
 }
 
-const void *EmbeddedHost::Handler(const char *className, const std::string &server, std::string *error) {
+const void *EmbeddedHost::Handler(const char *className, const std::string &server, std::string *error,
+                                  long *version) {
     std::string key = std::string(className) + "/" + server;
     if (key.find("Interface/") != std::string::npos) Forget();  // a panel may change any setting
     auto found = handlers_.find(key);
-    if (found != handlers_.end()) return found->second.data();
+    if (found != handlers_.end()) {
+        if (version) *version = found->second.version;
+        return found->second.record.data();
+    }
     if (!module_) {
         *error = "no module is loaded";
         return nullptr;
@@ -380,21 +384,23 @@ const void *EmbeddedHost::Handler(const char *className, const std::string &serv
         *error = "the module has no " + std::string(className) + " named " + server;
         return nullptr;
     }
-    std::vector<void *> record;
-    long version = 0;
-    int code = NegotiateHandler(*module_, *row, 3, Lookup(), &record, &version);
+    ActivatedHandler activated;
+    int code = NegotiateHandler(*module_, *row, 3, Lookup(), &activated.record, &activated.version);
     if (code != AFUNC_OK) {
-        *error = server + " refused activation with code " + std::to_string(code);
+        *error = code == AFUNC_BADVERSION ? server + " refused every version this host offers (3, 2 and 1)"
+                                          : server + " refused activation with code " + std::to_string(code);
         return nullptr;
     }
-    return handlers_.emplace(key, std::move(record)).first->second.data();
+    if (version) *version = activated.version;
+    return handlers_.emplace(key, std::move(activated)).first->second.record.data();
 }
 
 // Activates the class's handler once and creates the instance for the item.
 template <typename Handler, typename Use>
 LWInstance AddPlugin(EmbeddedHost &host, const char *className, Item &item, std::vector<Use> &uses,
                      const std::string &server, std::string *error) {
-    auto *handler = static_cast<const Handler *>(host.Handler(className, server, error));
+    long version = 3;
+    auto *handler = static_cast<const Handler *>(host.Handler(className, server, error, &version));
     if (!handler) return nullptr;
     LWError failure = nullptr;
     LWInstance instance = handler->create(&failure, IdOf(&item));
@@ -402,7 +408,7 @@ LWInstance AddPlugin(EmbeddedHost &host, const char *className, Item &item, std:
         *error = failure ? failure : server + " could not be created";
         return nullptr;
     }
-    uses.push_back({server, handler, instance});
+    uses.push_back({server, handler, instance, version});
     host.Forget();  // the item moves or is shaped differently now
     return instance;
 }
@@ -418,7 +424,7 @@ LWInstance EmbeddedHost::AddMotionPlugin(Item &item, const std::string &server, 
 LWInstance EmbeddedHost::AddFilterPlugin(const std::string &className, const std::string &server, std::string *error) {
     FilterPluginUse use{className, server};
     const void *handler = className == "PixelFilterHandler" || className == "ImageFilterHandler"
-                              ? Handler(className.c_str(), server, error)
+                              ? Handler(className.c_str(), server, error, &use.version)
                               : (*error = className + " is not a filter class", nullptr);
     if (!handler) return nullptr;
     if (className == "PixelFilterHandler")

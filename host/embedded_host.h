@@ -89,7 +89,10 @@ public:
     void UseModule(const LoadedModule *module) { module_ = module; }
     // The handler record of a server, activated once (version 3, then lower);
     // null, with the reason, when the module has no such server or refuses it.
-    const void *Handler(const char *className, const std::string &server, std::string *error);
+    // The handler record of a server, activated once (the version it accepted
+    // through *version).
+    const void *Handler(const char *className, const std::string &server, std::string *error,
+                        long *version = nullptr);
     // Applies an item-motion plug-in to the item after the ones it has.
     LWInstance AddMotionPlugin(Item &item, const std::string &server, std::string *error);
     // Applies a displacement plug-in to an object after the ones it has.
@@ -140,7 +143,11 @@ private:
     static inline EmbeddedHost *active_ = nullptr;
     std::unique_ptr<MotionEvaluation> motion_;
     const LoadedModule *module_ = nullptr;
-    std::map<std::string, std::vector<void *>> handlers_;  // by class and server
+    struct ActivatedHandler {
+        std::vector<void *> record;
+        long version;
+    };
+    std::map<std::string, ActivatedHandler> handlers_;  // by class and server
     std::set<std::string> withheld_;
     std::set<const Item *> warnedObjects_;
     LWSceneInfo sceneInfo_{};  // snapshot refreshed at each lookup

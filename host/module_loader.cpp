@@ -104,13 +104,15 @@ const ServerRecord *FindServer(const LoadedModule &module, const char *className
 }
 
 size_t HandlerSlotCount(const char *className, long version) {
-    // Slots per version 1, 2, 3 (0: the class had no such version).
+    // Slots per version 1, 2, 3 (0: the class had no such version). Each
+    // version's record is the one before with slots added at its end: the
+    // description line at 2, the items used and their change at 3.
     static const struct {
         const char *name;
         size_t slots[3];
     } classes[] = {
         {"ItemMotionHandler", {6, 7, 9}},    {"DisplacementHandler", {8, 9, 11}}, {"ShaderHandler", {10, 11, 13}},
-        {"PixelFilterHandler", {0, 11, 13}}, {"ImageFilterHandler", {0, 8, 10}},
+        {"PixelFilterHandler", {0, 11, 13}}, {"ImageFilterHandler", {7, 8, 10}},
     };
     if (version < 1) return 0;
     for (const auto &c : classes)
@@ -125,9 +127,14 @@ int ActivateServer(const LoadedModule &module, const ServerRecord &server, long 
 
 int NegotiateHandler(const LoadedModule &module, const ServerRecord &server, long highestVersion, GlobalFunc *global,
                      std::vector<void *> *record, long *version) {
+    // Room for the newest record whatever is offered, every slot empty: the
+    // slots an older version lacks stay null, and nothing the module writes
+    // lands outside the record.
     int code = AFUNC_BADVERSION;
+    *version = 0;
     for (long v = highestVersion; v >= 1 && code == AFUNC_BADVERSION; --v) {
-        record->assign(HandlerSlotCount(server.className, v), nullptr);
+        if (!HandlerSlotCount(server.className, v)) continue;  // the class had no such version: not offered
+        record->assign(HandlerSlotCount(server.className, highestVersion), nullptr);
         *version = v;
         code = ActivateServer(module, server, v, global, record->data());
     }

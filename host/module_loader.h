@@ -36,9 +36,10 @@ size_t HandlerSlotCount(const char *className, long version);
 int ActivateServer(const LoadedModule &module, const ServerRecord &server, long version, GlobalFunc *global,
                    void *local);
 
-// The host's negotiation: offers highestVersion, then each lower one down to 1
-// while the answer is "bad version". The record is allocated for each offered
-// version and kept in *record (one pointer slot per entry); *version tells
-// which version succeeded or was last offered.
+// The host's negotiation, as Layout does it: offers highestVersion, then each
+// lower one the class had, down to 1, while the answer is "bad version". The
+// record (one pointer slot per entry) has room for highestVersion's slots,
+// null where the accepted version has none; *version tells which version
+// succeeded or was last offered (0: none was).
 int NegotiateHandler(const LoadedModule &module, const ServerRecord &server, long highestVersion, GlobalFunc *global,
                      std::vector<void *> *record, long *version);

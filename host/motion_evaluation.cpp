@@ -174,7 +174,10 @@ void MotionBefore(const Item &item, double time, size_t upTo, double out[9]) {
             double k = param == LWIP_ROTATION ? 1 / kDegreesPerRadian : 1;
             double worked[9];
             const double *motion = worked;
-            if (t == top.time) {
+            if (top.item->motionPlugins[top.plugin].version < 3) {
+                // Handlers of versions 1 and 2 read the item's keys alone.
+                m.host.scene.KeyedMotion(*top.item, t, worked);
+            } else if (t == top.time) {
                 motion = top.before;
             } else if (top.plugin == 0) {
                 motion = Keys(m, top, t, first, worked);  // the first plug-in reads the keys

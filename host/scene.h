@@ -22,6 +22,7 @@ struct MotionPluginUse {
     std::string server;
     const ItemMotionHandler *handler = nullptr;
     LWInstance instance = nullptr;
+    long version = 3;  // the handler version it accepted: older records lack slots
 };
 
 // A displacement plug-in applied to an object.
@@ -29,6 +30,7 @@ struct DisplacementPluginUse {
     std::string server;
     const DisplacementHandler *handler = nullptr;
     LWInstance instance = nullptr;
+    long version = 3;  // the handler version it accepted: older records lack slots
 };
 
 // A pixel or image filter of the scene's effects, in the order they run.
@@ -37,6 +39,7 @@ struct FilterPluginUse {
     const PixelFilterHandler *pixel = nullptr;
     const ImageFilterHandler *image = nullptr;
     LWInstance instance = nullptr;
+    long version = 3;  // the handler version it accepted: older records lack slots
 };
 
 struct Item {

@@ -157,3 +157,60 @@ TEST_F(Activation, InterfaceNeedsBindingAndAnInstance) {
 
 
 }  // namespace
+
+namespace {
+
+// A stand-in server of the old kind: accepts only the versions it was built
+// for, and notes each version offered and the room its record had.
+struct OldServer {
+    static inline const char *cls;
+    static inline long accepts[2];
+    static inline std::vector<long> offered;
+    static inline std::vector<bool> roomEmpty;  // every slot null when offered
+    static int Activate(long version, GlobalFunc *, void *local, void *) {
+        offered.push_back(version);
+        void **slots = static_cast<void **>(local);
+        bool empty = true;
+        for (size_t i = 0; i < HandlerSlotCount(cls, 3); ++i) empty = empty && !slots[i];
+        roomEmpty.push_back(empty);
+        if (version != accepts[0] && version != accepts[1]) return AFUNC_BADVERSION;
+        for (size_t i = 0; i < HandlerSlotCount(cls, version); ++i) slots[i] = reinterpret_cast<void *>(0x100 + i);
+        return AFUNC_OK;
+    }
+};
+
+TEST(Negotiation, OffersThreeThenTwoThenOneAsLayoutDoes) {
+    struct Case {
+        const char *cls;
+        long accepts[2];
+        std::vector<long> offered;
+        long settled;  // 0: refused every version
+        size_t room;
+    };
+    const Case cases[] = {
+        {"ShaderHandler", {2, 1}, {3, 2}, 2, 13},
+        {"ImageFilterHandler", {1, 1}, {3, 2, 1}, 1, 10},
+        {"ItemMotionHandler", {3, 2}, {3}, 3, 9},
+        {"PixelFilterHandler", {1, 1}, {3, 2}, 0, 13},  // the class never had a version 1: not offered
+        {"DisplacementHandler", {0, 0}, {3, 2, 1}, 0, 11},
+    };
+    for (const Case &c : cases) {
+        OldServer::cls = c.cls;
+        OldServer::accepts[0] = c.accepts[0], OldServer::accepts[1] = c.accepts[1];
+        OldServer::offered.clear(), OldServer::roomEmpty.clear();
+        ServerRecord row{c.cls, "Old", OldServer::Activate};
+        LoadedModule module;
+        std::vector<void *> record;
+        long version = -1;
+        int code = NegotiateHandler(module, row, 3, nullptr, &record, &version);
+        EXPECT_EQ(OldServer::offered, c.offered) << c.cls;
+        EXPECT_EQ(code, c.settled ? AFUNC_OK : AFUNC_BADVERSION) << c.cls;
+        if (c.settled) EXPECT_EQ(version, c.settled) << c.cls;
+        ASSERT_EQ(record.size(), c.room) << c.cls;  // the newest record's room whatever was accepted
+        for (bool empty : OldServer::roomEmpty) EXPECT_TRUE(empty) << c.cls << ": a record offered with slots already set";
+        // What an older version lacks stays empty: no description slot at 1.
+        if (c.settled == 1) EXPECT_EQ(record[HandlerSlotCount(c.cls, 1)], nullptr) << c.cls;
+    }
+}
+
+}  // namespace

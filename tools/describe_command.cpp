@@ -34,6 +34,14 @@ int DescribeMotion(const std::string &path) {
     return 0;
 }
 
+// An instance's description line; a version-1 handler has none, and is
+// described by its server's name, as the host lists it.
+template <typename Use, typename Handler>
+const char *Description(const Use &use, const Handler *handler) {
+    const char *line = use.version >= 2 && handler->descln ? handler->descln(use.instance) : nullptr;
+    return line ? line : use.server.c_str();
+}
+
 int Describe(const std::vector<std::string> &args) {
     if (args.size() != 1) return Fail("describe: give one scene file");
     if (IsMotionFile(args[0])) return DescribeMotion(args[0]);
@@ -46,12 +54,12 @@ int Describe(const std::vector<std::string> &args) {
             std::printf("%s: %s: %s\n", s.host.scene.ShownName(item).c_str(), server.c_str(), line);
             ++count;
         };
-        for (const MotionPluginUse &use : item.motionPlugins) show(use.server, use.handler->descln(use.instance));
-        for (const DisplacementPluginUse &use : item.displacementPlugins) show(use.server, use.handler->descln(use.instance));
+        for (const MotionPluginUse &use : item.motionPlugins) show(use.server, Description(use, use.handler));
+        for (const DisplacementPluginUse &use : item.displacementPlugins) show(use.server, Description(use, use.handler));
     });
     for (const FilterPluginUse &use : s.host.scene.filterPlugins) {
         std::printf("Effects: %s: %s\n", use.server.c_str(),
-                    use.pixel ? use.pixel->descln(use.instance) : use.image->descln(use.instance));
+                    use.pixel ? Description(use, use.pixel) : Description(use, use.image));
         ++count;
     }
     s.PrintMessages();

@@ -49,12 +49,24 @@ int List(const std::vector<std::string> &args) {
     for (const ServerRecord *server : ServerRows(s.module)) {
         PrintRow(++row, server->className, server->name);
         if (sessionModuleFile.empty()) continue;
-        // Each server activated as the host would: a handler at version 3
-        // with its record, an interface with no instance (which refuses).
-        std::vector<void *> record(HandlerSlotCount(server->className, 3) + 1);
-        bool handler = std::strstr(server->className, "Handler") != nullptr;
-        int code = ActivateServer(s.module, *server, 3, EmbeddedHost::Lookup(), handler ? record.data() : nullptr);
-        std::printf("      activated: code %d\n", code);
+        // Each handler activated as the host would: version 3 offered first,
+        // then 2 and 1. An interface is activated only on an instance to
+        // edit, which a list has none of, so it is not.
+        if (!HandlerSlotCount(server->className, 3)) {
+            std::printf(std::strstr(server->className, "Interface")
+                            ? "      not activated: an interface is activated only on an instance to edit\n"
+                            : "      not activated: run only when asked for\n");
+            continue;
+        }
+        std::vector<void *> record;
+        long version = 0;
+        int code = NegotiateHandler(s.module, *server, 3, EmbeddedHost::Lookup(), &record, &version);
+        if (code == AFUNC_OK)
+            std::printf("      activated at version %ld\n", version);
+        else if (code == AFUNC_BADVERSION)
+            std::printf("      refused every version offered (3, 2, 1)\n");
+        else
+            std::printf("      refused at version %ld with code %d\n", version, code);
     }
     s.PrintMessages();
     std::printf("%d servers\n", row);

@@ -72,7 +72,7 @@ WindowsModule *StartWindowsModule(const std::string &path, const void **descript
     }
     std::memcpy(m->memory, m->layout.image.data(), m->size);
     m->layout.image.clear();
-    NoteWindowsModuleBase(base);
+    NoteWindowsModule(base, std::filesystem::absolute(path, failed).string());
     // A Windows process computes on the x87 at double precision (53 bits), as
     // its C runtime sets the unit at start-up; Linux leaves it at 64. The
     // module runs in this process's unit, so it gets Windows' setting.
@@ -86,8 +86,18 @@ WindowsModule *StartWindowsModule(const std::string &path, const void **descript
         std::memset(m->memory + m->layout.tlsIndexRva, 0, 4);
         SetWindowsThreadStorage(m->threadBlocks);
     }
-    if (!Notify(*m, kProcessAttach)) {
-        *error = name + ": its entry point refused to start";
+    struct Attach {
+        WindowsModule *m;
+        bool started;
+    } attach{m, false};
+    uint32_t code = 0;
+    bool returned = CallWindowsModule([](void *a) {
+        auto *at = static_cast<Attach *>(a);
+        at->started = Notify(*at->m, kProcessAttach);
+    }, &attach, &code);
+    if (!returned || !attach.started) {
+        *error = name + (returned ? ": its entry point refused to start"
+                                  : ": its entry point asked to end the program (code " + std::to_string(code) + ")");
         munmap(m->memory, m->size);
         delete m;
         return nullptr;
