@@ -540,18 +540,30 @@ void WritePlugins(std::ostringstream &out, const Item &item) {
 
 void LoadInstanceLines(LWError (*load)(LWInstance, const LWLoadState *), LWInstance instance,
                        const std::vector<std::string> &lines) {
-    // The instance reads its own lines, one line per read, -1 after the last.
+    // The instance reads its own lines as the host's line mode reads them: a
+    // read takes at most `len` bytes of the line; when the line's rest is
+    // shorter than asked, it takes the rest, ends it with a zero and moves
+    // to the next line; otherwise the line's rest comes with the next read
+    // (a rest of exactly `len` bytes is taken without a zero, and the next
+    // read finds the empty end of that line). -1 after the last line.
     struct Lines {
         const std::vector<std::string> *lines;
-        size_t next;
-    } source{&lines, 0};
+        size_t next, offset;
+    } source{&lines, 0, 0};
     LWLoadState state = {LWIO_SCENE, &source, [](void *d, char *buf, int len) {
                              Lines *s = static_cast<Lines *>(d);
-                             if (s->next >= s->lines->size()) return -1;
-                             const std::string &l = (*s->lines)[s->next++];
-                             int n = static_cast<int>(l.size() < static_cast<size_t>(len) ? l.size() : len);
-                             std::memcpy(buf, l.data(), n);
-                             return n;
+                             if (s->next >= s->lines->size() || len < 0) return -1;
+                             const std::string &l = (*s->lines)[s->next];
+                             size_t rest = l.size() - s->offset;
+                             if (rest < static_cast<size_t>(len)) {
+                                 std::memcpy(buf, l.data() + s->offset, rest);
+                                 buf[rest] = 0;
+                                 ++s->next, s->offset = 0;
+                                 return static_cast<int>(rest);
+                             }
+                             std::memcpy(buf, l.data() + s->offset, static_cast<size_t>(len));
+                             s->offset += static_cast<size_t>(len);
+                             return len;
                          }};
     load(instance, &state);
     EmbeddedHost::Active().Forget();  // new settings: what was worked out with the old ones goes

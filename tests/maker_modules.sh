@@ -4,9 +4,9 @@
 # settles on the version Layout would (offered 3, then 2, then 1), and what
 # each computes agrees with an independent computation of what its source
 # says it does. Skipped, saying so, when the maker's kit is not beside us.
-# usage: maker_modules.sh VESK32 SHARED_DIR
+# usage: maker_modules.sh VESK32 SHARED_DIR SOURCE_DIR
 set -u
-vesk32=$1 kit=$2/realdata/lw55-sdk/sample/layout
+vesk32=$1 kit=$2/realdata/lw55-sdk/sample/layout source=$3
 if [ ! -d "$kit" ]; then
     echo "skipped: the host maker's plug-in kit is not at $kit"
     exit 0
@@ -57,6 +57,77 @@ PY
 else
     fail "Demo_Negative: $(cat "$work/err")"
 fi
+
+# Demo_LazyPoints, its lag rate read from the scene's plug-in block: each
+# point is placed where the object was lag rate x its distance from the pivot
+# seconds ago, in the world, then seen from the object now. The keys are
+# linear and turn about the heading alone, so the placements are worked out
+# here by hand: straight lines between keys, heading h turning +Z toward +X.
+cp "$source/examples/ball.lwo" "$work/"
+cat >"$work/lazy.lws" <<'LWS'
+LWSC
+1
+
+FirstFrame 1
+LastFrame 60
+FrameStep 1
+FramesPerSecond 30.000000
+
+LoadObject ball.lwo
+ObjectMotion (unnamed)
+  9
+  3
+  0 0 0 0 0 0 1 1 1
+  0 0 0 0 0
+  4 1 0 90 0 0 1 1 1
+  30 1 0 0 0
+  0 2 4 180 0 0 1 1 1
+  60 1 0 0 0
+EndBehavior 1
+Plugin DisplacementHandler 1 Demo_LazyPoints
+ LagRate 0.500000
+EndPlugin
+LWS
+lazy="$vesk32 --module $(module lazypnts)"
+if $lazy displace "$work/lazy.lws" ball.lwo --frame 40 -o "$work/lazy.obj" >/dev/null 2>"$work/err" &&
+    $lazy displace "$work/lazy.lws" ball.lwo --frame 40 --no-plugins -o "$work/still.obj" >/dev/null 2>>"$work/err"; then
+    python3 - "$work/still.obj" "$work/lazy.obj" <<'PY' || fail "Demo_LazyPoints' points are not where the lagged keys put them"
+import math, sys
+def points(path):
+    return [tuple(map(float, l.split()[1:4])) for l in open(path) if l.startswith('v ')]
+still, moved = points(sys.argv[1]), points(sys.argv[2])
+keys = [(0, (0, 0, 0), 0), (30, (4, 1, 0), 90), (60, (0, 2, 4), 180)]
+def keyed(frame):  # position and heading, linear between keys, held past the ends
+    if frame <= keys[0][0]:
+        return keys[0][1], keys[0][2]
+    for (f0, p0, h0), (f1, p1, h1) in zip(keys, keys[1:]):
+        if frame <= f1:
+            u = (frame - f0) / (f1 - f0)
+            return [a + (b - a) * u for a, b in zip(p0, p1)], h0 + (h1 - h0) * u
+    return keys[-1][1], keys[-1][2]
+def axes(h):  # right, up, forward
+    h = math.radians(h)
+    return (math.cos(h), 0, -math.sin(h)), (0, 1, 0), (math.sin(h), 0, math.cos(h))
+fps, now, rate = 30, 40 / 30, 0.5
+here, heading = keyed(now * fps)
+rows = axes(heading)
+assert len(still) == len(moved) == 1106, (len(still), len(moved))
+worst = 0
+for p, m in zip(still, moved):
+    then, h = keyed((now - rate * math.sqrt(sum(c * c for c in p))) * fps)
+    x, y, z = axes(h)
+    world = [then[i] + p[0] * x[i] + p[1] * y[i] + p[2] * z[i] for i in range(3)]
+    seen = [sum((world[j] - here[j]) * rows[i][j] for j in range(3)) for i in range(3)]
+    worst = max(worst, max(abs(a - b) for a, b in zip(seen, m)))
+if worst > 1e-6:
+    print('worst difference', worst)
+    sys.exit(1)
+PY
+else
+    fail "Demo_LazyPoints: $(cat "$work/err")"
+fi
+"$vesk32" --module "$(module lazypnts)" describe "$work/lazy.lws" 2>&1 | grep -qF "Lag Rate: 0.500000 sec/m" ||
+    fail "Demo_LazyPoints did not read its lag rate from the scene"
 
 if [ "$failed" -ne 0 ]; then
     echo "$failed check(s) failed"

@@ -2,6 +2,7 @@
 // by hand against the files; errors name their line; a scene with a plug-in
 // survives being written and read back.
 #include <cmath>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -246,3 +247,45 @@ TEST(MotionFiles, EveryCutOfARealMotionIsRefused) {
             EXPECT_FALSE(ReadMotionText(text.substr(0, cut), name, &nine, &error)) << name << " cut at " << cut;
     }
 }
+
+namespace {
+
+// What an instance's loader was handed, read after read.
+struct Reads {
+    static inline std::vector<int> lengths, counts;
+    static inline std::vector<std::string> texts;  // the bytes given, up to and with a zero where one was written
+    static LWError Load(LWInstance, const LWLoadState *state) {
+        for (int len : lengths) {
+            char buf[100];
+            std::memset(buf, '#', sizeof buf);
+            int n = state->read(state->readData, buf, len);
+            counts.push_back(n);
+            texts.push_back(n < 0 ? "" : std::string(buf, static_cast<size_t>(n) + (buf[n] == 0 ? 1 : 0)));
+        }
+        return nullptr;
+    }
+};
+
+TEST(LoadState, LinesAreReadInPartsAndEndedWithAZero) {
+    using namespace std::string_literals;
+    struct Case {
+        std::vector<int> lengths;
+        std::vector<int> counts;
+        std::vector<std::string> texts;
+    } cases[] = {
+        // A part of a line, then its rest, shorter than asked: ended by a zero.
+        {{4, 80, 80, 80}, {4, 6, 6, -1}, {"ABCD", "EFGHIJ\0"s, "second\0"s, ""}},
+        // Exactly the line: no zero; the next read finds the line's empty end.
+        {{10, 5, 3, 80}, {10, 0, 3, 3}, {"ABCDEFGHIJ", "\0"s, "sec", "ond\0"s}},
+    };
+    EmbeddedHost host;  // the one a load tells that settings changed
+    for (const Case &c : cases) {
+        Reads::lengths = c.lengths;
+        Reads::counts.clear(), Reads::texts.clear();
+        LoadInstanceLines(Reads::Load, nullptr, {"ABCDEFGHIJ", "second"});
+        EXPECT_EQ(Reads::counts, c.counts);
+        EXPECT_EQ(Reads::texts, c.texts);
+    }
+}
+
+}  // namespace
