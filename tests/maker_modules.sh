@@ -6,7 +6,7 @@
 # says it does. Skipped, saying so, when the maker's kit is not beside us.
 # usage: maker_modules.sh VESK32 SHARED_DIR SOURCE_DIR
 set -u
-vesk32=$1 kit=$2/realdata/lw55-sdk/sample/layout source=$3
+vesk32=$(realpath "$1") kit=$2/realdata/lw55-sdk/sample/layout source=$3
 if [ ! -d "$kit" ]; then
     echo "skipped: the host maker's plug-in kit is not at $kit"
     exit 0
@@ -128,6 +128,96 @@ else
 fi
 "$vesk32" --module "$(module lazypnts)" describe "$work/lazy.lws" 2>&1 | grep -qF "Lag Rate: 0.500000 sec/m" ||
     fail "Demo_LazyPoints did not read its lag rate from the scene"
+
+# Demo_ZOR on the preview sphere (radius 1 at the origin, seen from 5 units
+# in front): with no "Zmin" and "Zmax" nulls among the object's children its
+# source ramps the transparency from 0 at z = -1 to 1 at z = 1. Each pixel is
+# the lit sphere over the checkerboard by that ramp, to within the rounding
+# of the picture's levels; the lighting is the preview's own (one light from
+# the upper left, ambient 0.1, diffuse 0.8, specular 0.3 of power 20).
+if "$vesk32" --module "$(module zor)" shade Demo_ZOR --size 64 -o "$work/zor.pam" >/dev/null 2>"$work/err"; then
+    python3 - "$work/zor.pam" <<'PY' || fail "Demo_ZOR's ramp is not the one between z = -1 and z = 1"
+import math, sys
+data = open(sys.argv[1], 'rb').read()
+pixels = data[data.index(b'ENDHDR\n') + 7:]
+size, channels = 64, len(pixels) // (64 * 64)
+half = 1 / 3.2
+light = [-1 / math.sqrt(3), 1 / math.sqrt(3), -1 / math.sqrt(3)]
+dot = lambda a, b: sum(x * y for x, y in zip(a, b))
+worst, ramped = 0, 0
+for y in range(size):
+    for x in range(size):
+        u, v = ((x + 0.5) / size * 2 - 1) * half, (1 - (y + 0.5) / size * 2) * half
+        d = [u, v, 1]
+        d = [c / math.sqrt(dot(d, d)) for c in d]
+        dark = (x // 16 + y // 16) % 2
+        back = [0.25, 0.25, 0.3] if dark else [0.75, 0.75, 0.8]
+        eye = [0, 0, -5]
+        b, c = dot(eye, d), dot(eye, eye) - 1
+        want = back
+        if b * b - c >= 0:
+            t = -b - math.sqrt(b * b - c)
+            p = [e + t * k for e, k in zip(eye, d)]
+            f = min(1, max(0, (p[2] + 1) / 2))
+            ramped += f > 0.05
+            nl = dot(p, light)
+            shine = 0.3 * max(0, -dot([2 * nl * n - l for n, l in zip(p, light)], d)) ** 20
+            lit = [0.8 * (0.8 * max(0, nl) + 0.1) + shine] * 3
+            want = [a * (1 - f) + k * f for a, k in zip(lit, back)]
+        got = pixels[(y * size + x) * channels:(y * size + x) * channels + 3]
+        worst = max(worst, max(abs(g - min(1, max(0, w)) * 255) for g, w in zip(got, want)))
+if worst > 2 or ramped < 100:
+    print('worst level difference', worst, 'pixels ramped', ramped)
+    sys.exit(1)
+PY
+else
+    fail "Demo_ZOR: $(cat "$work/err")"
+fi
+
+# Demo_MotionDump, run by vesk generic: the first object whose name starts
+# with '$', one line a frame from 0 to the scene's last, position, rotation
+# in degrees (by its own 180 / 3.14159265) and scale, by C's %g. The keys are
+# linear, so each frame's channels are worked out here by hand.
+cat >"$work/dump.lws" <<'LWS'
+LWSC
+1
+
+FirstFrame 1
+LastFrame 10
+FrameStep 1
+FramesPerSecond 30.000000
+
+AddNullObject Other
+AddNullObject $Mover
+ObjectMotion (unnamed)
+  9
+  2
+  0 0 0 0 0 0 1 1 1
+  0 1 0 0 0
+  10 5 -2 90 30 -45 2 1 0.5
+  10 1 0 0 0
+EndBehavior 1
+LWS
+if (cd "$work" && "$vesk32" --module "$(module motdump)" generic Demo_MotionDump dump.lws >"$work/said" 2>"$work/err"); then
+    grep -qF "Motion channels have been written to MotDump.txt" "$work/said" || fail "Demo_MotionDump said: $(cat "$work/said")"
+    python3 - "$work/MotDump.txt" <<'PY' || fail "Demo_MotionDump's file is not the keyed motion"
+import math, sys
+lines = open(sys.argv[1]).read().splitlines()
+assert len(lines) == 11, len(lines)
+first, last = [0, 0, 0, 0, 0, 0, 1, 1, 1], [10, 5, -2, 90, 30, -45, 2, 1, 0.5]
+for frame, line in enumerate(lines):
+    got = [float(v) for v in line.split()]
+    want = [a + (b - a) * frame / 10 for a, b in zip(first, last)]
+    for c in (3, 4, 5):  # degrees to radians by the host, back by the module's own pi
+        want[c] = want[c] * math.pi / 180 * 180 / 3.14159265
+    for g, w in zip(got, want):
+        if abs(g - w) > 1e-5 * max(1, abs(w)):  # %g: six significant digits
+            print('frame', frame, 'has', got, 'not', want)
+            sys.exit(1)
+PY
+else
+    fail "Demo_MotionDump: $(cat "$work/err")"
+fi
 
 if [ "$failed" -ne 0 ]; then
     echo "$failed check(s) failed"

@@ -109,4 +109,4 @@ std::string FrameFileName(const std::string &out, int frame);
 
 // The subcommands, each in its own file.
 extern const Command listCommand, settingsCommand, describeCommand, bakeCommand, filterCommand, blurCommand,
-    displaceCommand, shadeCommand, renderCommand, describePluginCommand;
+    displaceCommand, shadeCommand, renderCommand, describePluginCommand, genericCommand;

@@ -187,6 +187,14 @@ typedef struct {
     void (*changeID)(LWInstance, const LWItemID *list);
 } ItemMotionHandler;
 
+// The local data of a "LayoutGeneric" server at version 2 (at version 1 the
+// server is handed it but does not use it): the scene saved as a scene file,
+// or replaced by one (read from `file`, known to the user as `name`).
+typedef struct {
+    int (*saveScene)(const char *file);
+    int (*loadScene)(const char *file, const char *name);
+} LayoutGeneric;
+
 typedef struct {
     LWInstance (*create)(LWError *err, LWItemID item);
     void (*destroy)(LWInstance);
