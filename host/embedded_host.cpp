@@ -135,10 +135,11 @@ void ItemSetTag(LWItemID id, int n, const char *text) {
 const LWItemInfo itemInfo2 = {ItemFirst, ItemNext,  ItemFirstChild,
                               ItemNextChild, ItemParent, ItemTarget, ItemGoal, ItemType, ItemNameOf, ItemParam,
                               ItemLimits, ItemGetTag, ItemSetTag};
-// The plain service is a prefix of the same record: what lies past param is
-// left empty so that a module calling it is caught.
+// The plain service is the same record without the tags (the host maker's
+// manual: it "lacks getTag and setTag"); their slots are left empty so that a
+// module calling them is caught.
 const LWItemInfo itemInfo1 = {ItemFirst,  ItemNext, ItemFirstChild, ItemNextChild, ItemParent, ItemTarget,
-                              ItemGoal,   ItemType, ItemNameOf,     ItemParam,     nullptr,    nullptr,
+                              ItemGoal,   ItemType, ItemNameOf,     ItemParam,     ItemLimits, nullptr,
                               nullptr};
 
 // ---- "LW Object Info" ----
@@ -452,7 +453,9 @@ void *EmbeddedHost::Service(const char *name, int useCode) {
     auto is = [service](const char *known) { return std::strcmp(service, known) == 0; };
 
     // The scene info first: plug-ins ask for it at every evaluation.
-    if (is(LWSERVICE_SCENE_INFO)) {
+    // "LW Scene Info 2" (5.0) adds the ray recursion depth at its end; the
+    // plain one's record simply stops before it.
+    if (is(LWSERVICE_SCENE_INFO) || is(LWSERVICE_SCENE_INFO_2)) {
         // A snapshot of the scene as it is now; a later lookup sees later values.
         LWSceneInfo &info = sceneInfo_;
         info = LWSceneInfo{};

@@ -17,6 +17,16 @@ struct Sample {
     unsigned char *out;
 } sample;
 
+// The host maker's manual: bufLine reads byte-encoded buffers and fltLine
+// float-encoded ones, "currently only LWBUF_DEPTH"; so every other buffer,
+// the shading ones too, is handed over as bytes, a shading of 0 to 1 as 0 to
+// 255.
+bool ByteBuffer(int type) { return type >= 0 && type <= LWBUF_SPECSHADE && type != LWBUF_DEPTH; }
+BufferValue AsByte(int type, float v) {
+    double level = type > LWBUF_RAW_BLUE ? v * 255.0 : v;  // the renderer keeps shadings from 0 to 1
+    return static_cast<BufferValue>(level <= 0 ? 0 : level >= 255 ? 255 : level + 0.5);
+}
+
 // A render buffer's value at the sample, or 0 where the image has none.
 float BufferAt(const RgbaImage &image, int type, size_t at) {
     if (type < 0 || type > LWBUF_SPECSHADE || image.buffers[type].empty()) return 0;
@@ -29,7 +39,8 @@ void SampleBytes(int type, int num, BufferValue *out) {
     for (int i = 0; i < num; ++i) {
         int t = type + i;
         out[i] = t >= LWBUF_RED && t <= LWBUF_ALPHA ? px[t - LWBUF_RED]
-                                                    : static_cast<BufferValue>(BufferAt(*sample.image, t, at));
+                 : ByteBuffer(t)                    ? AsByte(t, BufferAt(*sample.image, t, at))
+                                                    : 0;
     }
 }
 
@@ -38,10 +49,7 @@ void SampleFloats(int type, int num, float *out) {
     for (int i = 0; i < num; ++i) {
         int t = type + i;
         // Without a depth buffer everything lies far away, as the backdrop does.
-        if (t == LWBUF_DEPTH)
-            out[i] = sample.image->depth.empty() ? kBackdropDepth : sample.image->depth[at];
-        else
-            out[i] = BufferAt(*sample.image, t, at);
+        out[i] = t != LWBUF_DEPTH ? 0 : sample.image->depth.empty() ? kBackdropDepth : sample.image->depth[at];
     }
 }
 
@@ -56,7 +64,7 @@ int NoLight(LWItemID, const double *, double *, double *) { return 0; }
 
 struct Frame {
     std::vector<unsigned char> planes[4];
-    std::vector<unsigned char> bytePlanes[LWBUF_RAW_BLUE + 1];  // the render's byte buffers asked for
+    std::vector<unsigned char> bytePlanes[LWBUF_SPECSHADE + 1];  // the render's byte buffers asked for
     std::vector<float> depth;
     const RgbaImage *in;
     RgbaImage *out;
@@ -69,15 +77,13 @@ BufferValue *FrameLine(int type, int y) {
     if (y < 0 || y >= frame.out->height) return nullptr;
     size_t row = static_cast<size_t>(y) * frame.width;
     if (type >= LWBUF_RED && type <= LWBUF_ALPHA) return frame.planes[type - LWBUF_RED].data() + row;
-    if (type >= 0 && type <= LWBUF_RAW_BLUE && !frame.bytePlanes[type].empty()) return frame.bytePlanes[type].data() + row;
+    if (ByteBuffer(type) && !frame.bytePlanes[type].empty()) return frame.bytePlanes[type].data() + row;
     return nullptr;
 }
 float *FrameFloatLine(int type, int y) {
     if (y < 0 || y >= frame.out->height) return nullptr;
     size_t row = static_cast<size_t>(y) * frame.width;
     if (type == LWBUF_DEPTH) return frame.depth.empty() ? nullptr : frame.depth.data() + row;
-    if (type > LWBUF_RAW_BLUE && type <= LWBUF_SPECSHADE && !frame.in->buffers[type].empty())
-        return const_cast<float *>(frame.in->buffers[type].data()) + row;
     return nullptr;
 }
 void FrameSetRGB(int x, int y, BufferValue rgb[3]) {
@@ -199,10 +205,10 @@ bool RunImageFilter(const ImageFilterHandler *h, LWInstance instance, RgbaImage 
         plane[0][i] = from[0], plane[1][i] = from[1], plane[2][i] = from[2], plane[3][i] = from[3];
     frame.depth.clear();
     if ((wanted & (1u << LWBUF_DEPTH)) && !image->depth.empty()) frame.depth = image->depth;
-    for (int type = 0; type <= LWBUF_RAW_BLUE; ++type) {
+    for (int type = 0; type <= LWBUF_SPECSHADE; ++type) {
         frame.bytePlanes[type].clear();
-        if ((wanted & (1u << type)) && !image->buffers[type].empty())
-            for (float v : image->buffers[type]) frame.bytePlanes[type].push_back(static_cast<unsigned char>(v));
+        if (ByteBuffer(type) && (wanted & (1u << type)) && !image->buffers[type].empty())
+            for (float v : image->buffers[type]) frame.bytePlanes[type].push_back(AsByte(type, v));
     }
     frame.in = image;
     frame.out = image;

@@ -130,6 +130,22 @@ TEST(EmbeddedHost, SceneInfoIsASnapshotPerLookup) {
     auto *second = static_cast<const LWSceneInfo *>(host.Service(LWSERVICE_SCENE_INFO, 0));
     EXPECT_EQ(second->framesPerSecond, 25);
     EXPECT_EQ(second->renderOpts, LWROPT_MOTIONBLUR);
+    // The 5.0 name adds the ray recursion depth.
+    host.scene.recursionDepth = 7;
+    auto *two = static_cast<const LWSceneInfo *>(host.Service(LWSERVICE_SCENE_INFO_2, 0));
+    ASSERT_NE(two, nullptr);
+    EXPECT_EQ(two->recursionDepth, 7);
+}
+
+TEST(EmbeddedHost, ThePlainItemInfoLacksOnlyTheTags) {
+    EmbeddedHost host;
+    Item &a = host.scene.AddObject("A");
+    auto *plain = static_cast<const LWItemInfo *>(host.Service(LWSERVICE_ITEM_INFO, 0));
+    ASSERT_NE(plain->limits, nullptr);
+    double low[3] = {1, 1, 1}, high[3] = {1, 1, 1};
+    EXPECT_EQ(plain->limits(IdOf(&a), LWIP_POSITION, low, high), 0u);  // no limits kept
+    EXPECT_EQ(plain->getTag, nullptr);
+    EXPECT_EQ(plain->setTag, nullptr);
 }
 
 TEST(EmbeddedHost, CameraFieldOfViewFollowsZoom) {

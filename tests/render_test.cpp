@@ -326,8 +326,8 @@ namespace {
 // A pixel filter of the test's own that reads the render's buffers and casts
 // a ray straight ahead from the camera through its sample.
 struct Sampled {
-    BufferValue raw[3];
-    float geometry, depth;
+    BufferValue raw[3], geometry;
+    float depth, geometryAsFloat;
     double cast;
 };
 std::map<std::pair<int, int>, Sampled> sampled;
@@ -339,7 +339,8 @@ unsigned Asked(LWInstance) { return askFlags; }
 void Sample(LWInstance, const PixelAccess *pa) {
     Sampled s{};
     pa->bufVal(LWBUF_RAW_RED, 3, s.raw);
-    pa->fltVal(LWBUF_GEOMETRY, 1, &s.geometry);
+    pa->bufVal(LWBUF_GEOMETRY, 1, &s.geometry);  // a byte buffer, as all but depth are
+    pa->fltVal(LWBUF_GEOMETRY, 1, &s.geometryAsFloat);
     pa->fltVal(LWBUF_DEPTH, 1, &s.depth);
     const double from[3] = {0, 0, 0}, ahead[3] = {0, 0, 1};
     s.cast = pa->rayCast(from, ahead);
@@ -371,7 +372,8 @@ TEST(Renderer, PixelFiltersSeeTheRendersBuffersAndRays) {
         EXPECT_EQ(middle.raw[2], 40);
         EXPECT_FLOAT_EQ(middle.depth, 10);
         // The ray through pixel (20, 15)'s centre meets the wall head on, nearly.
-        EXPECT_NEAR(middle.geometry, 1, 1e-3);
+        EXPECT_EQ(middle.geometry, 255);
+        EXPECT_EQ(middle.geometryAsFloat, 0) << "only depth is a float buffer";
         EXPECT_EQ(middle.cast, flags ? 10 : -1) << "the ray functions only for a filter that asks";
     }
 }

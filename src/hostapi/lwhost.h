@@ -301,6 +301,7 @@ enum {
 #define LWSERVICE_HOST_DISPLAY "Host Display Info"
 #define LWSERVICE_FILE_REQUEST "File Request"
 #define LWSERVICE_SCENE_INFO "LW Scene Info"
+#define LWSERVICE_SCENE_INFO_2 "LW Scene Info 2"
 #define LWSERVICE_ITEM_INFO "LW Item Info"
 #define LWSERVICE_ITEM_INFO_2 "LW Item Info 2"
 #define LWSERVICE_OBJECT_INFO "LW Object Info"
@@ -357,8 +358,8 @@ typedef struct {
     int recursionDepth;
 } LWSceneInfo;
 
-// "LW Item Info 2" has all 13 slots; the plain "LW Item Info" is trusted only
-// up to param (slot 9).
+// "LW Item Info 2" has all 13 slots; the plain "LW Item Info" lacks the tags
+// (the last two).
 typedef struct {
     LWItemID (*first)(LWItemType, LWItemID boneObject);
     LWItemID (*next)(LWItemID);
