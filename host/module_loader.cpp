@@ -28,8 +28,10 @@ bool AttachModule(const ModuleDescriptor *d, LoadedModule *out, std::string *err
         *error = "module is not built for this machine";
         return false;
     }
-    void *data = d->startup ? d->startup() : nullptr;
-    if (!data) {
+    // The start-up function is optional; without one the servers get no
+    // server data. One that is there and answers null has failed.
+    void *data = nullptr;
+    if (d->startup && !(data = d->startup())) {
         *error = "module startup failed";
         return false;
     }

@@ -205,11 +205,42 @@ TEST(Negotiation, OffersThreeThenTwoThenOneAsLayoutDoes) {
         int code = NegotiateHandler(module, row, 3, nullptr, &record, &version);
         EXPECT_EQ(OldServer::offered, c.offered) << c.cls;
         EXPECT_EQ(code, c.settled ? AFUNC_OK : AFUNC_BADVERSION) << c.cls;
-        if (c.settled) EXPECT_EQ(version, c.settled) << c.cls;
+        if (c.settled) {
+            EXPECT_EQ(version, c.settled) << c.cls;
+        }
         ASSERT_EQ(record.size(), c.room) << c.cls;  // the newest record's room whatever was accepted
         for (bool empty : OldServer::roomEmpty) EXPECT_TRUE(empty) << c.cls << ": a record offered with slots already set";
         // What an older version lacks stays empty: no description slot at 1.
-        if (c.settled == 1) EXPECT_EQ(record[HandlerSlotCount(c.cls, 1)], nullptr) << c.cls;
+        if (c.settled == 1) {
+            EXPECT_EQ(record[HandlerSlotCount(c.cls, 1)], nullptr) << c.cls;
+        }
+    }
+}
+
+}  // namespace
+
+namespace {
+
+TEST(Negotiation, TheStartUpFunctionIsOptional) {
+    static ServerRecord none[] = {{nullptr, nullptr, nullptr}};
+    struct Case {
+        void *(*startup)();
+        bool attached;
+    } cases[] = {
+        {nullptr, true},                                   // no start-up: no server data, and that is fine
+        {[]() -> void * { return nullptr; }, false},       // a start-up that answers null has failed
+        {[]() -> void * { return none; }, true},
+    };
+    for (const Case &c : cases) {
+        ModuleDescriptor d{MOD_SYSSYNC, MOD_SYSVER, MOD_MACHINE_X86, c.startup, nullptr, none};
+        LoadedModule module;
+        std::string error;
+        EXPECT_EQ(AttachModule(&d, &module, &error), c.attached) << error;
+        if (c.attached) {
+            EXPECT_EQ(module.serverData, c.startup ? c.startup() : nullptr);
+        } else {
+            EXPECT_EQ(error, "module startup failed");
+        }
     }
 }
 
