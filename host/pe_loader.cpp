@@ -124,7 +124,9 @@ bool Loader::Sections(const Bytes &file) {
         uint32_t virtualSize = file.U32(h + 8), rva = file.U32(h + 12), rawSize = file.U32(h + 16),
                  rawAt = file.U32(h + 20), flags = file.U32(h + 36);
         uint32_t inMemory = virtualSize ? virtualSize : rawSize;
-        if (rva < headerSize_ || !InImage(rva, inMemory, "a section")) return false;
+        if (rva < headerSize_)
+            return Fail("its section " + std::string(name) + " at " + Hex(rva) + " overlaps its headers");
+        if (!InImage(rva, inMemory, "a section")) return false;
         uint32_t copied = rawSize < inMemory ? rawSize : inMemory;  // the rest is zero fill
         if (copied && !file.Has(rawAt, copied))
             return Fail("cut short: its section " + std::string(name) + " ends at byte " +
@@ -224,8 +226,11 @@ bool Loader::Tls() {
     out_.tlsTemplateSize = end - start;
     out_.tlsZeroFill = Image().U32(at + 16);
     out_.tlsIndexRva = Virtual(index);
-    if (end < start || !InImage(out_.tlsTemplateRva, out_.tlsTemplateSize, "the thread-local template") ||
-        !InImage(out_.tlsIndexRva, 4, "the thread-local index") || out_.tlsZeroFill > kMostImageBytes)
+    if (end < start) return Fail("its thread-local template ends (" + Hex(end) + ") before it starts (" + Hex(start) + ")");
+    if (out_.tlsZeroFill > kMostImageBytes)
+        return Fail("its thread-local data asks for " + std::to_string(out_.tlsZeroFill) + " bytes of zeros");
+    if (!InImage(out_.tlsTemplateRva, out_.tlsTemplateSize, "the thread-local template") ||
+        !InImage(out_.tlsIndexRva, 4, "the thread-local index"))
         return false;
     for (uint32_t k = 0; callbacks; ++k) {
         if (!InImage(Virtual(callbacks) + 4 * k, 4, "the thread-local callback list")) return false;

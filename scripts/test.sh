@@ -4,7 +4,8 @@
 # the shipped 32-bit vesk.p itself run by the 32-bit host (its activations and
 # records, and every example against the native build),
 # the Windows check of the 64-bit vesk.p under wine64, and half a minute of
-# fuzzing shared by the settings, object, scene, stored image and image readers.
+# fuzzing shared by the settings, object, scene, stored image and image readers
+# and the module loader.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/ensure-tools.sh
@@ -12,7 +13,7 @@ vesk_ensure_tools
 
 vesk_build win32 win64 fuzz native sanitize host32
 
-echo "== fuzzers: settings, object, scene, stored image and image readers, 6 seconds each"
+echo "== fuzzers: settings, object, scene, stored image and image readers and the module loader, 5 seconds each"
 if ! ctest --preset fuzz > build/fuzz/fuzz.log 2>&1; then
     tail -n 80 build/fuzz/fuzz.log
     exit 1
