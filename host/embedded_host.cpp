@@ -396,6 +396,12 @@ const void *EmbeddedHost::Handler(const char *className, const std::string &serv
     return handlers_.emplace(key, std::move(activated)).first->second.record.data();
 }
 
+long EmbeddedHost::HandlerVersion(const void *record) const {
+    for (const auto &[key, activated] : handlers_)
+        if (activated.record.data() == record) return activated.version;
+    return 3;
+}
+
 // Activates the class's handler once and creates the instance for the item.
 template <typename Handler, typename Use>
 LWInstance AddPlugin(EmbeddedHost &host, const char *className, Item &item, std::vector<Use> &uses,

@@ -69,6 +69,10 @@ public:
     // object without points. Kept in `warnings` unless `warn` is set.
     std::vector<std::string> warnings;
     std::function<void(const std::string &)> warn;
+    // An image filter's progress through its frame, as its monitor reports it
+    // (steps done of the total it announced): false asks it to stop, which a
+    // filter that checks its monitor honours. Unset: it runs to its end.
+    std::function<bool(unsigned done, unsigned total)> filterProgress;
     void WarnOnce(const Item &object, const std::string &text);
     // The displacement plug-in the host is running, for what it says.
     const std::string *runningDisplacement = nullptr;
@@ -87,12 +91,14 @@ public:
 
     // The module whose plug-ins the scene applies.
     void UseModule(const LoadedModule *module) { module_ = module; }
-    // The handler record of a server, activated once (version 3, then lower);
-    // null, with the reason, when the module has no such server or refuses it.
-    // The handler record of a server, activated once (the version it accepted
-    // through *version).
+    // The handler record of a server, activated once (version 3, then lower;
+    // the version it accepted through *version); null, with the reason, when
+    // the module has no such server or refuses it.
     const void *Handler(const char *className, const std::string &server, std::string *error,
                         long *version = nullptr);
+    // The version a handler record was accepted at (3 for a record the host
+    // did not activate itself).
+    long HandlerVersion(const void *record) const;
     // Applies an item-motion plug-in to the item after the ones it has.
     LWInstance AddMotionPlugin(Item &item, const std::string &server, std::string *error);
     // Applies a displacement plug-in to an object after the ones it has.

@@ -15,7 +15,12 @@ struct Sample {
     const RgbaImage *image;
     int x, y;
     unsigned char *out;
+    bool older;  // a handler of version 1 or 2: no diffuse or specular shading buffers
 } sample;
+
+// Handlers before version 3 were not given the diffuse and specular shading
+// buffers.
+bool Offered(int type, bool older) { return !(older && (type == LWBUF_DIFFSHADE || type == LWBUF_SPECSHADE)); }
 
 // The host maker's manual: bufLine reads byte-encoded buffers and fltLine
 // float-encoded ones, "currently only LWBUF_DEPTH"; so every other buffer,
@@ -39,7 +44,7 @@ void SampleBytes(int type, int num, BufferValue *out) {
     for (int i = 0; i < num; ++i) {
         int t = type + i;
         out[i] = t >= LWBUF_RED && t <= LWBUF_ALPHA ? px[t - LWBUF_RED]
-                 : ByteBuffer(t)                    ? AsByte(t, BufferAt(*sample.image, t, at))
+                 : ByteBuffer(t) && Offered(t, sample.older) ? AsByte(t, BufferAt(*sample.image, t, at))
                                                     : 0;
     }
 }
@@ -68,16 +73,19 @@ struct Frame {
     std::vector<float> depth;
     const RgbaImage *in;
     RgbaImage *out;
+    bool older;  // as for samples
     unsigned char *pixels;  // out's interleaved bytes, where setRGB and setAlpha write
     int width;
-    unsigned steps;
+    unsigned steps, total;
+    bool stopped;  // the monitor was told to stop
 } frame;
 
 BufferValue *FrameLine(int type, int y) {
     if (y < 0 || y >= frame.out->height) return nullptr;
     size_t row = static_cast<size_t>(y) * frame.width;
     if (type >= LWBUF_RED && type <= LWBUF_ALPHA) return frame.planes[type - LWBUF_RED].data() + row;
-    if (ByteBuffer(type) && !frame.bytePlanes[type].empty()) return frame.bytePlanes[type].data() + row;
+    if (ByteBuffer(type) && Offered(type, frame.older) && !frame.bytePlanes[type].empty())
+        return frame.bytePlanes[type].data() + row;
     return nullptr;
 }
 float *FrameFloatLine(int type, int y) {
@@ -91,10 +99,13 @@ void FrameSetRGB(int x, int y, BufferValue rgb[3]) {
     at[0] = rgb[0], at[1] = rgb[1], at[2] = rgb[2];
 }
 void FrameSetAlpha(int x, int y, BufferValue a) { frame.pixels[(static_cast<size_t>(y) * frame.width + x) * 4 + 3] = a; }
-void MonitorInit(void *, unsigned) {}
+void MonitorInit(void *, unsigned total) { frame.total = total, frame.steps = 0; }
+// Nonzero asks the filter to stop (the user's abort).
 int MonitorStep(void *, unsigned n) {
     frame.steps += n;
-    return 0;
+    const auto &progress = EmbeddedHost::Active().filterProgress;
+    if (frame.stopped || (progress && !progress(frame.steps, frame.total))) frame.stopped = true;
+    return frame.stopped ? 1 : 0;
 }
 void MonitorDone(void *) {}
 
@@ -179,9 +190,12 @@ bool RunPixelFilter(const PixelFilterHandler *h, LWInstance instance, RgbaImage 
         access.rayCast = rays->rayCast;
         access.rayShade = rays->rayShade;
     }
+    // A version-2 record's access ends with the ray tracing: no cast or shade.
+    bool older = EmbeddedHost::Active().HandlerVersion(h) < 3;
+    if (older) access.rayCast = nullptr, access.rayShade = nullptr;
     for (int y = 0; y < image->height; ++y)
         for (int x = 0; x < image->width; ++x) {
-            sample = {&source, x, y, &image->rgba[(static_cast<size_t>(y) * image->width + x) * 4]};
+            sample = {&source, x, y, &image->rgba[(static_cast<size_t>(y) * image->width + x) * 4], older};
             access.sx = x + 0.5;
             access.sy = y + 0.5;
             h->evaluate(instance, &access);
@@ -212,9 +226,11 @@ bool RunImageFilter(const ImageFilterHandler *h, LWInstance instance, RgbaImage 
     }
     frame.in = image;
     frame.out = image;
+    frame.older = EmbeddedHost::Active().HandlerVersion(h) < 3;
     frame.pixels = image->rgba.data();
     frame.width = image->width;
-    frame.steps = 0;
+    frame.steps = frame.total = 0;
+    frame.stopped = false;
     Monitor monitor = {nullptr, MonitorInit, MonitorStep, MonitorDone};
     FilterAccess access{};
     access.width = image->width;
@@ -227,6 +243,7 @@ bool RunImageFilter(const ImageFilterHandler *h, LWInstance instance, RgbaImage 
     access.setAlpha = FrameSetAlpha;
     access.monitor = &monitor;
     h->process(instance, &access);
+    if (frame.stopped) return *error = "the filter was stopped", false;
     return !EmbeddedHost::Active().MotionOverrun(error);
 }
 
@@ -240,6 +257,7 @@ bool RenderShaderPreview(const ShaderHandler *h, LWInstance instance, int width,
     out->width = width;
     out->height = height;
     out->rgba.assign(static_cast<size_t>(width) * height * 4, 255);
+    const bool older = EmbeddedHost::Active().HandlerVersion(h) < 3;
     const Vec eye = {0, 0, -5}, light = {-0.5773502691896258, 0.5773502691896258, -0.5773502691896258};
     const double halfTan = 1 / 3.2;  // the host's default zoom
     for (int y = 0; y < height; ++y)
@@ -269,6 +287,7 @@ bool RenderShaderPreview(const ShaderHandler *h, LWInstance instance, int width,
                 for (int i = 0; i < 3; ++i) s.oXfrm[4 * i] = s.wXfrm[4 * i] = 1;
                 s.diffuse = 0.8, s.specular = 0.3, s.eta = 1, s.roughness = 0.3;
                 s.illuminate = NoLight, s.rayTrace = NoRay, s.rayCast = NoCast, s.rayShade = NoShade;
+                if (older) s.rayCast = nullptr, s.rayShade = nullptr;  // not in a version 1 or 2 access
                 h->evaluate(instance, &s);
                 Vec n = {s.wNorm[0], s.wNorm[1], s.wNorm[2]};
                 double nl = std::sqrt(Dot(n, n));

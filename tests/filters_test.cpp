@@ -261,3 +261,113 @@ TEST_F(DropShadow, PreviewShowsTheShadowAsSet) {
 }
 
 }  // namespace
+
+namespace {
+
+// A pixel filter of version 2, as the 5.0 kit built them: what it finds in
+// its access.
+struct VersionTwoFilter {
+    static inline bool castGiven, shadeGiven;
+    static inline BufferValue shading, diffuse;
+    static LWInstance Create(LWError *) { return reinterpret_cast<LWInstance>(1); }
+    static LWError None(LWInstance) { return nullptr; }
+    static void Cleanup(LWInstance) {}
+    static LWError NewTime(LWInstance, LWFrame, LWTime) { return nullptr; }
+    static unsigned Flags(LWInstance) { return 1u << LWBUF_SHADING | 1u << LWBUF_DIFFSHADE; }
+    static void Evaluate(LWInstance, const PixelAccess *access) {
+        castGiven = access->rayCast != nullptr, shadeGiven = access->rayShade != nullptr;
+        access->bufVal(LWBUF_SHADING, 1, &shading);
+        access->bufVal(LWBUF_DIFFSHADE, 1, &diffuse);
+        BufferValue rgba[4] = {};
+        access->setRGBA(rgba);
+    }
+    static int Activate(long version, GlobalFunc *, void *local, void *) {
+        if (version != 2) return AFUNC_BADVERSION;
+        auto *h = static_cast<PixelFilterHandler *>(local);
+        h->create = Create, h->init = None, h->cleanup = Cleanup, h->newTime = NewTime;
+        h->evaluate = Evaluate, h->flags = Flags;
+        return AFUNC_OK;
+    }
+};
+
+TEST(OlderHandlers, AVersionTwoPixelFilterGetsTheVersionTwoAccess) {
+    static ServerRecord servers[] = {{"PixelFilterHandler", "Old", VersionTwoFilter::Activate}, {nullptr, nullptr, nullptr}};
+    ModuleDescriptor descriptor{MOD_SYSSYNC, MOD_SYSVER, MOD_MACHINE_X86, nullptr, nullptr, servers};
+    LoadedModule module;
+    std::string error;
+    ASSERT_TRUE(AttachModule(&descriptor, &module, &error)) << error;
+    EmbeddedHost host;
+    host.UseModule(&module);
+    long version = 0;
+    auto *h = static_cast<const PixelFilterHandler *>(host.Handler("PixelFilterHandler", "Old", &error, &version));
+    ASSERT_NE(h, nullptr) << error;
+    EXPECT_EQ(version, 2);
+    RgbaImage image;
+    image.width = image.height = 1;
+    image.rgba.assign(4, 0);
+    image.buffers[LWBUF_SHADING].assign(1, 0.5f);
+    image.buffers[LWBUF_DIFFSHADE].assign(1, 0.5f);
+    ASSERT_TRUE(RunPixelFilter(h, nullptr, &image, 0, 0, &error)) << error;
+    EXPECT_FALSE(VersionTwoFilter::castGiven);   // the ray cast and shade came with version 3
+    EXPECT_FALSE(VersionTwoFilter::shadeGiven);
+    EXPECT_EQ(VersionTwoFilter::shading, 128);  // a shading of one half as a byte (127.5 rounds up)
+    EXPECT_EQ(VersionTwoFilter::diffuse, 0);    // no diffuse shading buffer before version 3
+}
+
+}  // namespace
+
+namespace {
+
+// An image filter that reports every line to its monitor and stops when told,
+// as the host maker's samples do.
+struct CountingFilter {
+    static inline int lines;
+    static LWInstance Create(LWError *) { return reinterpret_cast<LWInstance>(1); }
+    static unsigned Flags(LWInstance) { return 0; }
+    static void Process(LWInstance, const FilterAccess *access) {
+        lines = 0;
+        access->monitor->init(access->monitor->data, static_cast<unsigned>(access->height));
+        for (int y = 0; y < access->height; ++y) {
+            for (int x = 0; x < access->width; ++x) {
+                BufferValue rgb[3] = {1, 2, 3};
+                access->setRGB(x, y, rgb);
+                access->setAlpha(x, y, 4);
+            }
+            ++lines;
+            if (access->monitor->step(access->monitor->data, 1)) break;
+        }
+        access->monitor->done(access->monitor->data);
+    }
+};
+
+TEST(OlderHandlers, AnImageFiltersMonitorShowsProgressAndStopsItWhenAsked) {
+    ImageFilterHandler h{};
+    h.create = CountingFilter::Create, h.process = CountingFilter::Process, h.flags = CountingFilter::Flags;
+    EmbeddedHost host;
+    std::vector<std::pair<unsigned, unsigned>> seen;
+    struct Case {
+        unsigned stopAfter;  // 0: never
+        int lines;
+        bool finished;
+    } cases[] = {{0, 6, true}, {2, 2, false}};
+    for (const Case &c : cases) {
+        seen.clear();
+        host.filterProgress = [&](unsigned done, unsigned total) {
+            seen.push_back({done, total});
+            return c.stopAfter == 0 || done < c.stopAfter;
+        };
+        RgbaImage image;
+        image.width = 3, image.height = 6;
+        image.rgba.assign(3 * 6 * 4, 0);
+        std::string error;
+        EXPECT_EQ(RunImageFilter(&h, nullptr, &image, 0, 0, &error), c.finished);
+        EXPECT_EQ(CountingFilter::lines, c.lines);
+        ASSERT_EQ(seen.size(), static_cast<size_t>(c.lines));
+        EXPECT_EQ(seen.back(), std::make_pair(static_cast<unsigned>(c.lines), 6u));
+        if (!c.finished) {
+            EXPECT_EQ(error, "the filter was stopped");
+        }
+    }
+}
+
+}  // namespace

@@ -132,6 +132,11 @@ int Filter(const std::vector<std::string> &args) {
     if (!v[kFrames].empty()) {
         status = Sequence(s, run, name, v);
     } else {
+        // One frame: the image filter's own monitor drives the bar.
+        s.host.filterProgress = [](unsigned done, unsigned total) {
+            if (total) DrawProgress(static_cast<int>(done < total ? done : total), static_cast<int>(total));
+            return true;
+        };
         if (FilterFile(s, run, v[kIn], v[kDepth], frame, v[kOut], &error))
             std::printf("wrote %s\n", v[kOut].c_str());
         else

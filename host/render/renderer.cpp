@@ -41,6 +41,7 @@ struct ShaderUse {
     std::string server;
     unsigned flags = 0;
     bool owned = false;  // made from the object file here, destroyed here
+    long version = 3;    // the handler's: before 3 the access has no ray cast or shade
 };
 
 struct FrameLight {
@@ -350,6 +351,7 @@ struct Renderer::State {
             sa->rayTrace = rayed ? rays.rayTrace : NoRay;
             sa->rayCast = rayed ? rays.rayCast : NoCast;
             sa->rayShade = rayed ? rays.rayShade : NoShade;
+            if (use.version < 3) sa->rayCast = nullptr, sa->rayShade = nullptr;
             use.handler->evaluate(use.instance, sa);
             ShaderAccess after = before;  // read-only fields and ray functions as they were
             auto keep = [&](unsigned flag, auto member) {
@@ -558,7 +560,9 @@ bool Renderer::Begin(std::string *error) {
             std::vector<ShaderUse> list;
             for (const SurfaceShader &shader : surface.shaders) {
                 std::string why;
-                auto *handler = static_cast<const ShaderHandler *>(st.host.Handler("ShaderHandler", shader.server, &why));
+                long version = 3;
+                auto *handler =
+                    static_cast<const ShaderHandler *>(st.host.Handler("ShaderHandler", shader.server, &why, &version));
                 if (!handler) return *error = s.ShownName(*object) + ": surface " + surface.name + ": " + why, false;
                 LWError failure = nullptr;
                 LWInstance instance = handler->create(&failure);
@@ -566,7 +570,7 @@ bool Renderer::Begin(std::string *error) {
                     return *error = shader.server + ": " + (failure ? failure : "could not be created"), false;
                 ByteSource source{&shader.data, 0};
                 LWLoadState load = {LWIO_OBJECT, &source, ReadBytes};
-                list.push_back({handler, instance, shader.server, 0, true});
+                list.push_back({handler, instance, shader.server, 0, true, version});
                 if (LWError e = handler->load(instance, &load))
                     return *error = s.ShownName(*object) + ": surface " + surface.name + ": " + shader.server + ": " + e, false;
             }
