@@ -306,7 +306,12 @@ void CopyOut(char *dst, const std::string &src, int buflen) {
 
 int RequestFile(const char *hail, char *name, char *path, char *fullName, int buflen) {
     EmbeddedHost &host = EmbeddedHost::Active();
-    host.fileRequests.push_back({hail ? hail : "", name ? name : "", path ? path : ""});
+    FileRequest asked{hail ? hail : "", name ? name : "", path ? path : ""};
+    if (!asked.name.empty() && (asked.name[0] == '>' || asked.name[0] == '<')) {
+        asked.dialog = asked.name[0] == '>' ? FileRequest::kSave : FileRequest::kLoad;
+        asked.name.erase(0, 1);
+    }
+    host.fileRequests.push_back(asked);
     if (host.fileAnswers.empty()) return 0;
     FileAnswer answer = host.fileAnswers.front();
     host.fileAnswers.pop_front();

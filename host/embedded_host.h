@@ -46,6 +46,9 @@ struct FileAnswer {
 
 struct FileRequest {
     std::string hail, name, path;
+    // Since 5.0 a name beginning with '>' asks for a dialog for saving, with
+    // '<' for loading; the mark is not part of the name.
+    enum Dialog { kEither, kSave, kLoad } dialog = kEither;
 };
 
 class EmbeddedHost {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 
 #include "host/embedded_host.h"
 
@@ -156,6 +157,31 @@ TEST(EmbeddedHost, CameraFieldOfViewFollowsZoom) {
     info->fovAngles(IdOf(&camera), 0, &h, &v);  // zoom 3.2 on a 640 x 480 frame
     EXPECT_NEAR(v * 180 / M_PI, 34.7, 0.05);
     EXPECT_NEAR(h * 180 / M_PI, 45.2, 0.05);
+}
+
+}  // namespace
+
+namespace {
+
+TEST(EmbeddedHost, AFileRequestsMarkAsksForSavingOrLoading) {
+    EmbeddedHost host;
+    auto *request = reinterpret_cast<int (*)(const char *, char *, char *, char *, int)>(
+        host.Service(LWSERVICE_FILE_REQUEST, 0));
+    ASSERT_NE(request, nullptr);
+    struct Case {
+        const char *name;
+        FileRequest::Dialog dialog;
+        const char *shown;
+    } cases[] = {{">dump.txt", FileRequest::kSave, "dump.txt"},
+                 {"<scene.lws", FileRequest::kLoad, "scene.lws"},
+                 {"plain.txt", FileRequest::kEither, "plain.txt"}};
+    for (const Case &c : cases) {
+        char name[64], path[64] = "", full[64] = "";
+        std::strcpy(name, c.name);
+        EXPECT_EQ(request("Pick", name, path, full, 64), 0) << "nobody here to answer: cancelled";
+        EXPECT_EQ(host.fileRequests.back().dialog, c.dialog) << c.name;
+        EXPECT_EQ(host.fileRequests.back().name, c.shown) << c.name;
+    }
 }
 
 }  // namespace
