@@ -85,6 +85,16 @@ VESK_PIN_AT(LWSceneInfo, frameWidth, 48);
 VESK_PIN_AT(LWSceneInfo, pixelAspect, 56);
 VESK_PIN_AT(LWSceneInfo, limitedRegion, 72);
 VESK_PIN_AT(LWSceneInfo, recursionDepth, 88);
+
+// The generic server's local data (version 2), and the older handler records:
+// each a prefix of the newest, so the slot a version lacks starts where its
+// record ends (an image filter of version 1 ends before its description).
+VESK_PIN_SIZE(LayoutGeneric, 8);
+VESK_PIN_AT(LayoutGeneric, loadScene, 4);
+VESK_PIN_AT(ImageFilterHandler, descln, 7 * 4);
+VESK_PIN_AT(ItemMotionHandler, descln, 6 * 4);
+VESK_PIN_AT(DisplacementHandler, descln, 8 * 4);
+VESK_PIN_AT(ShaderHandler, descln, 10 * 4);
 VESK_PIN_SIZE(LWItemInfo, 52);
 VESK_PIN_AT(LWItemInfo, param, 36);
 VESK_PIN_SIZE(LWObjectInfo, 20);
