@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "host/embedded_host.h"
+#include "host/module_loader.h"
 
 namespace {
 
@@ -181,6 +182,58 @@ TEST(EmbeddedHost, AFileRequestsMarkAsksForSavingOrLoading) {
         EXPECT_EQ(request("Pick", name, path, full, 64), 0) << "nobody here to answer: cancelled";
         EXPECT_EQ(host.fileRequests.back().dialog, c.dialog) << c.name;
         EXPECT_EQ(host.fileRequests.back().name, c.shown) << c.name;
+    }
+}
+
+}  // namespace
+
+namespace {
+
+// Two motion handlers of a module of the 5.0 era's kind: Lift (version 3)
+// raises its item 10 m; Reader (version 2) notes what getParam tells it.
+struct OldMotion {
+    static inline double seen[3];
+    static LWInstance Create(LWError *, LWItemID) { return reinterpret_cast<LWInstance>(1); }
+    static void Destroy(LWInstance) {}
+    static void Lift(LWInstance, const ItemMotionAccess *a) {
+        double p[3];
+        a->getParam(LWIP_POSITION, a->time, p);
+        p[1] += 10;
+        a->setParam(LWIP_POSITION, p);
+    }
+    static void Read(LWInstance, const ItemMotionAccess *a) { a->getParam(LWIP_POSITION, a->time, seen); }
+    template <long kVersion, void (*kEvaluate)(LWInstance, const ItemMotionAccess *)>
+    static int Activate(long version, GlobalFunc *, void *local, void *) {
+        if (version != kVersion) return AFUNC_BADVERSION;
+        auto *h = static_cast<ItemMotionHandler *>(local);
+        h->create = Create, h->destroy = Destroy, h->evaluate = kEvaluate;
+        return AFUNC_OK;
+    }
+};
+
+TEST(EmbeddedHost, AVersionTwoMotionHandlerReadsTheKeysAlone) {
+    // In versions 1 and 2 getParam gave only what was keyed, so handlers
+    // could not see each other's work; from 3 on it gives the motion before.
+    static ServerRecord servers[] = {{"ItemMotionHandler", "Lift", OldMotion::Activate<3, OldMotion::Lift>},
+                                     {"ItemMotionHandler", "Reader2", OldMotion::Activate<2, OldMotion::Read>},
+                                     {"ItemMotionHandler", "Reader3", OldMotion::Activate<3, OldMotion::Read>},
+                                     {nullptr, nullptr, nullptr}};
+    ModuleDescriptor descriptor{MOD_SYSSYNC, MOD_SYSVER, MOD_MACHINE_X86, nullptr, nullptr, servers};
+    LoadedModule module;
+    std::string error;
+    ASSERT_TRUE(AttachModule(&descriptor, &module, &error)) << error;
+    for (const char *reader : {"Reader2", "Reader3"}) {
+        EmbeddedHost host;
+        host.UseModule(&module);
+        Item &item = host.scene.AddNullObject("Lifted");
+        item.motion[kPosY].keys = {{0, 2}};  // keyed at 2 m
+        ASSERT_TRUE(host.AddMotionPlugin(item, "Lift", &error)) << error;
+        ASSERT_TRUE(host.AddMotionPlugin(item, reader, &error)) << error;
+        ASSERT_EQ(item.motionPlugins[1].version, reader[6] == '2' ? 2 : 3);
+        double final[9];
+        host.FinalMotion(item, 0.5, final);
+        EXPECT_EQ(final[kPosY], 12);
+        EXPECT_EQ(OldMotion::seen[1], reader[6] == '2' ? 2 : 12) << reader;
     }
 }
 
