@@ -208,7 +208,9 @@ bool Loader::Exports() {
         if (!Name(Image().U32(names + 4 * i), "an export's name", &name)) return false;
         uint16_t ordinal = Image().U16(ordinals + 2 * i);
         if (ordinal >= functionCount) return Fail("the export " + name + " names a function it does not have");
-        out_.exports.emplace_back(name, Image().U32(functions + 4 * ordinal));
+        uint32_t rva = Image().U32(functions + 4 * ordinal);
+        if (!Image().Has(rva, 1)) return Fail("the export " + name + " at " + Hex(rva) + " lies outside the image");
+        out_.exports.emplace_back(name, rva);
     }
     return true;
 }
