@@ -113,15 +113,20 @@ unsigned MapCase(unsigned c, uint32_t flags) {
     if ((flags & kMapUpper) && c >= 'a' && c <= 'z') return c - 32;
     return c;
 }
-// LCMapString's count rule: a negative length counts up to and with the
-// terminating zero; no room asks for the length needed.
+// The string functions' count rule: a negative length counts up to and with
+// the terminating zero.
+template <typename Char>
+int Counted(const Char *from, int n) {
+    if (n >= 0) return n;
+    n = 0;
+    while (from[n]) ++n;
+    return n + 1;
+}
+
+// LCMapString: no room asks for the length needed.
 template <typename Char>
 int MapString(uint32_t flags, const Char *from, int n, Char *to, int room) {
-    if (n < 0) {
-        n = 0;
-        while (from[n]) ++n;
-        ++n;
-    }
+    n = Counted(from, n);
     if (room == 0) return n;
     if (room < n) return 0;
     for (int i = 0; i < n; ++i) to[i] = static_cast<Char>(MapCase(static_cast<unsigned>(from[i]) & (sizeof(Char) == 1 ? 0xff : 0xffff), flags));
@@ -366,7 +371,7 @@ int WINAPI GetCPInfo(uint32_t, uint8_t *info) {
 }
 int WINAPI IsDBCSLeadByteEx(uint32_t, uint8_t) { return 0; }
 int WINAPI MultiByteToWideChar(uint32_t, uint32_t, const char *from, int n, uint16_t *to, int room) {
-    if (n < 0) n = static_cast<int>(std::strlen(from)) + 1;
+    n = Counted(from, n);
     if (room == 0) return n;
     if (room < n) return SetWindowsLastError(122), 0;  // ERROR_INSUFFICIENT_BUFFER
     for (int i = 0; i < n; ++i) to[i] = Wide(static_cast<uint8_t>(from[i]));
@@ -374,11 +379,7 @@ int WINAPI MultiByteToWideChar(uint32_t, uint32_t, const char *from, int n, uint
 }
 int WINAPI WideCharToMultiByte(uint32_t, uint32_t, const uint16_t *from, int n, char *to, int room, const char *fallback,
                                int *defaulted) {
-    if (n < 0) {
-        n = 0;
-        while (from[n]) ++n;
-        ++n;
-    }
+    n = Counted(from, n);
     if (defaulted) *defaulted = 0;
     if (room == 0) return n;
     if (room < n) return SetWindowsLastError(122), 0;
@@ -397,17 +398,13 @@ int WINAPI LCMapStringW(uint32_t, uint32_t flags, const uint16_t *from, int n, u
 }
 int WINAPI GetStringTypeA(uint32_t, uint32_t kind, const char *from, int n, uint16_t *types) {
     if (kind != 1) return SetWindowsLastError(1004), 0;  // CT_CTYPE1 only; ERROR_INVALID_FLAGS
-    if (n < 0) n = static_cast<int>(std::strlen(from)) + 1;
+    n = Counted(from, n);
     for (int i = 0; i < n; ++i) types[i] = CharacterType(static_cast<uint8_t>(from[i]));
     return 1;
 }
 int WINAPI GetStringTypeW(uint32_t kind, const uint16_t *from, int n, uint16_t *types) {
     if (kind != 1) return SetWindowsLastError(1004), 0;
-    if (n < 0) {
-        n = 0;
-        while (from[n]) ++n;
-        ++n;
-    }
+    n = Counted(from, n);
     for (int i = 0; i < n; ++i) types[i] = CharacterType(from[i]);
     return 1;
 }
