@@ -142,3 +142,16 @@ int NegotiateHandler(const LoadedModule &module, const ServerRecord &server, lon
     }
     return code;
 }
+
+int NegotiateInterface(const LoadedModule &module, const ServerRecord &server, GlobalFunc *global, LWInstance instance,
+                       long *version) {
+    // Which version a 5.x host offers an interface is not known for certain:
+    // the maker's samples accept 1 alone, and interfaces are taken to have
+    // been bumped with their handlers, so 3, then 2, then 1 are offered.
+    constexpr long kHighestInterfaceVersion = 3;
+    int code = AFUNC_BADVERSION;
+    for (*version = kHighestInterfaceVersion; *version >= 1; --*version)
+        if ((code = ActivateServer(module, server, *version, global, instance)) != AFUNC_BADVERSION) break;
+    if (*version < 1) *version = 1;
+    return code;
+}

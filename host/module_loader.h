@@ -43,3 +43,8 @@ int ActivateServer(const LoadedModule &module, const ServerRecord &server, long 
 // succeeded or was last offered (0: none was).
 int NegotiateHandler(const LoadedModule &module, const ServerRecord &server, long highestVersion, GlobalFunc *global,
                      std::vector<void *> *record, long *version);
+
+// An interface (options) server activated on the instance it edits, offered
+// versions as a handler is; *version as for NegotiateHandler.
+int NegotiateInterface(const LoadedModule &module, const ServerRecord &server, GlobalFunc *global, LWInstance instance,
+                       long *version);

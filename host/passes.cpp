@@ -248,9 +248,9 @@ bool RunImageFilter(const ImageFilterHandler *h, LWInstance instance, RgbaImage 
 }
 
 bool RenderShaderPreview(const ShaderHandler *h, LWInstance instance, int width, int height, RgbaImage *out,
-                         std::string *error, std::array<double, 3> base, int frame) {
+                         std::string *error, std::array<double, 3> base, int frame, LWItemID object) {
     if (LWError e = h->init(instance)) return *error = e, false;
-    if (LWError e = h->newTime(instance, frame, frame / Scene().framesPerSecond)) {
+    if (LWError e = h->newTime(instance, frame, frame / EmbeddedHost::Active().scene.framesPerSecond)) {
         h->cleanup(instance);
         return *error = e, false;
     }
@@ -276,6 +276,7 @@ bool RenderShaderPreview(const ShaderHandler *h, LWInstance instance, int width,
                 Vec p = {eye[0] + t * dir[0], eye[1] + t * dir[1], eye[2] + t * dir[2]};
                 ShaderAccess s{};
                 s.sx = x, s.sy = y;
+                s.objID = object;
                 for (int i = 0; i < 3; ++i) {
                     s.oPos[i] = s.wPos[i] = s.gNorm[i] = s.wNorm[i] = p[i];
                     s.raySource[i] = eye[i];

@@ -63,7 +63,9 @@ bool RunImageFilter(const ImageFilterHandler *handler, LWInstance instance, Rgba
 // A preview of a shader on a lit sphere, cast from a camera five units away:
 // each hit fills a shading spot as the host would (its colour `base`, 0 to 1),
 // the shader changes it, and the spot is lit; transparency shows a
-// checkerboard behind. The shader sees frame `frame` at the host's default
-// 30 frames a second.
+// checkerboard behind. The shader sees frame `frame` at the scene's frames a
+// second, and the sphere as `object` (an item of the scene; none by default),
+// so a shader that looks at its object's items finds them.
 bool RenderShaderPreview(const ShaderHandler *handler, LWInstance instance, int width, int height, RgbaImage *out,
-                         std::string *error, std::array<double, 3> base = {0.8, 0.8, 0.8}, int frame = 0);
+                         std::string *error, std::array<double, 3> base = {0.8, 0.8, 0.8}, int frame = 0,
+                         LWItemID object = nullptr);

@@ -569,6 +569,24 @@ void LoadInstanceLines(LWError (*load)(LWInstance, const LWLoadState *), LWInsta
     EmbeddedHost::Active().Forget();  // new settings: what was worked out with the old ones goes
 }
 
+LWError LoadInstanceBytes(LWError (*load)(LWInstance, const LWLoadState *), LWInstance instance,
+                          const std::vector<unsigned char> &bytes) {
+    struct Bytes {
+        const std::vector<unsigned char> *data;
+        size_t at;
+    } source{&bytes, 0};
+    LWLoadState state = {LWIO_OBJECT, &source, [](void *d, char *buf, int len) {
+                             Bytes *s = static_cast<Bytes *>(d);
+                             size_t n = std::min(s->data->size() - s->at, static_cast<size_t>(std::max(len, 0)));
+                             std::memcpy(buf, s->data->data() + s->at, n);
+                             s->at += n;
+                             return static_cast<int>(n);
+                         }};
+    // Object-mode settings are a surface's shaders', which no motion or
+    // placement depends on: what the host has worked out stays.
+    return load(instance, &state);
+}
+
 bool LoadSceneText(EmbeddedHost &host, const std::string &text, const std::string &name, std::string *error) {
     return Reader(host, text, name).Read(error);
 }

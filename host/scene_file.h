@@ -19,6 +19,11 @@ bool LoadSceneFile(EmbeddedHost &host, const std::string &path, std::string *err
 // one line per read, as the host does from a scene.
 void LoadInstanceLines(LWError (*load)(LWInstance, const LWLoadState *), LWInstance instance,
                        const std::vector<std::string> &lines);
+// Hands an instance its settings in the object (binary) mode, as the host
+// does from a surface's shader data: each read takes the next bytes, fewer
+// at the end. The load slot's own error, if any.
+LWError LoadInstanceBytes(LWError (*load)(LWInstance, const LWLoadState *), LWInstance instance,
+                          const std::vector<unsigned char> &bytes);
 bool LoadSceneText(EmbeddedHost &host, const std::string &text, const std::string &name, std::string *error);
 
 // A motion file (LWMO version 1) into its nine channels X Y Z H P B SX SY SZ.

@@ -129,50 +129,137 @@ fi
 "$vesk32" --module "$(module lazypnts)" describe "$work/lazy.lws" 2>&1 | grep -qF "Lag Rate: 0.500000 sec/m" ||
     fail "Demo_LazyPoints did not read its lag rate from the scene"
 
-# Demo_ZOR on the preview sphere (radius 1 at the origin, seen from 5 units
-# in front): with no "Zmin" and "Zmax" nulls among the object's children its
-# source ramps the transparency from 0 at z = -1 to 1 at z = 1. Each pixel is
-# the lit sphere over the checkerboard by that ramp, to within the rounding
-# of the picture's levels; the lighting is the preview's own (one light from
-# the upper left, ambient 0.1, diffuse 0.8, specular 0.3 of power 20).
-if "$vesk32" --module "$(module zor)" shade Demo_ZOR --size 64 -o "$work/zor.pam" >/dev/null 2>"$work/err"; then
-    python3 - "$work/zor.pam" <<'PY' || fail "Demo_ZOR's ramp is not the one between z = -1 and z = 1"
+# The preview sphere as the host draws it (radius 1 at the origin, seen from
+# 5 units in front, lens zoom 3.2), over its checkerboard: a shader's colour
+# and transparency at each spot, given by SHADE(p) from the spot's position,
+# lit by the preview's own light (from the upper left, ambient 0.1, diffuse
+# 0.8, specular 0.3 of power 20). A pixel is checked to within 2 levels of the
+# picture (the rounding of its levels); SHADE returns None for a spot too near
+# an edge of the shader's own to say which side it falls on.
+cat >"$work/preview.py" <<'PY'
 import math, sys
-data = open(sys.argv[1], 'rb').read()
-pixels = data[data.index(b'ENDHDR\n') + 7:]
-size, channels = 64, len(pixels) // (64 * 64)
-half = 1 / 3.2
-light = [-1 / math.sqrt(3), 1 / math.sqrt(3), -1 / math.sqrt(3)]
-dot = lambda a, b: sum(x * y for x, y in zip(a, b))
-worst, ramped = 0, 0
-for y in range(size):
-    for x in range(size):
-        u, v = ((x + 0.5) / size * 2 - 1) * half, (1 - (y + 0.5) / size * 2) * half
-        d = [u, v, 1]
-        d = [c / math.sqrt(dot(d, d)) for c in d]
-        dark = (x // 16 + y // 16) % 2
-        back = [0.25, 0.25, 0.3] if dark else [0.75, 0.75, 0.8]
-        eye = [0, 0, -5]
-        b, c = dot(eye, d), dot(eye, eye) - 1
-        want = back
-        if b * b - c >= 0:
-            t = -b - math.sqrt(b * b - c)
-            p = [e + t * k for e, k in zip(eye, d)]
-            f = min(1, max(0, (p[2] + 1) / 2))
-            ramped += f > 0.05
-            nl = dot(p, light)
-            shine = 0.3 * max(0, -dot([2 * nl * n - l for n, l in zip(p, light)], d)) ** 20
-            lit = [0.8 * (0.8 * max(0, nl) + 0.1) + shine] * 3
-            want = [a * (1 - f) + k * f for a, k in zip(lit, back)]
-        got = pixels[(y * size + x) * channels:(y * size + x) * channels + 3]
-        worst = max(worst, max(abs(g - min(1, max(0, w)) * 255) for g, w in zip(got, want)))
-if worst > 2 or ramped < 100:
-    print('worst level difference', worst, 'pixels ramped', ramped)
-    sys.exit(1)
+def check(path, shade, least_changed=100):
+    data = open(path, 'rb').read()
+    pixels = data[data.index(b'ENDHDR\n') + 7:]
+    size = int(math.sqrt(len(pixels) // 4))
+    half = 1 / 3.2
+    light = [-1 / math.sqrt(3), 1 / math.sqrt(3), -1 / math.sqrt(3)]
+    dot = lambda a, b: sum(x * y for x, y in zip(a, b))
+    worst, changed = 0, 0
+    for y in range(size):
+        for x in range(size):
+            u, v = ((x + 0.5) / size * 2 - 1) * half, (1 - (y + 0.5) / size * 2) * half
+            d = [u, v, 1]
+            d = [c / math.sqrt(dot(d, d)) for c in d]
+            dark = (x // 16 + y // 16) % 2
+            back = [0.25, 0.25, 0.3] if dark else [0.75, 0.75, 0.8]
+            eye = [0, 0, -5]
+            b, c = dot(eye, d), dot(eye, eye) - 1
+            want = back
+            if b * b - c >= 0:
+                t = -b - math.sqrt(b * b - c)
+                p = [e + t * k for e, k in zip(eye, d)]
+                spot = shade(p)
+                if spot is None:
+                    continue
+                colour, f = spot
+                changed += colour != [0.8] * 3 or f > 0.05
+                nl = dot(p, light)
+                shine = 0.3 * max(0, -dot([2 * nl * n - l for n, l in zip(p, light)], d)) ** 20
+                lit = [k * (0.8 * max(0, nl) + 0.1) + shine for k in colour]
+                want = [a * (1 - f) + k * f for a, k in zip(lit, back)]
+            got = pixels[(y * size + x) * 4:(y * size + x) * 4 + 3]
+            worst = max(worst, max(abs(g - min(1, max(0, w)) * 255) for g, w in zip(got, want)))
+    if worst > 2 or changed < least_changed:
+        print('worst level difference', worst, 'pixels the shader changed', changed)
+        sys.exit(1)
+def ramp(low, high):  # ZOR's transparency from 0 at z = low to 1 at z = high
+    return lambda p: ([0.8] * 3, min(1, max(0, (p[2] - low) / (high - low))))
 PY
-else
-    fail "Demo_ZOR: $(cat "$work/err")"
-fi
+preview() {  # preview MODULE SERVER LABEL PYTHON-SHADE [vesk shade options]
+    local m=$1 server=$2 label=$3 shade=$4; shift 4
+    if "$vesk32" --module "$(module "$m")" shade "$server" --size 64 -o "$work/$m.pam" "$@" >/dev/null 2>"$work/err"; then
+        (cd "$work" && python3 -c "import preview; from preview import *; preview.check('$m.pam', $shade)") ||
+            fail "$server: $label"
+    else
+        fail "$server: $(cat "$work/err")"
+    fi
+}
+
+# Demo_ZOR: with no "Zmin" and "Zmax" nulls among the object's children its
+# source ramps the transparency from 0 at z = -1 to 1 at z = 1.
+preview zor Demo_ZOR "the ramp is not the one between z = -1 and z = 1" "ramp(-1, 1)"
+# With the sphere standing in for a scene's object, its children "Zmin" and
+# "Zmax..." (the source compares four letters) set the ramp's ends by their
+# own z (before the parent's motion: the parent stands aside at x = 5) at the
+# frame shown: Zmin keyed linearly from -1 at frame 0 to -0.6 at 48, at 24
+# frames a second, so -0.8 at frame 24.
+cat >"$work/zor.lws" <<'LWS'
+LWSC
+1
+
+FirstFrame 1
+LastFrame 60
+FrameStep 1
+FramesPerSecond 24.000000
+
+AddNullObject Sphere
+ObjectMotion (unnamed)
+  9
+  1
+  5 0 0 0 0 0 1 1 1
+  0 0 0 0 0
+
+AddNullObject Zmin
+ObjectMotion (unnamed)
+  9
+  2
+  0 0 -1 0 0 0 1 1 1
+  0 0 0 0 0
+  0 0 -0.6 0 0 0 1 1 1
+  48 1 0 0 0
+EndBehavior 1
+ParentObject 1
+
+AddNullObject Zmax.1
+ObjectMotion (unnamed)
+  9
+  1
+  0 0 -0.1 0 0 0 1 1 1
+  0 0 0 0 0
+ParentObject 1
+LWS
+preview zor Demo_ZOR "the ramp is not the one between its Zmin and Zmax nulls" "ramp(-0.8, -0.1)" \
+    --scene "$work/zor.lws" --item Sphere --frame 24
+
+# Demo_Blotch, its settings as a surface keeps them (eight big-endian
+# floats: colour, centre, radius, softness), which its options server shows
+# in a message. Its source blends toward the colour by cos(pi d / r) x
+# softness (3.1416 for pi, at most 1) within the radius, d the spot's
+# distance from the centre: near the centre it is the colour, toward the
+# edge the blend goes negative and pushes the other way, and at the edge the
+# spot leaps back to its own colour, so spots within 1e-6 of the edge are
+# left unchecked.
+python3 -c "import struct, sys; sys.stdout.buffer.write(struct.pack('>8f', 1, 0.5, 0, 0.3, 0.2, -0.9, 0.8, 2))" >"$work/blotch.dat"
+"$vesk32" --module "$(module blotch)" settings Demo_Blotch "$work/blotch.dat" >"$work/said" 2>&1
+grep -qF "info: BLOTCH: center (0.300000, 0.200000, -0.900000), radius 0.800000 / color (1.000, 0.500, 0.000), softness 2.000000" \
+    "$work/said" || fail "Demo_Blotch's options did not show the settings loaded: $(cat "$work/said")"
+cat >"$work/blotch.py" <<'PY'
+import math, struct
+colour = struct.unpack('>3f', struct.pack('>3f', 1, 0.5, 0))
+centre = struct.unpack('>3f', struct.pack('>3f', 0.3, 0.2, -0.9))
+radius, softness = struct.unpack('>2f', struct.pack('>2f', 0.8, 2))
+def blotch(p):
+    d = math.sqrt(sum((a - b) ** 2 for a, b in zip(p, centre)))
+    if abs(d - radius) < 1e-6:
+        return None
+    if d > radius:
+        return [0.8] * 3, 0
+    k = min(1, math.cos(d * 3.1416 / radius) * softness)
+    return [0.8 * (1 - k) + c * k for c in colour], 0
+PY
+preview blotch Demo_Blotch "the blotch is not the one its settings describe" "__import__('blotch').blotch" \
+    --settings "$work/blotch.dat"
 
 # Demo_MotionDump, run by vesk generic: the first object whose name starts
 # with '$', one line a frame from 0 to the scene's last, position, rotation

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <iterator>
 
 #include "controls/plugin_instance.h"
 #include "host/scene_file.h"
@@ -129,10 +130,18 @@ bool CreateInstance(Session &s, const std::string &name, const std::string &sett
     out->instance = forItem ? static_cast<const ItemMotionHandler *>(out->handler)->create(&failure, nullptr)
                             : static_cast<const ShaderHandler *>(out->handler)->create(&failure);
     if (!out->instance) return *error = name + ": " + (failure ? failure : "could not be created"), false;
-    if (!settingsFile.empty() && !sessionModuleFile.empty()) {
-        // A module file's panel cannot open here (no screen): its settings go
-        // in through the handler's load slot, line by line, as a scene's do,
-        // so the file must be this plug-in's own.
+    if (!settingsFile.empty() && !sessionModuleFile.empty() && out->className == "ShaderHandler") {
+        // A module file's panel cannot open here (no screen): a shader's
+        // settings live in its object's surface, which the host hands over
+        // in the object (binary) mode, so the file holds the bytes a surface
+        // keeps for it.
+        std::ifstream in(settingsFile, std::ios::binary);
+        std::vector<unsigned char> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        if (LWError e = LoadInstanceBytes(static_cast<const ShaderHandler *>(out->handler)->load, out->instance, bytes))
+            s.host.messages.push_back({MessageKind::Error, e, ""});
+    } else if (!settingsFile.empty() && !sessionModuleFile.empty()) {
+        // Other classes' settings go in through the load slot line by line,
+        // as a scene's do, so the file must be this plug-in's own.
         std::ifstream in(settingsFile, std::ios::binary);
         std::vector<std::string> lines;
         for (std::string line; std::getline(in, line);) {

@@ -72,7 +72,8 @@ bool ShadeObject(Session &, const std::string &objectPath, const NewInstance &, 
 int Shade(const std::vector<std::string> &args) {
     std::vector<std::string> positional, v;
     std::string error;
-    if (!Options(args, {"--settings", "-o", "--size", "--color", "--png-level", "--object", "--frame"}, &positional, &v, &error))
+    if (!Options(args, {"--settings", "-o", "--size", "--color", "--png-level", "--object", "--frame", "--scene", "--item"},
+                 &positional, &v, &error))
         return Fail("shade: " + error);
     if (positional.size() != 1 || v[1].empty()) return Fail("shade: give a shader and -o OUT.png");
     int pngLevel = kDefaultPngLevel;
@@ -89,15 +90,32 @@ int Shade(const std::vector<std::string> &args) {
             return Fail("shade: --color wants R,G,B from 0 to 255, as 200,120,60");
         for (int i = 0; i < 3; ++i) base[i] = rgb[i] / 255.0;
     }
+    if (!v[8].empty() && v[7].empty()) return Fail("shade: --item names an item of the scene given by --scene");
+    if (!v[7].empty() && !v[5].empty()) return Fail("shade: --scene is for the preview sphere, not with --object");
     Session s;
     if (!s.ready) return Fail(s.error);
+    // With a scene, the sphere stands in for one of its objects (the first,
+    // unless --item names another), at the scene's own frame rate.
+    LWItemID sphereAs = nullptr;
+    if (!v[7].empty()) {
+        int status = 0;
+        Item *item = nullptr;
+        if (!v[8].empty()) {
+            if (!(item = LoadSceneItem(s, v[7], v[8], &status))) return status;
+        } else {
+            if (!LoadScene(s, v[7], &status)) return status;
+            if (s.host.scene.objects.empty()) return Fail("shade: " + v[7] + ": the scene has no object");
+            item = s.host.scene.objects.front().get();
+        }
+        sphereAs = IdOf(item);
+    }
     NewInstance made;
     if (!CreateInstance(s, positional[0], v[0], &made, &error)) return Fail(error);
     RgbaImage image;
     bool ok = made.className != "ShaderHandler" ? (error = positional[0] + " is not a shader", false)
               : !v[5].empty() ? ShadeObject(s, v[5], made, size, frame, v[3].empty() ? nullptr : &base, &image, &error)
                               : RenderShaderPreview(static_cast<const ShaderHandler *>(made.handler), made.instance, size,
-                                                    size, &image, &error, base, frame);
+                                                    size, &image, &error, base, frame, sphereAs);
     s.PrintMessages();
     Destroy(made);
     if (!ok || !WritePicture(v[1], image, &error, pngLevel)) return Fail(error);
@@ -110,8 +128,8 @@ int Shade(const std::vector<std::string> &args) {
 
 extern const Command shadeCommand = {
     "shade", "a shader's preview on a lit sphere",
-    "usage: vesk shade SHADER [--settings FILE] [--object OBJECT.lwo] [--size N] [--color R,G,B]\n"
-    "                  [--frame N] [--png-level L] -o OUT.png\n"
+    "usage: vesk shade SHADER [--settings FILE] [--object OBJECT.lwo | --scene SCENE [--item NAME]]\n"
+    "                  [--size N] [--color R,G,B] [--frame N] [--png-level L] -o OUT.png\n"
     "\n"
     "Renders the shader on a lit sphere four units from the camera (the default\n"
     "lens), over a checkerboard that shows through where it is transparent; or,\n"
@@ -121,5 +139,8 @@ extern const Command shadeCommand = {
     "  --color R,G,B    the sphere's own colour, 0 to 255 (default 204,204,204);\n"
     "                   with --object, every surface's colour (default: the file's)\n"
     "  --frame N        the frame the shader sees, at 30 frames a second (default 0)\n"
+    "  --scene SCENE    the sphere stands in for the scene's first object (or the\n"
+    "                   one --item NAME names), at the scene's frames a second, for\n"
+    "                   shaders that look at their object's items\n"
     "  --png-level L    zlib level of the PNG, 0 (fastest) to 9 (smallest); default 1\n",
     Shade};

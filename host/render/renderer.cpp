@@ -8,6 +8,7 @@
 #include <string>
 
 #include "host/render/tracer.h"
+#include "host/scene_file.h"
 
 namespace {
 
@@ -504,19 +505,6 @@ double RayShade(const double position[3], const double direction[3], ShaderAcces
 
 const RayFunctions kRays = {Illuminate, RayTrace, RayCast, RayShade};
 
-// Object-mode data (an SDAT sub-chunk) read by a shader's load callback.
-struct ByteSource {
-    const std::vector<unsigned char> *data;
-    size_t at;
-};
-
-int ReadBytes(void *source, char *buffer, int length) {
-    auto *s = static_cast<ByteSource *>(source);
-    int n = 0;
-    while (n < length && s->at < s->data->size()) buffer[n++] = static_cast<char>((*s->data)[s->at++]);
-    return n;
-}
-
 }  // namespace
 
 Renderer::Renderer(EmbeddedHost &host) : state_(std::make_unique<State>(host)) {
@@ -568,10 +556,8 @@ bool Renderer::Begin(std::string *error) {
                 LWInstance instance = handler->create(&failure);
                 if (!instance)
                     return *error = shader.server + ": " + (failure ? failure : "could not be created"), false;
-                ByteSource source{&shader.data, 0};
-                LWLoadState load = {LWIO_OBJECT, &source, ReadBytes};
                 list.push_back({handler, instance, shader.server, 0, true, version});
-                if (LWError e = handler->load(instance, &load))
+                if (LWError e = LoadInstanceBytes(handler->load, instance, shader.data))
                     return *error = s.ShownName(*object) + ": surface " + surface.name + ": " + shader.server + ": " + e, false;
             }
             auto [from, to] = st.mapped.equal_range(surface.name);

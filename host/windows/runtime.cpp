@@ -77,12 +77,18 @@ bool CallWindowsModule(void (*call)(void *), void *data, uint32_t *exitCode) {
 }
 
 void EndWindowsModuleCall(uint32_t code) {
-    std::fprintf(stderr, "vesk: the module asked to end the program (code %u); refused: its call ends instead\n", code);
     if (callGuard) {
+        std::fprintf(stderr, "vesk: the module asked to end the program (code %u); refused: its call ends instead\n", code);
         endedWith = code;
         siglongjmp(*callGuard, 1);
     }
-    // A call the host did not guard: nothing to go back to.
+    // A plug-in call the host did not guard (only the module's start-up is:
+    // a guard on every evaluation would cost each point and pixel): the
+    // module's C runtime has already shut down, so nothing of it can run
+    // again. The command stops; files are written under a passing name and
+    // renamed when whole, so none is left half-written under its own.
+    std::fprintf(stderr, "vesk: the module asked to end the program (code %u) during a plug-in call; the command stops\n",
+                 code);
     std::fflush(nullptr);
     _exit(70);
 }
