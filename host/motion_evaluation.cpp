@@ -163,19 +163,20 @@ void MotionBefore(const Item &item, double time, size_t upTo, double out[9]) {
         const MotionPluginUse &use = item.motionPlugins[i];
         if (!use.handler || !use.instance) continue;
         if (m.overrun) break;  // past the limit: the keys and what was done, quickly
-        Evaluation e{&item, i, time, {}, {}, m.passDepth > 0 && i == 0 ? &TimelineOf(m, item) : nullptr};
+        Evaluation e{&item, i, time, {}, {}, m.passDepth > 0 && i == 0 ? &TimelineOf(m, item) : nullptr, use.version < 3};
         std::memcpy(e.before, out, sizeof e.before);
         std::memcpy(e.values, out, sizeof e.values);
         m.evaluating.push_back(&e);
+        // Simulations ask this at every step of their chase, so the usual
+        // question (the first plug-in reading the keys at another step) is
+        // answered in a few moves.
         auto getParam = [](LWItemParam param, LWTime t, double v[3]) {
             MotionEvaluation &m = State();
             Evaluation &top = *m.evaluating.back();
-            int first = param == LWIP_ROTATION ? kHeading : param == LWIP_SCALING ? kScaleX : kPosX;
-            double k = param == LWIP_ROTATION ? 1 / kDegreesPerRadian : 1;
+            const int first = param == LWIP_ROTATION ? kHeading : param == LWIP_SCALING ? kScaleX : kPosX;
             double worked[9];
             const double *motion = worked;
-            if (top.item->motionPlugins[top.plugin].version < 3) {
-                // Handlers of versions 1 and 2 read the item's keys alone.
+            if (top.keyedOnly) {
                 m.host.scene.KeyedMotion(*top.item, t, worked);
             } else if (t == top.time) {
                 motion = top.before;
@@ -184,7 +185,13 @@ void MotionBefore(const Item &item, double time, size_t upTo, double out[9]) {
             } else {
                 EarlierMotion(*top.item, t, top.plugin, worked);
             }
-            for (int c = 0; c < 3; ++c) v[c] = motion[first + c] * k;
+            motion += first;
+            if (param == LWIP_ROTATION) {
+                constexpr double k = 1 / kDegreesPerRadian;
+                v[0] = motion[0] * k, v[1] = motion[1] * k, v[2] = motion[2] * k;
+            } else {
+                v[0] = motion[0], v[1] = motion[1], v[2] = motion[2];
+            }
         };
         auto setParam = [](LWItemParam param, const double v[3]) {
             Evaluation &top = *State().evaluating.back();

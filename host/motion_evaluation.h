@@ -21,6 +21,7 @@ struct Evaluation {
     double before[9];  // the motion before it, at `time`
     double values[9];  // what it has set so far
     struct KeyedTimeline *keys = nullptr;  // the item's, when the plug-in is its first and a pass is open
+    bool keyedOnly = false;                // a handler of version 1 or 2: it reads the keys alone
 };
 
 // What an evaluation under way has read.
