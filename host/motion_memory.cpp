@@ -158,6 +158,16 @@ const double *MotionMemory::Find(const MotionKey &key, const ItemsRead **uses) {
         }
     }
     streamAt_[stream] = static_cast<uint32_t>(found);
+    // A sweep asks the stream's next answers soon, but with a plug-in's work
+    // between: fetched now, they are in the cache by then, not waited for.
+    size_t ahead = young_.After(static_cast<size_t>(found));
+    if (ahead != Generation::kNone && ahead < young_.keys.size()) ahead = young_.After(ahead);
+    if (ahead != Generation::kNone && ahead < young_.keys.size()) {
+        __builtin_prefetch(&young_.keys[ahead]);
+        const char *answer = reinterpret_cast<const char *>(&young_.answers[ahead]);
+        __builtin_prefetch(answer);
+        __builtin_prefetch(answer + sizeof(Answer) - 1);
+    }
     const Answer &a = young_.answers[found];
     *uses = &usesSets_[a.uses];
     return a.values;
