@@ -1,4 +1,5 @@
 #include "controls/plugin_instance.h"
+#include "controls/plugin_access.h"
 
 #include <cstring>
 #include <new>
@@ -115,4 +116,24 @@ PluginInstance *BuildInstance(const PanelSpec &layout, const ControlSpec *table,
     instance->controlCount = count;
     if (err) *err = nullptr;
     return instance;
+}
+
+PluginInstance *OpenSettings(LWInstance instance) {
+    auto *p = static_cast<PluginInstance *>(instance);
+    if (p) SynchronisePanel(p->panel);
+    return p;
+}
+
+PluginInstance *OpenEvaluation(LWInstance instance, double time) {
+    PluginInstance *p = OpenSettings(instance);
+    if (p) EvaluatePanelNumerics(p->panel, time);
+    return p;
+}
+
+PluginInstance *OpenEvaluation(LWInstance instance, double time, LWItemID owner) {
+    PluginInstance *p = OpenSettings(instance);
+    if (!p) return nullptr;
+    p->panel->ownerItem = owner;
+    EvaluatePanelNumerics(p->panel, time);
+    return p;
 }

@@ -10,6 +10,7 @@
 #include "controls/choice.h"
 #include "controls/item.h"
 #include "controls/numeric.h"
+#include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
 #include "module/object_points.h"
 #include "module/host_services.h"
@@ -52,7 +53,6 @@ const PanelSpec kPanel = {.title = "Dangle", .shortName = "Dangle", .width = 400
                           .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = Reghost,
                           .workBytes = sizeof(Chain)};
 
-bool On(PluginInstance *p, int i) { return ToggleIsOn(Control<ButtonControl>(p, i)); }
 LWItemID Anchor(PluginInstance *p) {
     ItemControl *c = Control<ItemControl>(p, kControl);
     return c->count > 0 ? c->items[0] : LWITEM_NULL;

@@ -11,6 +11,7 @@
 
 #include "controls/choice.h"
 #include "controls/numeric.h"
+#include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
 #include "helpers/random.h"
 #include "module/host_services.h"
@@ -81,8 +82,6 @@ const PanelSpec kPanel = {.title = "Diffuse Point Drift", .shortName = "Diffuse"
                           .create = Create, .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = Reghost,
                           .workBytes = sizeof(Drift)};
 
-NumericControl *Number(PluginInstance *p, int i) { return Control<NumericControl>(p, i); }
-bool On(PluginInstance *p, int i) { return ToggleIsOn(Control<ButtonControl>(p, i)); }
 double Held(double v, double low, double high) { return v < low ? low : (v > high ? high : v); }
 
 LWInstance Create(LWError *err, LWItemID item) {
@@ -191,7 +190,7 @@ unsigned Flags(LWInstance instance) {
     if (!instance) return 0;
     PluginInstance *p = static_cast<PluginInstance *>(instance);
     SynchronisePanel(p->panel);
-    return Control<RadioControl>(p, kSpace)->selection == kWorldAxes ? LWDMF_WORLD : 0;
+    return Selection(p, kSpace) == kWorldAxes ? LWDMF_WORLD : 0;
 }
 
 const char *Describe(LWInstance instance) {
@@ -200,7 +199,7 @@ const char *Describe(LWInstance instance) {
     SynchronisePanel(p->panel);
     if (On(p, kDisable)) return "Diffuse: Disabled";
     std::snprintf(p->description, 64, "Diffuse, seed %d%s", static_cast<int>(std::floor(Number(p, kSeed)->value + 0.5)),
-                  Control<RadioControl>(p, kSpace)->selection == kWorldAxes ? ", world axes" : "");
+                  Selection(p, kSpace) == kWorldAxes ? ", world axes" : "");
     return p->description;
 }
 

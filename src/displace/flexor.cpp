@@ -10,6 +10,7 @@
 #include "controls/choice.h"
 #include "controls/item.h"
 #include "controls/numeric.h"
+#include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
 #include "module/object_points.h"
 #include "module/host_services.h"
@@ -69,8 +70,6 @@ const PanelSpec kPanel = {.title = "Flexor: Guided Bend", .shortName = "Flexor",
                           .create = Create, .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = Reghost,
                           .workBytes = sizeof(Bend)};
 
-NumericControl *Number(PluginInstance *p, int i) { return Control<NumericControl>(p, i); }
-bool On(PluginInstance *p, int i) { return ToggleIsOn(Control<ButtonControl>(p, i)); }
 double Held(double v, double low, double high) { return v < low ? low : (v > high ? high : v); }
 double Dot(const Vec3 &a, const Vec3 &b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
 Vec3 Cross(const Vec3 &a, const Vec3 &b) {
@@ -135,7 +134,7 @@ LWError NewTime(LWInstance instance, LWItemID object, LWFrame, LWTime t) {
     LWItemID guide = Guide(p);
     if (On(p, kDisable) || !guide) return nullptr;
 
-    int choice = Control<RadioControl>(p, kAxis)->selection;
+    int choice = Selection(p, kAxis);
     const AxisRow &row = kAxes[choice < 0 || choice > 5 ? 2 : choice];
     double length = Number(p, kLength)->current;
     if (!(length > 0)) {
@@ -171,7 +170,7 @@ LWError NewTime(LWInstance instance, LWItemID object, LWFrame, LWTime t) {
     bool offAxis = dn > 1e-9 * dLength;
     Vec3 n = offAxis ? Vec3{dp[0] / (dn + 1e-16), dp[1] / (dn + 1e-16), dp[2] / (dn + 1e-16)} : row.fallback;
     double zone = length - start;
-    if (Control<RadioControl>(p, kAim)->selection == kPointAtGuide && offAxis) aim = AngleToAimTip(aim, zone, da, dn);
+    if (Selection(p, kAim) == kPointAtGuide && offAxis) aim = AngleToAimTip(aim, zone, da, dn);
 
     double most = Held(Number(p, kMaxBend)->current, 0, 360) * kRadiansPerDegree;
     double angle = Held(Number(p, kExaggeration)->current * aim, -most, most);

@@ -10,6 +10,7 @@
 #include "controls/choice.h"
 #include "controls/item.h"
 #include "controls/numeric.h"
+#include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
 #include "displace/placement.h"
 #include "helpers/curves.h"
@@ -63,8 +64,6 @@ const PanelSpec kPanel = {.title = "Poke", .shortName = "Poke", .width = 550, .h
                           .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = Reghost,
                           .workBytes = sizeof(History)};
 
-NumericControl *Number(PluginInstance *p, int i) { return Control<NumericControl>(p, i); }
-bool On(PluginInstance *p, int i) { return ToggleIsOn(Control<ButtonControl>(p, i)); }
 
 LWInstance Create(LWError *err, LWItemID item) {
     return BuildInstance(kPanel, kTable, kControls, item, err, ClassInfo(PluginClass::Displacement).createFailure);

@@ -10,6 +10,7 @@
 #include "controls/plugin_instance.h"
 #include "module/lifecycle.h"
 #include "module/server_table.h"
+#include "controls/plugin_access.h"
 
 namespace {
 
@@ -29,7 +30,7 @@ const ControlSpec kTable[kControls] = {
 const PanelSpec kPanel = {.title = "SuperQ", .shortName = "SuperQ", .width = 400, .height = 210, .create = Create,
                           .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = Reghost};
 
-bool Disabled(PluginInstance *p) { return ToggleIsOn(Control<ButtonControl>(p, kDisable)); }
+bool Disabled(PluginInstance *p) { return On(p, kDisable); }
 
 LWInstance Create(LWError *err, LWItemID item) {
     return BuildInstance(kPanel, kTable, kControls, item, err, ClassInfo(PluginClass::Displacement).createFailure);
@@ -46,7 +47,7 @@ LWError NewTime(LWInstance instance, LWItemID item, LWFrame, LWTime time) {
     p->panel->ownerItem = item;
     EvaluatePanelNumerics(p->panel, time);
     for (int i : {kXExp, kYExp, kZExp}) {
-        double &c = Control<NumericControl>(p, i)->current;
+        double &c = Current(p, i);
         if (c <= 0.02) c = 0.02;
         if (c >= 4.0) c = 4.0;
     }
@@ -61,7 +62,7 @@ void Evaluate(LWInstance instance, DisplacementAccess *access) {
     double *q = access->source;
     double r = std::sqrt(q[0] * q[0] + q[1] * q[1] + q[2] * q[2]) + 1e-16;
     double share[3] = {std::fabs(q[0] / r), std::fabs(q[1] / r), std::fabs(q[2] / r)};
-    for (int i = 0; i < 3; ++i) q[i] = std::pow(share[i], 2 * Control<NumericControl>(p, kXExp + i)->current) * Sign(q[i]) * r;
+    for (int i = 0; i < 3; ++i) q[i] = std::pow(share[i], 2 * Current(p, kXExp + i)) * Sign(q[i]) * r;
 }
 
 unsigned Flags(LWInstance instance) {

@@ -7,6 +7,7 @@
 #include "controls/choice.h"
 #include "controls/item.h"
 #include "controls/numeric.h"
+#include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
 #include "controls/static_controls.h"
 #include "filters/filter_frames.h"
@@ -77,8 +78,6 @@ struct HalfWidths {
     }
 } const kHalfWidths;
 
-double Current(PluginInstance *p, int i) { return Control<NumericControl>(p, i)->current; }
-int Selection(PluginInstance *p, int i) { return Control<RadioControl>(p, i)->selection; }
 
 LWInstance Create(LWError *err) {
     return BuildInstance(kPanel, kTable, kControls, LWITEM_NULL, err, ClassInfo(PluginClass::ImageFilter).createFailure);
@@ -106,7 +105,7 @@ bool ReadFocus(PluginInstance *p, LWTime time) {
     if (!(f >= 1e-7)) return false;
     frame.focus = f;
     frame.scale = 1 / (f * Current(p, kFStop));
-    frame.blurBackground = ToggleIsOn(Control<ButtonControl>(p, kBlurBackground));
+    frame.blurBackground = On(p, kBlurBackground);
     return true;
 }
 
@@ -182,7 +181,7 @@ void Pixel(PluginInstance *, const ImageRecord &image, int x, int y, BufferValue
 void Refresh(PluginInstance *p) {
     PreviewControl *preview = Control<PreviewControl>(p, kPreview);
     GhostControl(&Control<ItemControl>(p, kFocus)->record, Selection(p, kFocusType) != kFocusOnItem);
-    GhostControl(&Control<NumericControl>(p, kFocalLength)->record, Selection(p, kFocusType) != kFocusNumerically);
+    GhostControl(&Number(p, kFocalLength)->record, Selection(p, kFocusType) != kFocusNumerically);
     GhostControl(&Control<ButtonControl>(p, kBlurBackground)->record, Selection(p, kApplyType) != kBlur);
     const FrameState kept = frame;  // a render's setup is not disturbed by the panel
     bool active = ReadFocus(p, 0);

@@ -7,6 +7,7 @@
 
 #include "controls/choice.h"
 #include "controls/numeric.h"
+#include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
 #include "controls/static_controls.h"
 #include "filters/filter_frames.h"
@@ -75,7 +76,6 @@ struct FrameState {
     bool addToAlpha, disabled;
 } frame;
 
-double Current(PluginInstance *p, int i) { return Control<NumericControl>(p, i)->current; }
 
 LWInstance Create(LWError *err) {
     return BuildInstance(kPanel, kTable, kControls, LWITEM_NULL, err, ClassInfo(PluginClass::ImageFilter).createFailure);
@@ -158,8 +158,8 @@ int Setup(PluginInstance *p, const ImageRecord &image, LWFrame, LWTime time) {
     Gather();
     const ColorControl *colour = Control<ColorControl>(p, kColor);
     frame.colour[0] = colour->red, frame.colour[1] = colour->green, frame.colour[2] = colour->blue;
-    frame.addToAlpha = ToggleIsOn(Control<ButtonControl>(p, kAlpha));
-    frame.disabled = ToggleIsOn(Control<ButtonControl>(p, kDisable));
+    frame.addToAlpha = On(p, kAlpha);
+    frame.disabled = On(p, kDisable);
     return 0;
 }
 
@@ -205,7 +205,7 @@ void Refresh(PluginInstance *p) {
     ImageRecord image{planes[0], planes[1], planes[2], planes[3], nullptr, n, n, n, n, 0, 0, 1.0, 1, 0};
     PreviewControl *preview = Control<PreviewControl>(p, kPreview);
     bool active = Setup(p, image, 0, 0) == 0;
-    bool alphaShown = ToggleIsOn(Control<ButtonControl>(p, kAlpha));
+    bool alphaShown = On(p, kAlpha);
     for (int y = 0; y < n; ++y)
         for (int x = 0; x < n; ++x) {
             int at = y * n + x;
@@ -226,7 +226,7 @@ const char *Describe(LWInstance instance) {
     PluginInstance *p = static_cast<PluginInstance *>(instance);
     if (!p) return "Error!";
     SynchronisePanel(p->panel);
-    return ToggleIsOn(Control<ButtonControl>(p, kDisable)) ? "Drop Shadow: Disabled" : "Drop Shadow";
+    return On(p, kDisable) ? "Drop Shadow: Disabled" : "Drop Shadow";
 }
 
 const ImageFilterHandler kHandler = {Create,   SharedDestroy, SharedCopyNoItem, SharedLoad, SharedSave,

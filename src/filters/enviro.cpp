@@ -9,6 +9,7 @@
 #include "controls/choice.h"
 #include "controls/item.h"
 #include "controls/numeric.h"
+#include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
 #include "filters/filter_frames.h"
 #include "module/host_services.h"
@@ -91,9 +92,6 @@ const PanelSpec kPanel = {.title = "Environment Map Renderer", .shortName = "Env
                           .pixel = {.workingResolution = kWorkingResolution, .newTimeHook = NewTimeHook},
                           .workBytes = sizeof(Frame)};
 
-double Current(PluginInstance *p, int i) { return Control<NumericControl>(p, i)->current; }
-int Selection(PluginInstance *p, int i) { return Control<RadioControl>(p, i)->selection; }
-bool On(PluginInstance *p, int i) { return ToggleIsOn(Control<ButtonControl>(p, i)); }
 
 LWInstance Create(LWError *err) {
     return BuildInstance(kPanel, kTable, kControls, LWITEM_NULL, err, ClassInfo(PluginClass::PixelFilter).createFailure);

@@ -12,6 +12,7 @@
 #include "filters/filter_frames.h"
 #include "module/lifecycle.h"
 #include "module/server_table.h"
+#include "controls/plugin_access.h"
 
 namespace {
 
@@ -92,7 +93,7 @@ LWInstance Create(LWError *err) {
 void ReadWarp(PluginInstance *p, LWTime time, Warp *w) {
     SynchronisePanel(p->panel);
     EvaluatePanelNumerics(p->panel, time);
-    auto current = [p](int i) { return Control<NumericControl>(p, i)->current; };
+    auto current = [p](int i) { return Current(p, i); };
     for (int axis = 0; axis < 2; ++axis) {
         w->pin[axis] = current(kXPin + axis);
         w->keystone[axis] = current(kXKeystone + axis);
@@ -109,8 +110,8 @@ void ReadWarp(PluginInstance *p, LWTime time, Warp *w) {
     w->offscreen[1] = static_cast<BufferValue>(colour->green);
     w->offscreen[2] = static_cast<BufferValue>(colour->blue);
     w->offscreen[3] = 0;
-    w->filtering = ToggleIsOn(Control<ButtonControl>(p, kInterpolate));
-    w->mode = Control<RadioControl>(p, kApply)->selection;
+    w->filtering = On(p, kInterpolate);
+    w->mode = Selection(p, kApply);
 }
 
 // A divisor kept off zero: too small a one becomes +1e-6 whatever its sign.

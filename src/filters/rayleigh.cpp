@@ -6,6 +6,7 @@
 
 #include "controls/choice.h"
 #include "controls/numeric.h"
+#include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
 #include "controls/static_controls.h"
 #include "filters/filter_frames.h"
@@ -65,8 +66,7 @@ const PanelSpec kPanel = {.title = "Rayleigh", .shortName = "Rayleigh", .width =
                           .copy = SharedCopy, .afterLoad = Refresh, .pixel = {.newTimeHook = NewTimeHook, .pixelHook = Pixel},
                           .workBytes = sizeof(Fog)};
 
-double Current(PluginInstance *p, int i) { return Control<NumericControl>(p, i)->current; }
-bool Disabled(PluginInstance *p) { return ToggleIsOn(Control<ButtonControl>(p, kDisable)); }
+bool Disabled(PluginInstance *p) { return On(p, kDisable); }
 
 LWInstance Create(LWError *err) {
     return BuildInstance(kPanel, kTable, kControls, LWITEM_NULL, err, ClassInfo(PluginClass::PixelFilter).createFailure);
@@ -76,7 +76,7 @@ LWInstance Create(LWError *err) {
 int NewTimeHook(PluginInstance *p, LWFrame, LWTime time) {
     EvaluatePanelNumerics(p->panel, time);
     for (int i : {kRedLength, kGreenLength, kBlueLength}) {
-        double &falloff = Control<NumericControl>(p, i)->current;
+        double &falloff = Current(p, i);
         if (falloff < kShortestFalloff) falloff = kShortestFalloff;
     }
     Fog *fog = static_cast<Fog *>(p->work);
@@ -86,7 +86,7 @@ int NewTimeHook(PluginInstance *p, LWFrame, LWTime time) {
     const ColorControl *colour = Control<ColorControl>(p, kColor);
     fog->colour[0] = colour->red, fog->colour[1] = colour->green, fog->colour[2] = colour->blue;
     for (int c = 0; c < 3; ++c) fog->falloff[c] = Current(p, kRedLength + c);
-    fog->alphaMode = Control<RadioControl>(p, kAlpha)->selection;
+    fog->alphaMode = Selection(p, kAlpha);
     return 0;
 }
 

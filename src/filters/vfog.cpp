@@ -11,6 +11,7 @@
 #include "controls/choice.h"
 #include "controls/item.h"
 #include "controls/numeric.h"
+#include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
 #include "filters/filter_frames.h"
 #include "module/host_services.h"
@@ -100,9 +101,7 @@ const PanelSpec kPanel = {.title = "Vertical Fog Layer", .shortName = "VFog", .w
                           .pixel = {.workingResolution = kWorkingResolution, .newTimeHook = NewTimeHook},
                           .workBytes = sizeof(Frame)};
 
-double Current(PluginInstance *p, int i) { return Control<NumericControl>(p, i)->current; }
-int Selection(PluginInstance *p, int i) { return Control<RadioControl>(p, i)->selection; }
-bool Disabled(PluginInstance *p) { return ToggleIsOn(Control<ButtonControl>(p, kDisable)); }
+bool Disabled(PluginInstance *p) { return On(p, kDisable); }
 
 LWInstance Create(LWError *err) {
     return BuildInstance(kPanel, kTable, kControls, LWITEM_NULL, err, ClassInfo(PluginClass::PixelFilter).createFailure);
@@ -183,7 +182,7 @@ int NewTimeHook(PluginInstance *p, LWFrame, LWTime time) {
     const ColorControl *fog = Control<ColorControl>(p, kColor), *glow = Control<ColorControl>(p, kSunColor);
     f.fog[0] = std::clamp(fog->red, 0, 255), f.fog[1] = std::clamp(fog->green, 0, 255), f.fog[2] = std::clamp(fog->blue, 0, 255);
     f.maxAmount = std::clamp(Current(p, kMaxFog), 0.0, 1.0);
-    f.fogBackground = ToggleIsOn(Control<ButtonControl>(p, kFogBackground));
+    f.fogBackground = On(p, kFogBackground);
     f.alphaMode = std::clamp(Selection(p, kAlpha), 0, 2);
     const ItemControl *sun = Control<ItemControl>(p, kSun);
     f.sunOn = sun->count > 0 && sun->items[0];

@@ -10,6 +10,7 @@
 
 #include "controls/choice.h"
 #include "controls/numeric.h"
+#include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
 #include "helpers/curves.h"
 #include "helpers/random.h"
@@ -73,8 +74,6 @@ const ControlSpec kTable[kControls] = {
 const PanelSpec kPanel = {.title = "Blink: Keyed Replay", .shortName = "Blink", .width = 600, .height = 330,
                           .create = Create, .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = Reghost};
 
-NumericControl *Number(PluginInstance *p, int i) { return Control<NumericControl>(p, i); }
-bool On(PluginInstance *p, int i) { return ToggleIsOn(Control<ButtonControl>(p, i)); }
 double Held(double v, double low, double high) { return v < low ? low : (v > high ? high : v); }
 // A setting at an event's time. The holds the event search puts on top repeat
 // the controls' clipping: a missing reference item gives 0.0 unclipped.
@@ -156,7 +155,7 @@ void Evaluate(LWInstance instance, const ItemMotionAccess *access) {
     if (e.ease > 1e-9)
         weight = Hermite((t - e.start) / e.ease, 0, 1, 0, 1, 0, 0) * Hermite((e.start + e.duration - t) / e.ease, 0, 1, 0, 1, 0, 0);
     double a = strength * weight;
-    bool replace = Control<RadioControl>(p, kMode)->selection == kReplace;
+    bool replace = Selection(p, kMode) == kReplace;
 
     for (int code : {LWIP_POSITION, LWIP_ROTATION}) {
         if (!(code == LWIP_POSITION ? position : rotation)) continue;

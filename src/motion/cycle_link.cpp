@@ -7,6 +7,7 @@
 #include "controls/choice.h"
 #include "controls/item.h"
 #include "controls/numeric.h"
+#include "controls/plugin_access.h"
 #include "controls/static_controls.h"
 #include "module/host_services.h"
 #include "module/lifecycle.h"
@@ -98,8 +99,6 @@ template <typename T>
 T *Find(PluginInstance *p, const char *key) {
     return reinterpret_cast<T *>(FindControl(p->panel, key));
 }
-NumericControl *Number(PluginInstance *p, int i) { return Control<NumericControl>(p, i); }
-bool On(PluginInstance *p, int i) { return ToggleIsOn(Control<ButtonControl>(p, i)); }
 CycleWork &Work(PluginInstance *p) { return *Work<CycleWork>(p); }
 
 double FramesPerSecond() {
@@ -128,7 +127,7 @@ LWItemID ControlObject(PluginInstance *p, LWItemID item) {
 }
 
 double EndBehaviour(PluginInstance *p, double phase) {
-    switch (Control<RadioControl>(p, kEndBehavior)->selection) {
+    switch (Selection(p, kEndBehavior)) {
     case kRepeat: return phase - std::floor(phase);
     case kPingPong: {
         double m = phase - 2 * std::floor(phase / 2);

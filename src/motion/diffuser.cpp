@@ -8,6 +8,7 @@
 
 #include "controls/choice.h"
 #include "controls/numeric.h"
+#include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
 #include "helpers/random.h"
 #include "module/host_services.h"
@@ -76,8 +77,6 @@ const ControlSpec kTable[kControls] = {
 const PanelSpec kPanel = {.title = "Diffuser: Random Drift", .shortName = "Diffuser", .width = 600, .height = 290,
                           .create = Create, .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = Reghost};
 
-NumericControl *Number(PluginInstance *p, int i) { return Control<NumericControl>(p, i); }
-bool On(PluginInstance *p, int i) { return ToggleIsOn(Control<ButtonControl>(p, i)); }
 double AtLeast(double v, double low) { return v < low ? low : v; }
 
 LWInstance Create(LWError *err, LWItemID item) {

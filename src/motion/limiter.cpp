@@ -5,6 +5,7 @@
 
 #include "controls/choice.h"
 #include "controls/numeric.h"
+#include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
 #include "module/lifecycle.h"
 #include "module/server_table.h"
@@ -52,8 +53,6 @@ const ControlSpec kTable[kControls] = {
 const PanelSpec kPanel = {.title = "Limiter", .shortName = "Limiter", .width = 580, .height = 360, .create = Create,
                           .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = Reghost};
 
-bool On(PluginInstance *p, int i) { return ToggleIsOn(Control<ButtonControl>(p, i)); }
-double &Current(PluginInstance *p, int i) { return Control<NumericControl>(p, i)->current; }
 
 LWInstance Create(LWError *err, LWItemID item) {
     return BuildInstance(kPanel, kTable, kControls, item, err, ClassInfo(PluginClass::ItemMotion).createFailure);

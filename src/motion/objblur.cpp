@@ -8,6 +8,7 @@
 
 #include "controls/choice.h"
 #include "controls/numeric.h"
+#include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
 #include "helpers/curves.h"
 #include "module/host_services.h"
@@ -47,8 +48,7 @@ const ControlSpec kTable[kControls] = {
 const PanelSpec kPanel = {.title = "OBJBlur", .shortName = "OBJBlur", .width = 400, .height = 220, .create = Create,
                           .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = Refresh};
 
-double Current(PluginInstance *p, int i) { return Control<NumericControl>(p, i)->current; }
-int Mode(PluginInstance *p) { return Control<RadioControl>(p, kMode)->selection; }
+int Mode(PluginInstance *p) { return Selection(p, kMode); }
 
 LWInstance Create(LWError *err, LWItemID item) {
     return BuildInstance(kPanel, kTable, kControls, item, err, ClassInfo(PluginClass::ItemMotion).createFailure);

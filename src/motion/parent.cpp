@@ -10,6 +10,7 @@
 #include "controls/choice.h"
 #include "controls/item.h"
 #include "controls/numeric.h"
+#include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
 #include "controls/static_controls.h"
 #include "module/host_services.h"
@@ -96,11 +97,10 @@ const ControlSpec kTable[kControls] = {
 const PanelSpec kPanel = {.title = "Parent", .shortName = "Parent", .width = 450, .height = 495, .create = Create,
                           .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = Refresh};
 
-bool On(PluginInstance *p, int i) { return ToggleIsOn(Control<ButtonControl>(p, i)); }
 ControlRecord *Record(PluginInstance *p, int i) { return static_cast<ControlRecord *>(p->controls[i]); }
 // Whole frames, held to the cap.
 long Frames(PluginInstance *p, int slice) {
-    double d = std::floor(Control<NumericControl>(p, kDuration1 + slice)->value + 0.5);
+    double d = std::floor(Number(p, kDuration1 + slice)->value + 0.5);
     return d < 0 ? 0 : (d > kCap ? kCap : static_cast<long>(d));
 }
 long Capped(long total) { return total < 0 ? 0 : (total > kCap ? kCap : total); }
@@ -203,7 +203,7 @@ const char *Describe(LWInstance instance) {
     long total = 0, counted = 0;
     LWItemID named = LWITEM_NULL;
     for (int k = 0; k < kSlices; ++k) {
-        if (Control<NumericControl>(p, kDuration1 + k)->value > 0 && total < kCap) {
+        if (Number(p, kDuration1 + k)->value > 0 && total < kCap) {
             ++counted;
             named = ParentOf(p, kParent1 + k);
         }

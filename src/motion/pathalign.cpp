@@ -6,6 +6,7 @@
 
 #include "controls/choice.h"
 #include "controls/numeric.h"
+#include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
 #include "module/host_services.h"
 #include "module/lifecycle.h"
@@ -43,8 +44,6 @@ const ControlSpec kTable[kControls] = {
 const PanelSpec kPanel = {.title = "PathAlign", .shortName = "PathAlign", .width = 400, .height = 230, .create = Create,
                           .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = Reghost};
 
-bool On(PluginInstance *p, int i) { return ToggleIsOn(Control<ButtonControl>(p, i)); }
-double Current(PluginInstance *p, int i) { return Control<NumericControl>(p, i)->current; }
 
 LWInstance Create(LWError *err, LWItemID item) {
     return BuildInstance(kPanel, kTable, kControls, item, err, ClassInfo(PluginClass::ItemMotion).createFailure);
@@ -96,7 +95,7 @@ void Evaluate(LWInstance instance, const ItemMotionAccess *access) {
     auto *scene = static_cast<const LWSceneInfo *>(hostServices.global(LWSERVICE_SCENE_INFO, GFUSE_TRANSIENT));
     if (!scene || scene->framesPerSecond <= 0) return;
     const double fps = scene->framesPerSecond, span = Current(p, kLookahead) / fps;
-    int axis = Control<RadioControl>(p, kAxis)->selection;
+    int axis = Selection(p, kAxis);
     axis = axis < 0 || axis > 5 ? 4 : axis;
 
     Vec3 rotation, scale, position;

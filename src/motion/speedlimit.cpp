@@ -7,6 +7,7 @@
 
 #include "controls/choice.h"
 #include "controls/numeric.h"
+#include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
 #include "module/lifecycle.h"
 #include "module/server_table.h"
@@ -56,9 +57,6 @@ const ControlSpec kTable[kControls] = {
 const PanelSpec kPanel = {.title = "Speedlimit", .shortName = "Speedlimit", .width = 500, .height = 325,
                           .create = Create, .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = Reghost};
 
-NumericControl *Number(PluginInstance *p, int i) { return Control<NumericControl>(p, i); }
-bool On(PluginInstance *p, int i) { return ToggleIsOn(Control<ButtonControl>(p, i)); }
-int Choice(PluginInstance *p, int i) { return Control<RadioControl>(p, i)->selection; }
 
 LWInstance Create(LWError *err, LWItemID item) {
     return BuildInstance(kPanel, kTable, kControls, item, err, ClassInfo(PluginClass::ItemMotion).createFailure);
@@ -67,7 +65,7 @@ LWInstance Create(LWError *err, LWItemID item) {
 // Greys the limits the chosen modes do not use, and everything when disabled.
 void Reghost(PluginInstance *p) {
     bool off = On(p, kDisable);
-    int vel = Choice(p, kVel), rot = Choice(p, kRot);
+    int vel = Selection(p, kVel), rot = Selection(p, kRot);
     for (int i : {kX, kY, kZ}) GhostControl(static_cast<ControlRecord *>(p->controls[i]), off || vel != kChannelLimit);
     GhostControl(static_cast<ControlRecord *>(p->controls[kV]), off || vel != kAbsoluteLimit);
     for (int i : {kH, kP, kB}) GhostControl(static_cast<ControlRecord *>(p->controls[i]), off || rot != kChannelLimit);
@@ -88,7 +86,7 @@ void Evaluate(LWInstance instance, const ItemMotionAccess *access) {
     p->panel->ownerItem = access->item;
     EvaluatePanelNumerics(p->panel, t);
     // No position limit switches the rotation limit off as well, as it always has.
-    int vel = Choice(p, kVel);
+    int vel = Selection(p, kVel);
     if (On(p, kDisable) || t <= 0 || vel == kNoLimit) return;
 
     double position[3], target[3];
@@ -111,7 +109,7 @@ void Evaluate(LWInstance instance, const ItemMotionAccess *access) {
     }
 
     double rotation[3];
-    if (Choice(p, kRot) == 1) {
+    if (Selection(p, kRot) == 1) {
         access->getParam(LWIP_ROTATION, t, rotation);
     } else {
         access->getParam(LWIP_ROTATION, 0, rotation);

@@ -7,6 +7,7 @@
 #include "controls/choice.h"
 #include "controls/item.h"
 #include "controls/numeric.h"
+#include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
 #include "controls/static_controls.h"
 #include "module/host_services.h"
@@ -63,8 +64,6 @@ const ControlSpec kTable[kControls] = {
 const PanelSpec kPanel = {.title = "Tracking Control", .shortName = "Track", .width = 448, .height = 310,
                           .create = Create, .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = Reghost};
 
-NumericControl *Number(PluginInstance *p, int i) { return Control<NumericControl>(p, i); }
-bool On(PluginInstance *p, int i) { return ToggleIsOn(Control<ButtonControl>(p, i)); }
 ControlRecord *Record(PluginInstance *p, int i) { return static_cast<ControlRecord *>(p->controls[i]); }
 LWItemID Target(PluginInstance *p) {
     ItemControl *c = Control<ItemControl>(p, kTrackItem);
@@ -79,7 +78,7 @@ void Reghost(PluginInstance *p) {
     const int limits[] = {kMinH, kMaxH, kMinP, kMaxP};
     const int others[] = {kStrength, kDelay, kInteractive, kAxis, kTrackItem};
     bool disabled = On(p, kDisable);
-    int axis = Control<RadioControl>(p, kAxis)->selection;
+    int axis = Selection(p, kAxis);
     bool zAxis = axis == kPlusZ || axis == kMinusZ;
     for (int i : limits) GhostControl(Record(p, i), disabled || !zAxis);
     for (int i : others) GhostControl(Record(p, i), disabled);
@@ -113,7 +112,7 @@ void Evaluate(LWInstance instance, const ItemMotionAccess *access) {
 
     Vec3 own;
     access->getParam(LWIP_ROTATION, access->time, own.data());
-    int axis = Control<RadioControl>(p, kAxis)->selection;
+    int axis = Selection(p, kAxis);
     double strength = Number(p, kStrength)->current;
     if (strength < 1.0) {
         Vec3 row = RotationRows(own)[axis < 0 || axis > 5 ? 2 : axis / 2];

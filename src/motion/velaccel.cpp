@@ -5,6 +5,7 @@
 
 #include "controls/choice.h"
 #include "controls/numeric.h"
+#include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
 #include "module/lifecycle.h"
 #include "module/server_table.h"
@@ -35,8 +36,7 @@ const ControlSpec kTable[kControls] = {
 const PanelSpec kPanel = {.title = "Velaccel", .shortName = "Velaccel", .width = 400, .height = 200, .create = Create,
                           .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = Reghost};
 
-NumericControl *Number(PluginInstance *p, int i) { return Control<NumericControl>(p, i); }
-bool Disabled(PluginInstance *p) { return ToggleIsOn(Control<ButtonControl>(p, kDisable)); }
+bool Disabled(PluginInstance *p) { return On(p, kDisable); }
 
 LWInstance Create(LWError *err, LWItemID item) {
     return BuildInstance(kPanel, kTable, kControls, item, err, ClassInfo(PluginClass::ItemMotion).createFailure);

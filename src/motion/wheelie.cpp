@@ -7,6 +7,7 @@
 
 #include "controls/choice.h"
 #include "controls/numeric.h"
+#include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
 #include "module/host_services.h"
 #include "module/lifecycle.h"
@@ -53,7 +54,6 @@ const PanelSpec kPanel = {.title = "Wheelie!", .shortName = "Wheelie!", .width =
                           .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = Reghost,
                           .workBytes = sizeof(Radii)};
 
-bool On(PluginInstance *p, int i) { return ToggleIsOn(Control<ButtonControl>(p, i)); }
 
 LWInstance Create(LWError *err, LWItemID item) {
     return BuildInstance(kPanel, kTable, kControls, item, err, ClassInfo(PluginClass::ItemMotion).createFailure);
@@ -108,7 +108,7 @@ void Evaluate(LWInstance instance, const ItemMotionAccess *access) {
     Param(item, LWIP_SCALING, 0, s);
     // Pitch takes its radius from the X-Y extent and bank from the Y-Z extent
     // while their scales follow their own planes, as they always have.
-    int axis = Control<RadioControl>(p, kAxis)->selection;
+    int axis = Selection(p, kAxis);
     axis = axis < 0 || axis > 5 ? 2 : axis;
     double radius = axis % 3 == kHeading ? std::sqrt((s[0] * s[0] + s[2] * s[2]) * k * 0.5) * radii.xz
                     : axis % 3 == kPitch ? std::sqrt((s[2] * s[2] + s[1] * s[1]) * k * 0.5) * radii.xy
@@ -116,9 +116,9 @@ void Evaluate(LWInstance instance, const ItemMotionAccess *access) {
     if (radius <= 0) return;
     if (axis >= 3) radius = -radius;
 
-    int move = Control<RadioControl>(p, kMove)->selection;
+    int move = Selection(p, kMove);
     move = move < 0 || move > 2 ? 0 : move;
-    NumericControl *rate = Control<NumericControl>(p, kRate);
+    NumericControl *rate = Number(p, kRate);
     double travelled = 0, from[3], to[3];
     Param(item, LWIP_W_POSITION, 0, from);
     for (double tau = 0; tau < t;) {

@@ -8,6 +8,7 @@
 
 #include "controls/choice.h"
 #include "controls/numeric.h"
+#include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
 #include "module/host_services.h"
 #include "module/lifecycle.h"
@@ -63,8 +64,6 @@ const PanelSpec kPanel = {.title = "Antenna Whip", .shortName = "Whip", .width =
                           .create = Create, .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = Reghost,
                           .workBytes = sizeof(Samples)};
 
-bool On(PluginInstance *p, int i) { return ToggleIsOn(Control<ButtonControl>(p, i)); }
-double Current(PluginInstance *p, int i) { return Control<NumericControl>(p, i)->current; }
 
 LWInstance Create(LWError *err, LWItemID item) {
     return BuildInstance(kPanel, kTable, kControls, item, err, ClassInfo(PluginClass::ItemMotion).createFailure);
@@ -91,7 +90,7 @@ void Evaluate(LWInstance instance, const ItemMotionAccess *access) {
     EvaluatePanelNumerics(p->panel, t);
     if (On(p, kDisable) || t <= 0) return;
     LWItemID parent = hostServices.itemInfo->parent(item);
-    int axis = Control<RadioControl>(p, kAxis)->selection;
+    int axis = Selection(p, kAxis);
 
     // The count is quality x t x 30 truncated, and that product often lands on
     // a whole number (100 % at frame 4 of 24 fps is 5). Rounded to a double

@@ -13,6 +13,7 @@
 #include "controls/choice.h"
 #include "controls/item.h"
 #include "controls/numeric.h"
+#include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
 #include "helpers/random.h"
 #include "module/host_services.h"
@@ -138,8 +139,6 @@ const PanelSpec kPanel = {.title = "Acid Surface Eater", .shortName = "Acid", .w
                           .create = [](LWError *err, LWItemID) { return Create(err); }, .destroy = SharedDestroy,
                           .copy = SharedCopy, .afterLoad = Reghost, .workBytes = sizeof(Eater)};
 
-double Current(PluginInstance *p, int i) { return Control<NumericControl>(p, i)->current; }
-bool On(PluginInstance *p, int i) { return ToggleIsOn(Control<ButtonControl>(p, i)); }
 
 LWInstance Create(LWError *err) {
     return BuildInstance(kPanel, kTable, kControls, LWITEM_NULL, err, ClassInfo(PluginClass::Shader).createFailure);
@@ -245,7 +244,7 @@ LWError NewTime(LWInstance instance, LWFrame, LWTime time) {
         e.sumW += e.weight[k];
         squares += e.weight[k] * e.weight[k];
     }
-    e.shape = Control<RadioControl>(p, kShape)->selection == kBreakup ? kBreakup : kRagged;
+    e.shape = Selection(p, kShape) == kBreakup ? kBreakup : kRagged;
     e.sigma = (e.shape == kBreakup ? kNoiseDeviation : kAbsDeviation) * std::sqrt(squares) / e.sumW;
     e.invert = On(p, kInvert);
     e.offset[0] = Current(p, kXOff), e.offset[1] = Current(p, kYOff), e.offset[2] = Current(p, kZOff);
@@ -395,7 +394,7 @@ const char *Describe(LWInstance instance) {
     if (!p) return "Error!";
     SynchronisePanel(p->panel);
     if (On(p, kDisable)) return "Acid: Disabled";
-    const char *shape = Control<RadioControl>(p, kShape)->selection == kBreakup ? "breakup" : "ragged";
+    const char *shape = Selection(p, kShape) == kBreakup ? "breakup" : "ragged";
     int effectors = std::min(Control<ItemControl>(p, kPrefix)->count, kMostEffectors);
     if (effectors >= 1)
         std::snprintf(p->description, 80, "Acid, %s, %d effectors", shape, effectors);

@@ -11,6 +11,7 @@
 
 #include "controls/choice.h"
 #include "controls/numeric.h"
+#include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
 #include "module/host_services.h"
 #include "module/lifecycle.h"
@@ -88,9 +89,7 @@ const PanelSpec kPanel = {.title = "Rotor Blade Blur", .shortName = "BladeBlur",
                           .create = [](LWError *err, LWItemID) { return Create(err); }, .destroy = SharedDestroy,
                           .copy = SharedCopy, .afterLoad = Reghost, .workBytes = sizeof(Rotor)};
 
-NumericControl *Numeric(PluginInstance *p, int i) { return Control<NumericControl>(p, i); }
-double Current(PluginInstance *p, int i) { return Numeric(p, i)->current; }
-bool On(PluginInstance *p, int i) { return ToggleIsOn(Control<ButtonControl>(p, i)); }
+NumericControl *Numeric(PluginInstance *p, int i) { return Number(p, i); }
 
 LWInstance Create(LWError *err) {
     return BuildInstance(kPanel, kTable, kControls, LWITEM_NULL, err, ClassInfo(PluginClass::Shader).createFailure);
@@ -144,7 +143,7 @@ LWError NewTime(LWInstance instance, LWFrame frame, LWTime time) {
     // exact coverage instead of blurring it again.
     const double anchor = blurOn ? frame / fps : time;
     double exposure = -1;
-    if (Control<RadioControl>(p, kExposureMode)->selection == kCameraBlurLength && blurOn && camera &&
+    if (Selection(p, kExposureMode) == kCameraBlurLength && blurOn && camera &&
         hostServices.cameraInfo) {
         double b = hostServices.cameraInfo->blurLength(camera, anchor);
         if (b > 0) exposure = b / fps;
@@ -164,7 +163,7 @@ LWError NewTime(LWInstance instance, LWFrame frame, LWTime time) {
     r.startAngle = start - kTurn * turns;
     r.swept = (end - kTurn * turns) - r.startAngle;
     EvaluatePanelNumerics(p->panel, time);  // every control back at the call's time
-    r.axis = std::clamp(Control<RadioControl>(p, kAxis)->selection, 0, 5);
+    r.axis = std::clamp(Selection(p, kAxis), 0, 5);
     r.blades = std::clamp(static_cast<int>(std::floor(Current(p, kBlades) + 0.5)), 1, 64);
     r.spacing = kTurn / r.blades;
     r.hub = std::max(0.0, Current(p, kHubRadius));

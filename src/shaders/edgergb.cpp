@@ -11,6 +11,7 @@
 #include "module/lifecycle.h"
 #include "module/server_table.h"
 #include "shaders/facing.h"
+#include "controls/plugin_access.h"
 
 namespace {
 
@@ -49,7 +50,7 @@ LWError NewTime(LWInstance instance, LWFrame, LWTime time) {
     SynchronisePanel(p->panel);
     EvaluatePanelNumerics(p->panel, time);
     for (int i : {kTrans, kSharp}) {
-        double &v = Control<NumericControl>(p, i)->current;
+        double &v = Current(p, i);
         v = 1 - (v < 0.0001 ? 0.0001 : (v > 0.9999 ? 0.9999 : v));
     }
     return nullptr;
@@ -60,7 +61,7 @@ void Evaluate(LWInstance instance, ShaderAccess *spot) {
     PluginInstance *p = static_cast<PluginInstance *>(instance);
     if (!p) return;
     double c = FacingCosine(spot);
-    double t = Gain(Bias(c * c, Control<NumericControl>(p, kTrans)->current), Control<NumericControl>(p, kSharp)->current);
+    double t = Gain(Bias(c * c, Current(p, kTrans)), Current(p, kSharp));
     const ColorControl *edge = Control<ColorControl>(p, kColor);
     const int rgb[3] = {edge->red, edge->green, edge->blue};
     for (int i = 0; i < 3; ++i) spot->color[i] = rgb[i] * (1 - t) * 0.00392156862745098 + t * spot->color[i];

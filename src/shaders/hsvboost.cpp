@@ -8,6 +8,7 @@
 
 #include "controls/choice.h"
 #include "controls/numeric.h"
+#include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
 #include "controls/static_controls.h"
 #include "helpers/curves.h"
@@ -70,7 +71,6 @@ const PanelSpec kPanel = {.title = "HSVBoost", .shortName = "HSVBoost", .width =
                           .create = [](LWError *err, LWItemID) { return Create(err); }, .destroy = SharedDestroy,
                           .copy = SharedCopy, .afterLoad = Refresh};
 
-double Current(PluginInstance *p, int i) { return Control<NumericControl>(p, i)->current; }
 
 LWInstance Create(LWError *err) {
     return BuildInstance(kPanel, kTable, kControls, LWITEM_NULL, err, ClassInfo(PluginClass::Shader).createFailure);
@@ -87,7 +87,7 @@ LWError NewTime(LWInstance instance, LWFrame, LWTime time) {
     SynchronisePanel(p->panel);
     EvaluatePanelNumerics(p->panel, time);
     for (int i : {kTransSat, kSharpSat, kTransHue, kSharpHue, kTransBright, kSharpBright}) {
-        double &v = Control<NumericControl>(p, i)->current;
+        double &v = Current(p, i);
         v = 1 - ((v < 0 ? 0 : (v > 1 ? 1 : v)) * 0.95 + 0.025);
     }
     return nullptr;
@@ -153,7 +153,7 @@ void Evaluate(LWInstance instance, ShaderAccess *spot) {
     PluginInstance *p = static_cast<PluginInstance *>(instance);
     if (!p) return;
     double amount = 1;
-    if (ToggleIsOn(Control<ButtonControl>(p, kLumin))) {
+    if (On(p, kLumin)) {
         amount = spot->luminous;
         spot->luminous = 0;
     }

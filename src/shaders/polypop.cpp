@@ -10,6 +10,7 @@
 
 #include "controls/choice.h"
 #include "controls/numeric.h"
+#include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
 #include "helpers/random.h"
 #include "module/host_services.h"
@@ -71,9 +72,6 @@ const PanelSpec kPanel = {.title = "PolyPop Polygon Builder", .shortName = "Poly
                           .create = [](LWError *err, LWItemID) { return Create(err); }, .destroy = SharedDestroy,
                           .copy = SharedCopy, .afterLoad = Reghost, .workBytes = sizeof(Build)};
 
-double Current(PluginInstance *p, int i) { return Control<NumericControl>(p, i)->current; }
-int Selection(PluginInstance *p, int i) { return Control<RadioControl>(p, i)->selection; }
-bool On(PluginInstance *p, int i) { return ToggleIsOn(Control<ButtonControl>(p, i)); }
 
 LWInstance Create(LWError *err) {
     return BuildInstance(kPanel, kTable, kControls, LWITEM_NULL, err, ClassInfo(PluginClass::Shader).createFailure);
@@ -85,7 +83,7 @@ void Reghost(PluginInstance *p) {
         if (i == kDisable) continue;
         bool ghost = disabled || (i == kSeed && Selection(p, kOrder) != kRandomOrder) ||
                      (i == kProgress && Selection(p, kTiming) != kProgressControl) ||
-                     (i == kPopLuminosity && Control<NumericControl>(p, kPopLength)->value <= 0);
+                     (i == kPopLuminosity && Number(p, kPopLength)->value <= 0);
         GhostControl(static_cast<ControlRecord *>(p->controls[i]), ghost);
     }
 }

@@ -2,6 +2,7 @@
 // foreground geometry fades away and reveals what lies behind it. Nearer than
 // NEAR the full applied transparency; beyond FAR nothing; smoothly between.
 #include "controls/numeric.h"
+#include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
 #include "module/lifecycle.h"
 #include "module/server_table.h"
@@ -33,7 +34,6 @@ LWInstance Create(LWError *err) {
     return BuildInstance(kPanel, kTable, kControls, LWITEM_NULL, err, ClassInfo(PluginClass::Shader).createFailure);
 }
 
-double Current(PluginInstance *p, int i) { return Control<NumericControl>(p, i)->current; }
 
 LWError Init(LWInstance instance) { return instance ? nullptr : "Eeeek, no instance at init!"; }
 void Cleanup(LWInstance) {}
