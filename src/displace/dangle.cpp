@@ -123,12 +123,9 @@ bool SolveByC(double h, double v, double *a, double *b) {
 }
 
 LWError NewTime(LWInstance instance, LWItemID object, LWFrame, LWTime t) {
-    if (!instance) return "Eeek, no inst at newtime";
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    PluginInstance *p = OpenEvaluation(instance, t, object);
+    if (!p) return "Eeek, no inst at newtime";
     Chain &chain = *Work<Chain>(p);
-    SynchronisePanel(p->panel);
-    p->panel->ownerItem = object;
-    EvaluatePanelNumerics(p->panel, t);
     chain.active = 0;
     if (On(p, kDisable)) return nullptr;
     if (object != chain.measured) {
@@ -214,14 +211,13 @@ void Evaluate(LWInstance instance, DisplacementAccess *access) {
 }
 
 unsigned Flags(LWInstance instance) {
-    if (instance) SynchronisePanel(static_cast<PluginInstance *>(instance)->panel);
+    OpenSettings(instance);
     return LWDMF_WORLD;
 }
 
 const char *Describe(LWInstance instance) {
-    if (!instance) return "Error!";
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
-    SynchronisePanel(p->panel);
+    PluginInstance *p = OpenSettings(instance);
+    if (!p) return "Error!";
     if (On(p, kDisable)) return "Dangle: Disabled";
     LWItemID anchor = Anchor(p);
     if (!anchor) return "Dangle: No Anchor";

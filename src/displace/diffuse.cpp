@@ -98,12 +98,9 @@ void Reghost(PluginInstance *p) {
 }
 
 LWError NewTime(LWInstance instance, LWItemID object, LWFrame, LWTime t) {
-    if (!instance) return "Eeek, no inst at newtime";
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    PluginInstance *p = OpenEvaluation(instance, t, object);
+    if (!p) return "Eeek, no inst at newtime";
     Drift &drift = *Work<Drift>(p);
-    SynchronisePanel(p->panel);
-    p->panel->ownerItem = object;
-    EvaluatePanelNumerics(p->panel, t);
     drift.active = 0;
     if (On(p, kDisable)) return nullptr;
     auto *scene = static_cast<const LWSceneInfo *>(hostServices.global(LWSERVICE_SCENE_INFO, GFUSE_TRANSIENT));
@@ -187,16 +184,14 @@ void Evaluate(LWInstance instance, DisplacementAccess *access) {
 // A change of SPACE takes effect at the next render: the host reads the flags
 // again when a render starts (taken as given; unconfirmed).
 unsigned Flags(LWInstance instance) {
-    if (!instance) return 0;
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
-    SynchronisePanel(p->panel);
+    PluginInstance *p = OpenSettings(instance);
+    if (!p) return 0;
     return Selection(p, kSpace) == kWorldAxes ? LWDMF_WORLD : 0;
 }
 
 const char *Describe(LWInstance instance) {
-    if (!instance) return "Error!";
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
-    SynchronisePanel(p->panel);
+    PluginInstance *p = OpenSettings(instance);
+    if (!p) return "Error!";
     if (On(p, kDisable)) return "Diffuse: Disabled";
     std::snprintf(p->description, 64, "Diffuse, seed %d%s", static_cast<int>(std::floor(Number(p, kSeed)->value + 0.5)),
                   Selection(p, kSpace) == kWorldAxes ? ", world axes" : "");

@@ -124,12 +124,9 @@ double AngleToAimTip(double aim, double length, double da, double dn) {
 }
 
 LWError NewTime(LWInstance instance, LWItemID object, LWFrame, LWTime t) {
-    if (!instance) return "Eeek, no inst at newtime";
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    PluginInstance *p = OpenEvaluation(instance, t, object);
+    if (!p) return "Eeek, no inst at newtime";
     Bend &bend = *Work<Bend>(p);
-    SynchronisePanel(p->panel);
-    p->panel->ownerItem = object;
-    EvaluatePanelNumerics(p->panel, t);
     bend.active = 0;
     LWItemID guide = Guide(p);
     if (On(p, kDisable) || !guide) return nullptr;
@@ -211,14 +208,13 @@ void Evaluate(LWInstance instance, DisplacementAccess *access) {
 }
 
 unsigned Flags(LWInstance instance) {
-    if (instance) SynchronisePanel(static_cast<PluginInstance *>(instance)->panel);
+    OpenSettings(instance);
     return 0;  // the object's own coordinates
 }
 
 const char *Describe(LWInstance instance) {
-    if (!instance) return "Error!";
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
-    SynchronisePanel(p->panel);
+    PluginInstance *p = OpenSettings(instance);
+    if (!p) return "Error!";
     if (On(p, kDisable)) return "Flexor: Disabled";
     LWItemID guide = Guide(p);
     if (!guide) return "Flexor: No Guide";

@@ -81,12 +81,9 @@ ItemControl *Effectors(PluginInstance *p) {
 }
 
 LWError NewTime(LWInstance instance, LWItemID object, LWFrame, LWTime t) {
-    if (!instance) return "Eeek, no inst at newtime";
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    PluginInstance *p = OpenEvaluation(instance, t, object);
+    if (!p) return "Eeek, no inst at newtime";
     History &h = *Work<History>(p);
-    SynchronisePanel(p->panel);
-    p->panel->ownerItem = object;
-    EvaluatePanelNumerics(p->panel, t);
     h.now = t;
     h.effectors = 0;
     ItemControl *effectors = Effectors(p);
@@ -185,14 +182,13 @@ void Evaluate(LWInstance instance, DisplacementAccess *access) {
 }
 
 unsigned Flags(LWInstance instance) {
-    if (instance) SynchronisePanel(static_cast<PluginInstance *>(instance)->panel);
+    OpenSettings(instance);
     return LWDMF_WORLD;
 }
 
 const char *Describe(LWInstance instance) {
-    if (!instance) return "Error!";
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
-    SynchronisePanel(p->panel);
+    PluginInstance *p = OpenSettings(instance);
+    if (!p) return "Error!";
     std::snprintf(p->description, sizeof p->description, On(p, kDisable) ? "Poke, %d effectors: Disabled" : "Poke, %d effectors",
                   Effectors(p)->count);
     return p->description;

@@ -41,11 +41,8 @@ void Reghost(PluginInstance *p) {
 }
 
 LWError NewTime(LWInstance instance, LWItemID item, LWFrame, LWTime time) {
-    if (!instance) return "Eeek, no inst at newtime";
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
-    SynchronisePanel(p->panel);
-    p->panel->ownerItem = item;
-    EvaluatePanelNumerics(p->panel, time);
+    PluginInstance *p = OpenEvaluation(instance, time, item);
+    if (!p) return "Eeek, no inst at newtime";
     for (int i : {kXExp, kYExp, kZExp}) {
         double &c = Current(p, i);
         if (c <= 0.02) c = 0.02;
@@ -66,14 +63,13 @@ void Evaluate(LWInstance instance, DisplacementAccess *access) {
 }
 
 unsigned Flags(LWInstance instance) {
-    if (instance) SynchronisePanel(static_cast<PluginInstance *>(instance)->panel);
+    OpenSettings(instance);
     return 0;  // the object's own coordinates
 }
 
 const char *Describe(LWInstance instance) {
-    if (!instance) return "Error!";
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
-    SynchronisePanel(p->panel);
+    PluginInstance *p = OpenSettings(instance);
+    if (!p) return "Error!";
     return Disabled(p) ? "SuperQ: Disabled" : "SuperQ";
 }
 

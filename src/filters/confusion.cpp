@@ -97,7 +97,7 @@ double FocusDistance(PluginInstance *p, LWTime time) {
 
 // Works out f and s for a time; false when the filter has nothing to do.
 bool ReadFocus(PluginInstance *p, LWTime time) {
-    SynchronisePanel(p->panel);
+    OpenSettings(p);
     frame.mode = Selection(p, kApplyType);
     if (frame.mode == kDisabled) return false;
     EvaluatePanelNumerics(p->panel, time);

@@ -123,8 +123,7 @@ void Gather() {
 }
 
 int Setup(PluginInstance *p, const ImageRecord &image, LWFrame, LWTime time) {
-    SynchronisePanel(p->panel);
-    EvaluatePanelNumerics(p->panel, time);
+    OpenEvaluation(p, time);
     frame.opacity = Current(p, kStrength);
     if (frame.opacity <= 0) return 1;
     double k = image.unscaled ? 1 : image.scale, softness = Current(p, kBlur);
@@ -223,9 +222,8 @@ void Refresh(PluginInstance *p) {
 unsigned Flags(LWInstance) { return 0; }  // only the final colour and alpha
 
 const char *Describe(LWInstance instance) {
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    PluginInstance *p = OpenSettings(instance);
     if (!p) return "Error!";
-    SynchronisePanel(p->panel);
     return On(p, kDisable) ? "Drop Shadow: Disabled" : "Drop Shadow";
 }
 

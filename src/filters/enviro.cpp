@@ -112,8 +112,7 @@ void Reghost(PluginInstance *p) {
 int NewTimeHook(PluginInstance *p, LWFrame, LWTime time) {
     Frame &f = *Work<Frame>(p);
     f.active = false;
-    SynchronisePanel(p->panel);
-    EvaluatePanelNumerics(p->panel, time);
+    OpenEvaluation(p, time);
     if (On(p, kDisable)) return 0;
     auto *scene = static_cast<const LWSceneInfo *>(hostServices.global(LWSERVICE_SCENE_INFO, GFUSE_TRANSIENT));
     if (!scene || scene->frameWidth < 1 || scene->frameHeight < 1) return 0;
@@ -214,9 +213,8 @@ void Evaluate(LWInstance instance, const PixelAccess *access) {
 unsigned Flags(LWInstance instance) { return instance ? LWPFF_RAYTRACE : 0; }
 
 const char *Describe(LWInstance instance) {
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    PluginInstance *p = OpenSettings(instance);
     if (!p) return "Error!";
-    SynchronisePanel(p->panel);
     if (On(p, kDisable)) return "Enviro: Disabled";
     const char *mapping = kMappingChoices[std::clamp(Selection(p, kMapping), 0, 3)];
     const ItemControl *centre = Control<ItemControl>(p, kCenter);

@@ -91,8 +91,7 @@ LWInstance Create(LWError *err) {
 }
 
 void ReadWarp(PluginInstance *p, LWTime time, Warp *w) {
-    SynchronisePanel(p->panel);
-    EvaluatePanelNumerics(p->panel, time);
+    OpenEvaluation(p, time);
     auto current = [p](int i) { return Current(p, i); };
     for (int axis = 0; axis < 2; ++axis) {
         w->pin[axis] = current(kXPin + axis);

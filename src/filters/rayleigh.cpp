@@ -167,9 +167,8 @@ void Refresh(PluginInstance *p) {
 unsigned Flags(LWInstance) { return 1u << LWBUF_DEPTH; }
 
 const char *Describe(LWInstance instance) {
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    PluginInstance *p = OpenSettings(instance);
     if (!p) return "Error!";
-    SynchronisePanel(p->panel);
     return Disabled(p) ? "Rayleigh: Disabled" : "Rayleigh";
 }
 

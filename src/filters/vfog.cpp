@@ -151,8 +151,7 @@ double OpticalDepth(const Frame &f, double length, double hA, double hB) {
 int NewTimeHook(PluginInstance *p, LWFrame, LWTime time) {
     Frame &f = *Work<Frame>(p);
     f.active = false;
-    SynchronisePanel(p->panel);
-    EvaluatePanelNumerics(p->panel, time);
+    OpenEvaluation(p, time);
     if (Disabled(p)) return 0;
     auto *scene = static_cast<const LWSceneInfo *>(hostServices.global(LWSERVICE_SCENE_INFO, GFUSE_TRANSIENT));
     if (!scene || scene->frameWidth < 1 || scene->frameHeight < 1) return 0;
@@ -253,9 +252,8 @@ void Evaluate(LWInstance instance, const PixelAccess *access) {
 unsigned Flags(LWInstance instance) { return instance ? 1u << LWBUF_DEPTH : 0; }
 
 const char *Describe(LWInstance instance) {
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    PluginInstance *p = OpenSettings(instance);
     if (!p) return "Error!";
-    SynchronisePanel(p->panel);
     return Disabled(p) ? "Vertical Fog: Disabled" : "Vertical Fog";
 }
 

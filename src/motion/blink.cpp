@@ -129,13 +129,10 @@ bool FindBlinkEvent(PluginInstance *p, double t, double fps, uint64_t seedWord, 
 }
 
 void Evaluate(LWInstance instance, const ItemMotionAccess *access) {
-    if (!instance) return;
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    PluginInstance *p = OpenEvaluation(instance, access->time, access->item);
+    if (!p) return;
     Panel *panel = p->panel;
     const double t = access->time;
-    SynchronisePanel(panel);
-    panel->ownerItem = access->item;
-    EvaluatePanelNumerics(panel, t);
     bool position = On(p, kPosition), rotation = On(p, kRotation);
     if (On(p, kDisable) || (!position && !rotation)) return;
     auto *scene = static_cast<const LWSceneInfo *>(hostServices.global(LWSERVICE_SCENE_INFO, GFUSE_TRANSIENT));
@@ -172,9 +169,8 @@ void Evaluate(LWInstance instance, const ItemMotionAccess *access) {
 }
 
 const char *Describe(LWInstance instance) {
-    if (!instance) return "Error!";
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
-    SynchronisePanel(p->panel);
+    PluginInstance *p = OpenSettings(instance);
+    if (!p) return "Error!";
     if (On(p, kDisable)) return "Blink: Disabled";
     if (!On(p, kPosition) && !On(p, kRotation)) return "Blink: No Channels";
     // The values at the last time evaluated, so that settings just loaded or

@@ -305,13 +305,10 @@ LWInstance CycleCreate(const CycleMember &member, LWError *err, LWItemID item) {
 }
 
 void CycleEvaluate(LWInstance instance, const ItemMotionAccess *access) {
-    if (!instance) return;
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    PluginInstance *p = OpenEvaluation(instance, access->time, access->item);
+    if (!p) return;
     const double t = access->time;
     const CycleSource source = Work(p).member->source;
-    SynchronisePanel(p->panel);
-    p->panel->ownerItem = access->item;
-    EvaluatePanelNumerics(p->panel, t);
     if (On(p, kDisable)) return;
     const double k = Number(p, kStrength)->current;
     if (source == CycleSource::Phase && k <= 0) return;
@@ -348,9 +345,8 @@ void CycleEvaluate(LWInstance instance, const ItemMotionAccess *access) {
 }
 
 const char *CycleDescribe(LWInstance instance) {
-    if (!instance) return "Error!";
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
-    SynchronisePanel(p->panel);
+    PluginInstance *p = OpenSettings(instance);
+    if (!p) return "Error!";
     const char *name = Work(p).member->name;
     bool throttle = Work(p).member->source == CycleSource::Throttle;
     if (On(p, kDisable))

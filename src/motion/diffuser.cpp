@@ -89,13 +89,9 @@ void Reghost(PluginInstance *p) {
 }
 
 void Evaluate(LWInstance instance, const ItemMotionAccess *access) {
-    if (!instance) return;
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
-    Panel *panel = p->panel;
+    PluginInstance *p = OpenEvaluation(instance, access->time, access->item);
+    if (!p) return;
     const double t = access->time;
-    SynchronisePanel(panel);
-    panel->ownerItem = access->item;
-    EvaluatePanelNumerics(panel, t);
     if (On(p, kDisable) || t <= 0) return;
 
     // Rates are held again: a missing reference item gives 0.0 unclipped.
@@ -130,9 +126,8 @@ void Evaluate(LWInstance instance, const ItemMotionAccess *access) {
 }
 
 const char *Describe(LWInstance instance) {
-    if (!instance) return "Error!";
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
-    SynchronisePanel(p->panel);
+    PluginInstance *p = OpenSettings(instance);
+    if (!p) return "Error!";
     if (On(p, kDisable)) return "Diffuser: Disabled";
     std::snprintf(p->description, 64, "Diffuser (seed %d)", static_cast<int>(std::floor(Number(p, kSeed)->value + 0.5)));
     return p->description;

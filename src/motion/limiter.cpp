@@ -63,15 +63,11 @@ void Reghost(PluginInstance *p) {
 }
 
 void Evaluate(LWInstance instance, const ItemMotionAccess *access) {
-    if (!instance) return;
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    PluginInstance *p = OpenEvaluation(instance, access->time, access->item);
+    if (!p) return;
     const double t = access->time;
-    SynchronisePanel(p->panel);
-    p->panel->ownerItem = access->item;
-    EvaluatePanelNumerics(p->panel, t);
     if (On(p, kDisable)) return;
     // Degrees to radians on the current values only: the stored degrees stay.
-    EvaluatePanelNumerics(p->panel, t);
     for (int c = 3; c < 6; ++c)
         for (int bound : {kMinValue, kMaxValue}) Current(p, c * kPerChannel + bound) *= kRadiansPerDegree;
     double motion[kChannels];

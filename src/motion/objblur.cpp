@@ -62,12 +62,9 @@ void Refresh(PluginInstance *p) {
 }
 
 void Evaluate(LWInstance instance, const ItemMotionAccess *access) {
-    if (!instance) return;
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    PluginInstance *p = OpenEvaluation(instance, access->time, access->item);
+    if (!p) return;
     const double t = access->time, f = access->frame;
-    SynchronisePanel(p->panel);
-    p->panel->ownerItem = access->item;
-    EvaluatePanelNumerics(p->panel, t);
     auto *scene = static_cast<const LWSceneInfo *>(hostServices.global(LWSERVICE_SCENE_INFO, GFUSE_TRANSIENT));
     LWItemID camera = hostServices.itemInfo->first(LWI_CAMERA, LWITEM_NULL);
     if (!scene || !camera) return;
@@ -100,9 +97,8 @@ void Evaluate(LWInstance instance, const ItemMotionAccess *access) {
 }
 
 const char *Describe(LWInstance instance) {
-    if (!instance) return "Error!";
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
-    SynchronisePanel(p->panel);
+    PluginInstance *p = OpenSettings(instance);
+    if (!p) return "Error!";
     const char *lines[] = {"Object Blur: Extended Blur", "Object Blur: Frozen In Time", "Object Blur: Normal Blur",
                            "Object Blur: Disabled"};
     int mode = Mode(p);

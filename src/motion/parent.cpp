@@ -139,13 +139,10 @@ void Refresh(PluginInstance *p) {
 // The item's new local motion: its own keyed motion carried by the chain of
 // parents, each hand-over re-expressing its pose in the next parent's frame.
 void Evaluate(LWInstance instance, const ItemMotionAccess *access) {
-    if (!instance) return;
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    PluginInstance *p = OpenEvaluation(instance, access->time, access->item);
+    if (!p) return;
     const double t = access->time;
-    SynchronisePanel(p->panel);
-    p->panel->ownerItem = access->item;
     if (On(p, kDisable)) return;
-    EvaluatePanelNumerics(p->panel, t);
     auto *scene = static_cast<const LWSceneInfo *>(hostServices.global(LWSERVICE_SCENE_INFO, GFUSE_TRANSIENT));
     if (!scene || scene->framesPerSecond <= 0) return;
     const double fps = scene->framesPerSecond;
@@ -196,9 +193,8 @@ void Evaluate(LWInstance instance, const ItemMotionAccess *access) {
 // Parents counted in schedule order; the name of the last one counted. A
 // parent that is World is named so.
 const char *Describe(LWInstance instance) {
-    if (!instance) return "Error!";
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
-    SynchronisePanel(p->panel);
+    PluginInstance *p = OpenSettings(instance);
+    if (!p) return "Error!";
     if (On(p, kDisable)) return "Parent: Disabled";
     long total = 0, counted = 0;
     LWItemID named = LWITEM_NULL;

@@ -84,13 +84,10 @@ Vec3 LastMotion(double t, double fps, double span, Measure measure) {
 }
 
 void Evaluate(LWInstance instance, const ItemMotionAccess *access) {
-    if (!instance) return;
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    PluginInstance *p = OpenEvaluation(instance, access->time, access->item);
+    if (!p) return;
     const double t = access->time;
     const LWItemID item = access->item;
-    SynchronisePanel(p->panel);
-    p->panel->ownerItem = item;
-    EvaluatePanelNumerics(p->panel, t);
     if (On(p, kDisable)) return;
     auto *scene = static_cast<const LWSceneInfo *>(hostServices.global(LWSERVICE_SCENE_INFO, GFUSE_TRANSIENT));
     if (!scene || scene->framesPerSecond <= 0) return;

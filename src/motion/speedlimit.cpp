@@ -79,12 +79,9 @@ double Towards(double from, double to, double most) {
 }
 
 void Evaluate(LWInstance instance, const ItemMotionAccess *access) {
-    if (!instance) return;
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    PluginInstance *p = OpenEvaluation(instance, access->time, access->item);
+    if (!p) return;
     const double t = access->time;
-    SynchronisePanel(p->panel);
-    p->panel->ownerItem = access->item;
-    EvaluatePanelNumerics(p->panel, t);
     // No position limit switches the rotation limit off as well, as it always has.
     int vel = Selection(p, kVel);
     if (On(p, kDisable) || t <= 0 || vel == kNoLimit) return;

@@ -92,12 +92,8 @@ double Limit(double v, double lowDegrees, double highDegrees) {
 }
 
 void Evaluate(LWInstance instance, const ItemMotionAccess *access) {
-    if (!instance) return;
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
-    Panel *panel = p->panel;
-    SynchronisePanel(panel);
-    panel->ownerItem = access->item;
-    EvaluatePanelNumerics(panel, access->time);
+    PluginInstance *p = OpenEvaluation(instance, access->time, access->item);
+    if (!p) return;
     auto *scene = static_cast<const LWSceneInfo *>(hostServices.global(LWSERVICE_SCENE_INFO, GFUSE_TRANSIENT));
     LWItemID target = Target(p);
     if (!target || On(p, kDisable) || !scene) return;
@@ -138,9 +134,8 @@ void Evaluate(LWInstance instance, const ItemMotionAccess *access) {
 
 const char *Describe(LWInstance instance) {
     static char line[300];
-    if (!instance) return "Error!";
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
-    SynchronisePanel(p->panel);
+    PluginInstance *p = OpenSettings(instance);
+    if (!p) return "Error!";
     if (On(p, kDisable)) return "Track: Disabled";
     LWItemID target = Target(p);
     if (!target) return "Track (no target!)";

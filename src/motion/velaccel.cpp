@@ -47,12 +47,9 @@ void Reghost(PluginInstance *p) {
 }
 
 void Evaluate(LWInstance instance, const ItemMotionAccess *access) {
-    if (!instance) return;
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    PluginInstance *p = OpenEvaluation(instance, access->time, access->item);
+    if (!p) return;
     const double t = access->time;
-    SynchronisePanel(p->panel);
-    p->panel->ownerItem = access->item;
-    EvaluatePanelNumerics(p->panel, t);
     if (Disabled(p)) return;
     double position[3], scale[3], rotation[3], velocity[3] = {0, 0, 0};
     access->getParam(LWIP_POSITION, t, position);

@@ -85,13 +85,10 @@ void Measure(Radii *r, LWItemID item) {
 }
 
 void Evaluate(LWInstance instance, const ItemMotionAccess *access) {
-    if (!instance) return;
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    PluginInstance *p = OpenEvaluation(instance, access->time, access->item);
+    if (!p) return;
     const double t = access->time;
     const LWItemID item = access->item;
-    SynchronisePanel(p->panel);
-    p->panel->ownerItem = item;
-    EvaluatePanelNumerics(p->panel, t);
     if (On(p, kDisable)) return;
     Radii &radii = *Work<Radii>(p);
     if (!radii.measured || radii.item != item) Measure(&radii, item);

@@ -81,13 +81,10 @@ void Hinge(int axis, Vec3 *v) {
 }
 
 void Evaluate(LWInstance instance, const ItemMotionAccess *access) {
-    if (!instance) return;
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    PluginInstance *p = OpenEvaluation(instance, access->time, access->item);
+    if (!p) return;
     const double t = access->time;
     const LWItemID item = access->item;
-    SynchronisePanel(p->panel);
-    p->panel->ownerItem = item;
-    EvaluatePanelNumerics(p->panel, t);
     if (On(p, kDisable) || t <= 0) return;
     LWItemID parent = hostServices.itemInfo->parent(item);
     int axis = Selection(p, kAxis);

@@ -208,18 +208,16 @@ uint64_t AcidOctaveKey(double seed, int octave) { return VeskHash(kAcidDomain, V
 
 LWError Init(LWInstance instance) {
     if (!instance) return "Eeeek, no instance at init!";
-    SynchronisePanel(static_cast<PluginInstance *>(instance)->panel);
+    OpenSettings(instance);
     return nullptr;
 }
 
 double Held(double v, double low, double high) { return std::clamp(v, low, high); }
 
 LWError NewTime(LWInstance instance, LWFrame, LWTime time) {
-    if (!instance) return "Eeek, no inst at newtime";
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    PluginInstance *p = OpenEvaluation(instance, time);
+    if (!p) return "Eeek, no inst at newtime";
     Eater &e = *Work<Eater>(p);
-    SynchronisePanel(p->panel);
-    EvaluatePanelNumerics(p->panel, time);
     e.active = false;
     if (On(p, kDisable)) return nullptr;
     e.mask = Mask(p);
@@ -383,16 +381,14 @@ void Evaluate(LWInstance instance, ShaderAccess *spot) {
 }
 
 unsigned Flags(LWInstance instance) {
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    PluginInstance *p = OpenSettings(instance);
     if (!p) return 0;
-    SynchronisePanel(p->panel);
     return Mask(p);
 }
 
 const char *Describe(LWInstance instance) {
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    PluginInstance *p = OpenSettings(instance);
     if (!p) return "Error!";
-    SynchronisePanel(p->panel);
     if (On(p, kDisable)) return "Acid: Disabled";
     const char *shape = Selection(p, kShape) == kBreakup ? "breakup" : "ragged";
     int effectors = std::min(Control<ItemControl>(p, kPrefix)->count, kMostEffectors);

@@ -117,20 +117,17 @@ double IntegrateSpeed(PluginInstance *p, double fps, double t0, double t1) {
 }
 
 LWError Init(LWInstance instance) {
-    if (!instance) return "Eeeek, no instance at init!";
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
-    SynchronisePanel(p->panel);
+    PluginInstance *p = OpenSettings(instance);
+    if (!p) return "Eeeek, no instance at init!";
     Work<Rotor>(p)->active = false;
     return nullptr;
 }
 
 LWError NewTime(LWInstance instance, LWFrame frame, LWTime time) {
-    if (!instance) return "Eeek, no inst at newtime";
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    PluginInstance *p = OpenEvaluation(instance, time);
+    if (!p) return "Eeek, no inst at newtime";
     Rotor &r = *Work<Rotor>(p);
-    SynchronisePanel(p->panel);
     r.active = false;
-    EvaluatePanelNumerics(p->panel, time);
     if (On(p, kDisable)) return nullptr;
     auto *scene = static_cast<const LWSceneInfo *>(hostServices.global(LWSERVICE_SCENE_INFO, GFUSE_TRANSIENT));
     if (!scene || !(scene->framesPerSecond >= 1e-8)) return nullptr;
@@ -236,16 +233,14 @@ void Evaluate(LWInstance instance, ShaderAccess *spot) {
 }
 
 unsigned Flags(LWInstance instance) {
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    PluginInstance *p = OpenSettings(instance);
     if (!p) return 0;
-    SynchronisePanel(p->panel);
     return On(p, kFadeHighlights) ? LWSHF_COLOR | LWSHF_TRANSP | LWSHF_SPECULAR | LWSHF_MIRROR : LWSHF_COLOR | LWSHF_TRANSP;
 }
 
 const char *Describe(LWInstance instance) {
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    PluginInstance *p = OpenSettings(instance);
     if (!p) return "Error!";
-    SynchronisePanel(p->panel);
     if (On(p, kDisable)) return "Blade Blur: Disabled";
     int blades = std::clamp(static_cast<int>(std::floor(Numeric(p, kBlades)->value + 0.5)), 1, 64);
     std::snprintf(p->description, 80, "Blade Blur: %d-Blade Rotor", blades);

@@ -45,10 +45,8 @@ void Cleanup(LWInstance) {}
 
 // Coverage and sharpness are turned round and kept off the curves' ends.
 LWError NewTime(LWInstance instance, LWFrame, LWTime time) {
-    if (!instance) return "Eeek, no inst at newtime";
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
-    SynchronisePanel(p->panel);
-    EvaluatePanelNumerics(p->panel, time);
+    PluginInstance *p = OpenEvaluation(instance, time);
+    if (!p) return "Eeek, no inst at newtime";
     for (int i : {kTrans, kSharp}) {
         double &v = Current(p, i);
         v = 1 - (v < 0.0001 ? 0.0001 : (v > 0.9999 ? 0.9999 : v));

@@ -82,10 +82,8 @@ void Cleanup(LWInstance) {}
 // Skew and sharpness are turned round and kept off the curves' ends: 0 and 1
 // become 0.975 and 0.025, and 0.5 stays 0.5.
 LWError NewTime(LWInstance instance, LWFrame, LWTime time) {
-    if (!instance) return "Eeek, no inst at newtime";
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
-    SynchronisePanel(p->panel);
-    EvaluatePanelNumerics(p->panel, time);
+    PluginInstance *p = OpenEvaluation(instance, time);
+    if (!p) return "Eeek, no inst at newtime";
     for (int i : {kTransSat, kSharpSat, kTransHue, kSharpHue, kTransBright, kSharpBright}) {
         double &v = Current(p, i);
         v = 1 - ((v < 0 ? 0 : (v > 1 ? 1 : v)) * 0.95 + 0.025);

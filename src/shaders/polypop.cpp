@@ -126,16 +126,14 @@ void PolyPopKeys(double seed, uint64_t key[4]) {
 
 LWError Init(LWInstance instance) {
     if (!instance) return "Eeeek, no instance at init!";
-    SynchronisePanel(static_cast<PluginInstance *>(instance)->panel);
+    OpenSettings(instance);
     return nullptr;
 }
 
 LWError NewTime(LWInstance instance, LWFrame, LWTime time) {
-    if (!instance) return "Eeek, no inst at newtime";
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    PluginInstance *p = OpenEvaluation(instance, time);
+    if (!p) return "Eeek, no inst at newtime";
     Build &b = *Work<Build>(p);
-    SynchronisePanel(p->panel);
-    EvaluatePanelNumerics(p->panel, time);
     b.active = false;
     if (On(p, kDisable)) return nullptr;
     auto *scene = static_cast<const LWSceneInfo *>(hostServices.global(LWSERVICE_SCENE_INFO, GFUSE_TRANSIENT));
@@ -196,14 +194,13 @@ void Evaluate(LWInstance instance, ShaderAccess *spot) {
 // says: the host may read them once per render.
 unsigned Flags(LWInstance instance) {
     if (!instance) return 0;
-    SynchronisePanel(static_cast<PluginInstance *>(instance)->panel);
+    OpenSettings(instance);
     return LWSHF_LUMINOUS | LWSHF_DIFFUSE | LWSHF_SPECULAR | LWSHF_MIRROR | LWSHF_TRANSP | LWSHF_ETA;
 }
 
 const char *Describe(LWInstance instance) {
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    PluginInstance *p = OpenSettings(instance);
     if (!p) return "Error!";
-    SynchronisePanel(p->panel);
     if (On(p, kDisable)) return "PolyPop: Disabled";
     static const char *const kOrders[] = {"polygon order", "reverse order", "random order"};
     std::snprintf(p->description, 64, "PolyPop, %s%s", kOrders[std::clamp(Selection(p, kOrder), 0, 2)],

@@ -39,10 +39,8 @@ LWError Init(LWInstance instance) { return instance ? nullptr : "Eeeek, no insta
 void Cleanup(LWInstance) {}
 
 LWError NewTime(LWInstance instance, LWFrame, LWTime time) {
-    if (!instance) return "Eeek, no inst at newtime";
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
-    SynchronisePanel(p->panel);
-    EvaluatePanelNumerics(p->panel, time);
+    PluginInstance *p = OpenEvaluation(instance, time);
+    if (!p) return "Eeek, no inst at newtime";
     return nullptr;
 }
 
