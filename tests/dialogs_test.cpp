@@ -97,7 +97,7 @@ TEST_F(Dialogs, AdvancedDefinitionKeepsItsChoiceOrFallsBack) {
         auto *radio = reinterpret_cast<RadioControl *>(FindControl(panel, "IGNORE1"));
         radio->selection = kLinear;
         reinterpret_cast<NumericControl *>(FindControl(panel, "linear"))->value = 0.5;
-        radio->record.changed(&radio->record);
+        ReportChange(&radio->record);
         report = reinterpret_cast<TextControl *>(FindControl(panel, "IGNORE2"))->text;
         panel->cancelled = 0;
     };
@@ -141,7 +141,7 @@ TEST_F(Dialogs, ItemSelectionReplacesTheItems) {
     Headless().duringModal = [](Panel *panel) {
         auto *sort = reinterpret_cast<RadioControl *>(FindControl(panel, "SORT"));
         sort->selection = 1;
-        sort->record.changed(&sort->record);
+        ReportChange(&sort->record);
         auto *list = reinterpret_cast<ListboxControl *>(FindControl(panel, "ITEM"));
         shown.assign(list->entries, list->entries + list->count);
         list->selected[0] = 1;

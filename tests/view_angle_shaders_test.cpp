@@ -139,7 +139,7 @@ TEST_F(ViewAngleShader, HSVBoostLuminosityAndSwatches) {
     EXPECT_GT(pixel(2, 32)[1], pixel(2, 32)[0]) << "90 degrees on from orange is green at the rim";
     auto *glance = reinterpret_cast<NumericControl *>(FindControl(p->panel, "GLANCEHUE"));
     glance->value = 0;
-    glance->record.changed(&glance->record);  // as a typed value reports
+    ReportChange(&glance->record);  // as a typed value reports
     EXPECT_EQ(pixel(2, 32), centre) << "redrawn without the shift";
     EXPECT_EQ(pixel(0, 0), (std::array<int, 3>{60, 60, 60})) << "outside the disc";
 }

@@ -154,6 +154,6 @@ ControlRecord *FindControl(Panel *panel, const char *key) {
 
 void ReportChange(ControlRecord *r) {
     r->changedMark = 1;
-    if (r->changed) r->changed(r);
+    if (r->changed) r->changed(r->panel->instance);
     PostSettingsChanged(r->panel);
 }

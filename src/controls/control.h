@@ -61,7 +61,7 @@ struct ControlRecord {
     int group;
     int x, y;
     char label[128];                       // the visible text beside the control
-    void (*changed)(ControlRecord *);      // the plug-in's change callback
+    void (*changed)(PluginInstance *);     // the plug-in's change callback, given its instance
     int changedMark;                       // set by a user change, read by the window
 };
 

@@ -82,7 +82,7 @@ struct ControlSpec {
     int digits = -1;                         // numeric digits shown; -1 the constructor's
     double dragStep = 0;                     // numeric change per pixel dragged; 0 the constructor's
     const char *const *choices = nullptr;    // radio options or list entries, null-terminated
-    void (*changed)(ControlRecord *) = nullptr;
+    void (*changed)(PluginInstance *) = nullptr;
     void (*setup)(void *control) = nullptr;  // any further field the plug-in sets
 };
 

@@ -26,14 +26,13 @@ enum { kControl, kInteractive, kDisable, kControls };
 constexpr double kTaut = -9999999999.0, kFolded = 999999999.0;
 
 void Reghost(PluginInstance *p);
-void ReghostFrom(ControlRecord *r) { Reghost(r->panel->instance); }
 LWInstance Create(LWError *err, LWItemID item);
 
 const ControlSpec kTable[kControls] = {
     {.key = "CONTROL", .kind = ControlSpecKind::Item, .x = 100, .y = 65, .label = "Anchor Object"},
     {.key = "INTERACTIVE", .kind = ControlSpecKind::Toggle, .x = 150, .y = 100, .label = "Interactive", .value = 0},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 150, .y = 125, .label = "Disable All Effects", .value = 0,
-     .changed = ReghostFrom},
+     .changed = Reghost},
 };
 
 // The chain solved at the last new time, in units of its length L.

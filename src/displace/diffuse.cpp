@@ -34,7 +34,6 @@ constexpr double kLastStep = 1048575;
 const char *const kSpaceChoices[] = {"Object Axes", "World Axes", nullptr};
 
 void Reghost(PluginInstance *p);
-void ReghostFrom(ControlRecord *r) { Reghost(r->panel->instance); }
 LWInstance Create(LWError *err, LWItemID item);
 
 constexpr ControlSpec Rate(const char *key, int y, const char *label) {
@@ -51,7 +50,7 @@ const ControlSpec kTable[kControls] = {
     {.key = "STRENGTH", .kind = ControlSpecKind::Percent, .x = 170, .y = 140, .label = "Strength", .value = 1,
      .flags = kDragRange, .dragLow = 0, .dragHigh = 2},
     {.key = "COHERENCE", .kind = ControlSpecKind::Percent, .x = 170, .y = 164, .label = "Coherence", .value = 0.5,
-     .low = 0, .high = 1, .flags = kClipLow | kClipHigh, .changed = ReghostFrom},
+     .low = 0, .high = 1, .flags = kClipLow | kClipHigh, .changed = Reghost},
     {.key = "SIZE", .kind = ControlSpecKind::Factor, .x = 170, .y = 188, .label = "Coherence Size", .value = 0.5,
      .low = 0.001, .flags = kClipLow | kDragFromLow | kNotAnimatable},
     {.key = "SEED", .kind = ControlSpecKind::Integer, .x = 440, .y = 60, .label = "Seed", .value = 1},
@@ -65,7 +64,7 @@ const ControlSpec kTable[kControls] = {
     {.key = "SMOOTH", .kind = ControlSpecKind::Toggle, .x = 440, .y = 164, .label = "Smooth Steps", .value = 0},
     {.key = "SPACE", .kind = ControlSpecKind::Radio, .x = 440, .y = 188, .value = kObjectAxes, .choices = kSpaceChoices},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 170, .y = 218, .label = "Disable", .value = 0,
-     .changed = ReghostFrom},
+     .changed = Reghost},
 };
 
 // What new time finds for every point of the frame.

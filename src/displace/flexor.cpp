@@ -32,7 +32,6 @@ const char *const kAxisChoices[] = {"Bend along +X", "Bend along -X", "Bend alon
 const char *const kAimChoices[] = {"Tip Parallel to Guide Line", "Tip Points at Guide", nullptr};
 
 void Reghost(PluginInstance *p);
-void ReghostFrom(ControlRecord *r) { Reghost(r->panel->instance); }
 LWInstance Create(LWError *err, LWItemID item);
 
 const ControlSpec kTable[kControls] = {
@@ -52,7 +51,7 @@ const ControlSpec kTable[kControls] = {
     {.key = "AIM", .kind = ControlSpecKind::Radio, .x = 250, .y = 222, .value = kParallel, .choices = kAimChoices},
     {.key = "INTERACTIVE", .kind = ControlSpecKind::Toggle, .x = 60, .y = 222, .label = "Interactive", .value = 1},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 60, .y = 244, .label = "Disable All Effects", .value = 0,
-     .changed = ReghostFrom},
+     .changed = Reghost},
 };
 
 // The bend found at the last new time, in object coordinates.

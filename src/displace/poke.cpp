@@ -30,7 +30,6 @@ constexpr int kHistoryRecords = 16384;
 constexpr int kMaxEffectors = 512;
 
 void Reghost(PluginInstance *p);
-void ReghostFrom(ControlRecord *r) { Reghost(r->panel->instance); }
 LWInstance Create(LWError *err, LWItemID item);
 void NarrowField(void *control) { static_cast<ItemControl *>(control)->width -= 40; }
 
@@ -47,7 +46,7 @@ const ControlSpec kTable[kControls] = {
      .low = 0, .flags = kClipLow | kDragFromLow},
     {.key = "INTERACTIVE", .kind = ControlSpecKind::Toggle, .x = 418, .y = 145, .label = "Interactive", .value = 0},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 418, .y = 168, .label = "Disable", .value = 0,
-     .changed = ReghostFrom},
+     .changed = Reghost},
 };
 
 struct History {

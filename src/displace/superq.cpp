@@ -17,14 +17,13 @@ namespace {
 enum { kXExp, kYExp, kZExp, kDisable, kControls };
 
 void Reghost(PluginInstance *p);
-void ReghostFrom(ControlRecord *r) { Reghost(r->panel->instance); }
 LWInstance Create(LWError *err, LWItemID item);
 
 const ControlSpec kTable[kControls] = {
     {.key = "XEXP", .kind = ControlSpecKind::Percent, .x = 150, .y = 65, .label = "X Curvature", .value = 0.5},
     {.key = "YEXP", .kind = ControlSpecKind::Percent, .x = 150, .y = 90, .label = "Y Curvature", .value = 0.5},
     {.key = "ZEXP", .kind = ControlSpecKind::Percent, .x = 150, .y = 115, .label = "Z Curvature", .value = 0.5},
-    {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 150, .y = 140, .label = "Disable", .changed = ReghostFrom},
+    {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 150, .y = 140, .label = "Disable", .changed = Reghost},
 };
 
 const PanelSpec kPanel = {.title = "SuperQ", .shortName = "SuperQ", .width = 400, .height = 210, .create = Create,

@@ -31,7 +31,6 @@ constexpr int kPreviewSize = 170;
 
 LWInstance Create(LWError *err);
 void Refresh(PluginInstance *p);
-void RefreshFrom(ControlRecord *r) { Refresh(r->panel->instance); }
 int Setup(PluginInstance *p, const ImageRecord &image, LWFrame, LWTime time);
 void Pixel(PluginInstance *p, const ImageRecord &image, int x, int y, BufferValue out[4]);
 
@@ -39,17 +38,17 @@ void NarrowField(void *c) { static_cast<ItemControl *>(c)->width -= 70; }
 
 const ControlSpec kTable[kControls] = {
     {.key = "FSTOP", .kind = ControlSpecKind::Numeric, .x = 116, .y = 65, .label = "Lens F-Stop", .value = 4.0,
-     .low = 0.001, .flags = kClipLow, .changed = RefreshFrom, .setup = DragNotBelowLow},
+     .low = 0.001, .flags = kClipLow, .changed = Refresh, .setup = DragNotBelowLow},
     {.key = "FOCUSTYPE", .kind = ControlSpecKind::Radio, .x = 210, .y = 96, .value = kFocusNumerically,
-     .choices = kFocusChoices, .changed = RefreshFrom, .setup = RadioLabelsLeft},
-    {.key = "FOCUS", .kind = ControlSpecKind::Item, .x = 90, .y = 140, .label = "Focus Target", .changed = RefreshFrom,
+     .choices = kFocusChoices, .changed = Refresh, .setup = RadioLabelsLeft},
+    {.key = "FOCUS", .kind = ControlSpecKind::Item, .x = 90, .y = 140, .label = "Focus Target", .changed = Refresh,
      .setup = NarrowField},
     {.key = "FDIST", .kind = ControlSpecKind::Numeric, .x = 116, .y = 164, .label = "Focal Length (m)", .value = 10.0,
-     .low = 0.0001, .flags = kClipLow, .changed = RefreshFrom, .setup = DragNotBelowLow},
+     .low = 0.0001, .flags = kClipLow, .changed = Refresh, .setup = DragNotBelowLow},
     {.key = "APPLYTYPE", .kind = ControlSpecKind::Radio, .x = 210, .y = 197, .value = kBlur, .choices = kApplyChoices,
-     .changed = RefreshFrom, .setup = RadioLabelsLeft},
+     .changed = Refresh, .setup = RadioLabelsLeft},
     {.key = "BLURBG", .kind = ControlSpecKind::Toggle, .x = 380, .y = 269, .label = "Blur Background",
-     .changed = RefreshFrom},
+     .changed = Refresh},
     {.key = "PREVIEW", .kind = ControlSpecKind::Preview, .x = 258, .y = 67, .setup = PreviewSide<kPreviewSize>},
 };
 

@@ -24,7 +24,6 @@ LWInstance Create(LWError *err);
 int Setup(PluginInstance *p, const ImageRecord &image, LWFrame, LWTime time);
 void Pixel(PluginInstance *p, const ImageRecord &image, int x, int y, BufferValue out[4]);
 void Refresh(PluginInstance *p);
-void RefreshFrom(ControlRecord *r) { Refresh(r->panel->instance); }
 
 void Limits(NumericControl *c, double low, double high, double dragLow, double dragHigh) {
     c->lowClip = c->highClip = 1;
@@ -42,18 +41,18 @@ void Black(void *c) {
 
 const ControlSpec kTable[kControls] = {
     {.key = "XOFF", .kind = ControlSpecKind::Numeric, .x = 120, .y = 60, .label = "Shadow X Offset", .value = 0.1,
-     .changed = RefreshFrom, .setup = Offset},
+     .changed = Refresh, .setup = Offset},
     {.key = "YOFF", .kind = ControlSpecKind::Numeric, .x = 120, .y = 83, .label = "Shadow Y Offset", .value = 0.07,
-     .changed = RefreshFrom, .setup = Offset},
+     .changed = Refresh, .setup = Offset},
     {.key = "BLUR", .kind = ControlSpecKind::Numeric, .x = 120, .y = 106, .label = "Shadow Softness", .value = 0.4,
-     .changed = RefreshFrom, .setup = Softness},
-    {.key = "COLOR", .kind = ControlSpecKind::Color, .x = 118, .y = 131, .label = "Shadow Color", .changed = RefreshFrom,
+     .changed = Refresh, .setup = Softness},
+    {.key = "COLOR", .kind = ControlSpecKind::Color, .x = 118, .y = 131, .label = "Shadow Color", .changed = Refresh,
      .setup = Black},
     {.key = "STRENGTH", .kind = ControlSpecKind::Numeric, .x = 120, .y = 158, .label = "Shadow Opacity",
-     .value = 0.65, .changed = RefreshFrom, .setup = Opacity},
-    {.key = "ALPHA", .kind = ControlSpecKind::Toggle, .x = 120, .y = 186, .label = "Add to Alpha", .changed = RefreshFrom},
+     .value = 0.65, .changed = Refresh, .setup = Opacity},
+    {.key = "ALPHA", .kind = ControlSpecKind::Toggle, .x = 120, .y = 186, .label = "Add to Alpha", .changed = Refresh},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 120, .y = 211, .label = "Disable All Effects",
-     .changed = RefreshFrom},
+     .changed = Refresh},
     {.key = "PREVIEW", .kind = ControlSpecKind::Preview, .x = 322, .y = 60, .setup = PreviewSide<kPreviewSize>},
 };
 

@@ -28,7 +28,6 @@ constexpr double kPixelCentre = 0.5;
 constexpr int kWorkingResolution = 65536;
 
 void Reghost(PluginInstance *p);
-void ReghostFrom(ControlRecord *r) { Reghost(r->panel->instance); }
 LWInstance Create(LWError *err);
 int NewTimeHook(PluginInstance *p, LWFrame, LWTime time);
 
@@ -36,7 +35,7 @@ void BlackFill(void *c) { auto *k = static_cast<ColorControl *>(c); k->red = k->
 
 const ControlSpec kTable[kControls] = {
     {.key = "MAPPING", .kind = ControlSpecKind::Radio, .x = 95, .y = 65, .value = kSpherical, .choices = kMappingChoices,
-     .changed = ReghostFrom},
+     .changed = Reghost},
     {.key = "CENTER", .kind = ControlSpecKind::Item, .x = 205, .y = 70, .label = "View From"},
     {.key = "ALIGN", .kind = ControlSpecKind::Toggle, .x = 150, .y = 250, .label = "Align to View Item"},
     {.key = "HEADING", .kind = ControlSpecKind::Numeric, .x = 300, .y = 150, .label = "Heading Offset (degrees)",
@@ -52,7 +51,7 @@ const ControlSpec kTable[kControls] = {
     {.key = "FILL", .kind = ControlSpecKind::Color, .x = 380, .y = 250, .label = "Fill Color", .setup = BlackFill},
     {.key = "HITALPHA", .kind = ControlSpecKind::Toggle, .x = 150, .y = 275, .label = "Alpha from Hits"},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 150, .y = 300, .label = "Disable All Effects",
-     .changed = ReghostFrom},
+     .changed = Reghost},
 };
 
 // The cube's cross: each cell's face as seen from inside, looking along

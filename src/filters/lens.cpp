@@ -27,16 +27,15 @@ constexpr int kPreviewSize = 172;
 
 LWInstance Create(LWError *err);
 void Refresh(PluginInstance *p);
-void RefreshFrom(ControlRecord *r) { Refresh(r->panel->instance); }
 int Setup(PluginInstance *p, const ImageRecord &image, LWFrame, LWTime time);
 void Pixel(PluginInstance *p, const ImageRecord &image, int x, int y, BufferValue out[4]);
 
 constexpr ControlSpec Ranged(const char *key, int y, const char *label, double value, double range) {
     return {.key = key, .kind = ControlSpecKind::Numeric, .x = 120, .y = y, .label = label, .value = value,
-            .flags = kDragRange, .dragLow = -range, .dragHigh = range, .changed = RefreshFrom};
+            .flags = kDragRange, .dragLow = -range, .dragHigh = range, .changed = Refresh};
 }
 constexpr ControlSpec Free(const char *key, int y, const char *label) {
-    return {.key = key, .kind = ControlSpecKind::Numeric, .x = 120, .y = y, .label = label, .changed = RefreshFrom};
+    return {.key = key, .kind = ControlSpecKind::Numeric, .x = 120, .y = y, .label = label, .changed = Refresh};
 }
 void White(void *c) {
     ColorControl *color = static_cast<ColorControl *>(c);
@@ -58,11 +57,11 @@ const ControlSpec kTable[kControls] = {
     Free("XROLL", 319, "X Roll"),
     Free("YROLL", 341, "Y Roll"),
     {.key = "COLOR", .kind = ControlSpecKind::Color, .x = 400, .y = 245, .label = "Offscreen Color",
-     .changed = RefreshFrom, .setup = White},
+     .changed = Refresh, .setup = White},
     {.key = "INTERPOLATE", .kind = ControlSpecKind::Toggle, .x = 400, .y = 272, .label = "Filtering",
-     .changed = RefreshFrom},
+     .changed = Refresh},
     {.key = "APPLY", .kind = ControlSpecKind::Radio, .x = 400, .y = 304, .value = kForward, .choices = kApplyChoices,
-     .changed = RefreshFrom},
+     .changed = Refresh},
     {.key = "PREVIEW", .kind = ControlSpecKind::Preview, .x = 300, .y = 60, .setup = PreviewSide<kPreviewSize>},
 };
 

@@ -24,7 +24,6 @@ constexpr double kShortestFalloff = 0.001;
 constexpr int kPreviewSize = 128;
 
 void Refresh(PluginInstance *p);
-void RefreshFrom(ControlRecord *r) { Refresh(r->panel->instance); }
 LWInstance Create(LWError *err);
 int NewTimeHook(PluginInstance *p, LWFrame, LWTime time);
 double Pixel(PluginInstance *p, double depth, double rgb[3]);
@@ -36,21 +35,21 @@ void FogColor(void *control) {
 
 const ControlSpec kTable[kControls] = {
     {.key = "NOFOG", .kind = ControlSpecKind::Numeric, .x = 108, .y = 65, .label = "Clear Distance", .value = 0,
-     .low = 0, .flags = kClipLow, .changed = RefreshFrom, .setup = DragNotBelowLow},
+     .low = 0, .flags = kClipLow, .changed = Refresh, .setup = DragNotBelowLow},
     {.key = "MAXFOG", .kind = ControlSpecKind::Numeric, .x = 108, .y = 88, .label = "Max Distance", .value = 99999.0,
-     .low = 0, .flags = kClipLow, .changed = RefreshFrom, .setup = DragNotBelowLow},
-    {.key = "COLOR", .kind = ControlSpecKind::Color, .x = 108, .y = 111, .label = "Fog Color", .changed = RefreshFrom,
+     .low = 0, .flags = kClipLow, .changed = Refresh, .setup = DragNotBelowLow},
+    {.key = "COLOR", .kind = ControlSpecKind::Color, .x = 108, .y = 111, .label = "Fog Color", .changed = Refresh,
      .setup = FogColor},
     {.key = "RLENGTH", .kind = ControlSpecKind::Numeric, .x = 108, .y = 134, .label = "Red Falloff Dist",
-     .value = 1000.0, .low = kShortestFalloff, .flags = kClipLow, .changed = RefreshFrom, .setup = DragNotBelowLow},
+     .value = 1000.0, .low = kShortestFalloff, .flags = kClipLow, .changed = Refresh, .setup = DragNotBelowLow},
     {.key = "GLENGTH", .kind = ControlSpecKind::Numeric, .x = 108, .y = 157, .label = "Green Falloff Dist",
-     .value = 3000.0, .low = kShortestFalloff, .flags = kClipLow, .changed = RefreshFrom, .setup = DragNotBelowLow},
+     .value = 3000.0, .low = kShortestFalloff, .flags = kClipLow, .changed = Refresh, .setup = DragNotBelowLow},
     {.key = "BLENGTH", .kind = ControlSpecKind::Numeric, .x = 108, .y = 180, .label = "Blue Falloff Dist",
-     .value = 20000.0, .low = kShortestFalloff, .flags = kClipLow, .changed = RefreshFrom, .setup = DragNotBelowLow},
+     .value = 20000.0, .low = kShortestFalloff, .flags = kClipLow, .changed = Refresh, .setup = DragNotBelowLow},
     {.key = "ALPHA", .kind = ControlSpecKind::Radio, .x = 350, .y = 192, .value = kNoAlphaEffect,
      .choices = kAlphaChoices},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 132, .y = 220, .label = "Disable All Effects",
-     .changed = RefreshFrom},
+     .changed = Refresh},
     {.key = "PREVIEW", .kind = ControlSpecKind::Preview, .x = 247, .y = 60, .setup = PreviewSide<kPreviewSize>},
 };
 

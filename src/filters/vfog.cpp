@@ -41,7 +41,6 @@ constexpr double kPixelCentre = 0.5;
 constexpr int kWorkingResolution = 65536;
 
 void Reghost(PluginInstance *p);
-void ReghostFrom(ControlRecord *r) { Reghost(r->panel->instance); }
 LWInstance Create(LWError *err);
 int NewTimeHook(PluginInstance *p, LWFrame, LWTime time);
 
@@ -76,7 +75,7 @@ const ControlSpec kTable[kControls] = {
     {.key = "SUNTIGHT", .kind = ControlSpecKind::Numeric, .x = 140, .y = 385, .label = "Glow Tightness", .value = 8.0,
      .low = 1, .flags = kClipLow | kDragFromLow, .digits = 1, .dragStep = 0.05},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 300, .y = 305, .label = "Disable All Effects",
-     .changed = ReghostFrom},
+     .changed = Reghost},
 };
 
 // What the new-time hook works out for the frame; evaluate only reads it.

@@ -13,18 +13,18 @@ const char *const kTrackChoices[] = {"Acceleration in +X", "Acceleration in +Y",
 
 const ControlSpec kRows[] = {
     {.key = "CONTROL", .kind = ControlSpecKind::Radio, .x = 140, .y = 59, .value = 0, .choices = kControlChoices,
-     .changed = CycleRefreshFrom, .setup = RadioLabelsLeft},
-    {.key = "CONTROLITEM", .kind = ControlSpecKind::Item, .x = 170, .y = 60, .label = "", .changed = CycleRefreshFrom},
+     .changed = CycleRefresh, .setup = RadioLabelsLeft},
+    {.key = "CONTROLITEM", .kind = ControlSpecKind::Item, .x = 170, .y = 60, .label = "", .changed = CycleRefresh},
     {.key = "CHANGETEXT", .kind = ControlSpecKind::Text, .x = 139, .y = 131, .label = "Define Cycle Phase By Control Object's:"},
     {.key = "TRACKFROM", .kind = ControlSpecKind::Radio, .x = 250, .y = 150, .value = 0, .choices = kTrackChoices,
-     .changed = CycleRefreshFrom, .setup = RadioLabelsLeft},
+     .changed = CycleRefresh, .setup = RadioLabelsLeft},
     {.key = "RANGE1", .kind = ControlSpecKind::Text, .x = 20, .y = 280, .label = ""},
     {.key = "FRAMES", .kind = ControlSpecKind::Numeric, .x = 190, .y = 250, .label = "Lookahead Frames", .value = 5,
-     .low = 0.01, .flags = kClipLow | kDragFromLow, .changed = CycleRefreshFrom},
+     .low = 0.01, .flags = kClipLow | kDragFromLow, .changed = CycleRefresh},
     {.key = "LOWFROM", .kind = ControlSpecKind::Numeric, .x = 190, .y = 305, .label = "Accel (m/s^2) for Cycle Start",
-     .value = 0, .flags = kDragFree, .changed = CycleRefreshFrom},
+     .value = 0, .flags = kDragFree, .changed = CycleRefresh},
     {.key = "HIGHFROM", .kind = ControlSpecKind::Numeric, .x = 190, .y = 330, .label = "Accel (m/s^2) for Cycle End",
-     .value = 1, .flags = kDragFree, .changed = CycleRefreshFrom},
+     .value = 1, .flags = kDragFree, .changed = CycleRefresh},
 };
 
 LWInstance Create(LWError *err, LWItemID item);

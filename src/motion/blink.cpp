@@ -33,7 +33,6 @@ constexpr int kMaxEvents = 100000;
 const char *const kModeChoices[] = {"Replace keys during events", "Add to keys during events", nullptr};
 
 void Reghost(PluginInstance *p);
-void ReghostFrom(ControlRecord *r) { Reghost(r->panel->instance); }
 LWInstance Create(LWError *err, LWItemID item);
 
 // Frame fields: one decimal, dragged three times faster than the general field.
@@ -68,7 +67,7 @@ const ControlSpec kTable[kControls] = {
     {.key = "VARY", .kind = ControlSpecKind::Toggle, .x = 470, .y = 245, .label = "Vary by Item", .value = 0},
     {.key = "MB", .kind = ControlSpecKind::ExportMotion, .x = 60, .y = 295},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 330, .y = 295, .label = "Disable All Effects", .value = 0,
-     .changed = ReghostFrom},
+     .changed = Reghost},
 };
 
 const PanelSpec kPanel = {.title = "Blink: Keyed Replay", .shortName = "Blink", .width = 600, .height = 330,

@@ -61,7 +61,7 @@ const ControlSpec kCommonRows[kCommon] = {
     {.key = "CYCLELENGTH", .kind = ControlSpecKind::Integer, .x = 483, .y = 109,
      .label = "Cycle Definition Length (frames)", .value = 100, .low = 1, .flags = kClipLow},
     {.key = "ENDBEHAVIOR", .kind = ControlSpecKind::Radio, .x = 533, .y = 135, .value = kRepeat, .choices = kEndChoices,
-     .changed = CycleRefreshFrom},
+     .changed = CycleRefresh},
     Caption("SETTEXT", 490, 215, "Cycle affects:"),
     Caption("POSTEXT", 420, 234, "Position:"),
     Caption("ROTTEXT", 420, 252, "Rotation:"),
@@ -74,15 +74,15 @@ const ControlSpec kCommonRows[kCommon] = {
     {.key = "INTERACTIVE", .kind = ControlSpecKind::Toggle, .x = 534, .y = 328, .label = "Interactive Layout Update",
      .value = 1},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 534, .y = 351, .label = "Disable All Effects", .value = 0,
-     .changed = CycleRefreshFrom},
+     .changed = CycleRefresh},
     {.key = "MB", .kind = ControlSpecKind::ExportMotion, .x = 283, .y = 352},
     {.key = "GRAPH", .kind = ControlSpecKind::Graph, .x = 70, .y = 380, .label = "Frame", .setup = GraphSize},
     {.key = "LOWGRAPH", .kind = ControlSpecKind::Integer, .x = 45, .y = 518, .label = "", .value = 0, .low = 0,
      .high = 10000, .flags = kClipLow | kClipHigh | kDragRange, .dragLow = 0, .dragHigh = 10000,
-     .changed = CycleRefreshFrom},
+     .changed = CycleRefresh},
     {.key = "HIGHGRAPH", .kind = ControlSpecKind::Integer, .x = 526, .y = 518, .label = "", .value = 250, .low = 0,
      .high = 10000, .flags = kClipLow | kClipHigh | kDragRange, .dragLow = 0, .dragHigh = 10000,
-     .changed = CycleRefreshFrom},
+     .changed = CycleRefresh},
     {.key = "PHASETEXT", .kind = ControlSpecKind::Text, .x = 30, .y = 435, .label = "Phase", .setup = White},
 };
 
@@ -274,7 +274,6 @@ void CycleRefresh(PluginInstance *p) {
     }
 }
 
-void CycleRefreshFrom(ControlRecord *record) { CycleRefresh(record->panel->instance); }
 
 LWInstance CycleCreate(const CycleMember &member, LWError *err, LWItemID item) {
     ControlSpec rows[kMaxControls];

@@ -20,7 +20,7 @@ struct CycleMember {
 };
 
 // The change callback of every control that moves the graph.
-void CycleRefreshFrom(ControlRecord *record);
+void CycleRefresh(PluginInstance *p);
 
 LWInstance CycleCreate(const CycleMember &member, LWError *err, LWItemID item);
 void CycleEvaluate(LWInstance instance, const ItemMotionAccess *access);

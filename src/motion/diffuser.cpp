@@ -33,7 +33,6 @@ constexpr int kChannels = 6;
 constexpr double kLastStep = 67108864.0;  // 2^26
 
 void Reghost(PluginInstance *p);
-void ReghostFrom(ControlRecord *r) { Reghost(r->panel->instance); }
 LWInstance Create(LWError *err, LWItemID item);
 
 // The rate fields are a little narrower than usual: the Smooth Path and
@@ -71,7 +70,7 @@ const ControlSpec kTable[kControls] = {
     {.key = "VARY", .kind = ControlSpecKind::Toggle, .x = 470, .y = 205, .label = "Vary by Item", .value = 0},
     {.key = "MB", .kind = ControlSpecKind::ExportMotion, .x = 60, .y = 240},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 300, .y = 205, .label = "Disable All Effects", .value = 0,
-     .changed = ReghostFrom},
+     .changed = Reghost},
 };
 
 const PanelSpec kPanel = {.title = "Diffuser: Random Drift", .shortName = "Diffuser", .width = 600, .height = 290,

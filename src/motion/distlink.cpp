@@ -14,18 +14,18 @@ const char *const kTrackChoices[] = {"World Distance Travelled in +X direction",
 
 const ControlSpec kRows[] = {
     {.key = "CONTROL", .kind = ControlSpecKind::Radio, .x = 140, .y = 59, .value = 0, .choices = kControlChoices,
-     .changed = CycleRefreshFrom, .setup = RadioLabelsLeft},
-    {.key = "CONTROLITEM", .kind = ControlSpecKind::Item, .x = 170, .y = 60, .label = "", .changed = CycleRefreshFrom},
+     .changed = CycleRefresh, .setup = RadioLabelsLeft},
+    {.key = "CONTROLITEM", .kind = ControlSpecKind::Item, .x = 170, .y = 60, .label = "", .changed = CycleRefresh},
     {.key = "CHANGETEXT", .kind = ControlSpecKind::Text, .x = 139, .y = 145, .label = "Define Cycle Phase By Control Object's:"},
     {.key = "TRACKFROM", .kind = ControlSpecKind::Radio, .x = 250, .y = 170, .value = 0, .choices = kTrackChoices,
-     .changed = CycleRefreshFrom, .setup = RadioLabelsLeft},
+     .changed = CycleRefresh, .setup = RadioLabelsLeft},
     {.key = "RANGE1", .kind = ControlSpecKind::Text, .x = 20, .y = 268, .label = ""},
     {.key = "DISTANCE", .kind = ControlSpecKind::Numeric, .x = 175, .y = 290, .label = "Distance for one cycle (m)",
-     .value = 1, .flags = kDragFree, .changed = CycleRefreshFrom},
+     .value = 1, .flags = kDragFree, .changed = CycleRefresh},
     {.key = "QUALITY", .kind = ControlSpecKind::Percent, .x = 175, .y = 315, .label = "Sampling Quality", .value = 0.5,
-     .changed = CycleRefreshFrom},
+     .changed = CycleRefresh},
     {.key = "STARTPHASE", .kind = ControlSpecKind::Percent, .x = 175, .y = 340, .label = "Starting Cycle Phase",
-     .value = 0, .changed = CycleRefreshFrom},
+     .value = 0, .changed = CycleRefresh},
 };
 
 LWInstance Create(LWError *err, LWItemID item);

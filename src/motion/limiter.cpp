@@ -21,7 +21,6 @@ enum { kMinOn, kMinValue, kMaxOn, kMaxValue, kPerChannel };
 enum { kInteractive = kChannels * kPerChannel, kDisable, kControls };
 
 void Reghost(PluginInstance *p);
-void ReghostFrom(ControlRecord *r) { Reghost(r->panel->instance); }
 LWInstance Create(LWError *err, LWItemID item);
 
 // Each switch carries the channel's label on its left, its value field on its right.
@@ -46,7 +45,7 @@ const ControlSpec kTable[kControls] = {
     VESK_CHANNEL("SZL", "SZH", 264, "Min Z Scale", "Max Z Scale"),
     {.key = "INTERACTIVE", .kind = ControlSpecKind::Toggle, .x = 450, .y = 288, .label = "Interactive", .value = 1},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 450, .y = 310, .label = "Disable All Effects", .value = 0,
-     .changed = ReghostFrom},
+     .changed = Reghost},
 };
 #undef VESK_CHANNEL
 

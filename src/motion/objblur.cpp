@@ -24,7 +24,6 @@ enum { kExtended, kFrozen, kNormal, kDisabled };
 const char *const kModeChoices[] = {"Extended Blur", "Frozen In Time", "Normal Blur", "Disabled", nullptr};
 
 void Refresh(PluginInstance *p);
-void RefreshFrom(ControlRecord *r) { Refresh(r->panel->instance); }
 LWInstance Create(LWError *err, LWItemID item);
 // The fields beside the choices need the room right of them.
 
@@ -35,7 +34,7 @@ constexpr ControlSpec Frames(const char *key, int y, const char *label, double v
 
 const ControlSpec kTable[kControls] = {
     {.key = "MODE", .kind = ControlSpecKind::Radio, .x = 100, .y = 65, .value = kExtended, .choices = kModeChoices,
-     .changed = RefreshFrom, .setup = RadioLabelsLeft},
+     .changed = Refresh, .setup = RadioLabelsLeft},
     Frames("BACK", 65, "Backward Frames", 10),
     Frames("FORWARD", 87, "Forward Frames", 0),
     Frames("START", 114, "Starting Frame", 0),

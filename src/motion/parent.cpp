@@ -34,7 +34,6 @@ enum {
 };
 
 void Refresh(PluginInstance *p);
-void RefreshFrom(ControlRecord *r) { Refresh(r->panel->instance); }
 LWInstance Create(LWError *err, LWItemID item);
 void World(void *control) { static_cast<ItemControl *>(control)->noneText = "(World)"; }
 
@@ -42,13 +41,13 @@ constexpr int Row(int k) { return 90 + 25 * k; }
 constexpr ControlSpec Duration(const char *key, int k) {
     return {.key = key, .kind = ControlSpecKind::Integer, .x = 25, .y = Row(k), .label = "", .value = 0, .low = 0,
             .high = 10000, .flags = kClipLow | kClipHigh | kDragRange, .dragLow = 0, .dragHigh = 10000,
-            .changed = RefreshFrom};
+            .changed = Refresh};
 }
 constexpr ControlSpec Range(const char *key, int y) {
     return {.key = key, .kind = ControlSpecKind::Text, .x = 150, .y = y, .label = ""};
 }
 constexpr ControlSpec ParentItem(const char *key, int y) {
-    return {.key = key, .kind = ControlSpecKind::Item, .x = 205, .y = y, .label = "", .changed = RefreshFrom,
+    return {.key = key, .kind = ControlSpecKind::Item, .x = 205, .y = y, .label = "", .changed = Refresh,
             .setup = World};
 }
 // The divorce switches carry a letter on their face instead of a label.
@@ -86,11 +85,11 @@ const ControlSpec kTable[kControls] = {
     Divorce<'X'>("DSX", 105, 427), Divorce<'Y'>("DSY", 125, 427), Divorce<'Z'>("DSZ", 145, 427),
     // The final parent's greying follows REPEAT as well, so it refreshes too.
     {.key = "REPEAT", .kind = ControlSpecKind::Toggle, .x = 360, .y = 370, .label = "Repeat parenting cycle",
-     .value = 0, .changed = RefreshFrom},
+     .value = 0, .changed = Refresh},
     {.key = "INTERACTIVE", .kind = ControlSpecKind::Toggle, .x = 360, .y = 392, .label = "Interactive Update",
      .value = 1},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 360, .y = 414, .label = "Disable All Effects", .value = 0,
-     .changed = RefreshFrom},
+     .changed = Refresh},
     {.key = "MB", .kind = ControlSpecKind::ExportMotion, .x = 270, .y = 440},
 };
 

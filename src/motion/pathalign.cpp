@@ -25,7 +25,6 @@ const char *const kAxisChoices[] = {"Align +X axis", "Align -X axis", "Align +Y 
                                     "Align -Y axis", "Align +Z axis", "Align -Z axis", nullptr};
 
 void Reghost(PluginInstance *p);
-void ReghostFrom(ControlRecord *r) { Reghost(r->panel->instance); }
 LWInstance Create(LWError *err, LWItemID item);
 // The weights' labels need the room right of the choices.
 
@@ -37,7 +36,7 @@ const ControlSpec kTable[kControls] = {
     {.key = "LOOKAHEAD", .kind = ControlSpecKind::Integer, .x = 270, .y = 115, .label = "Lookahead (frames)", .value = 2},
     {.key = "INTERACTIVE", .kind = ControlSpecKind::Toggle, .x = 350, .y = 150, .label = "Interactive", .value = 1},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 350, .y = 175, .label = "Disable", .value = 0,
-     .changed = ReghostFrom},
+     .changed = Reghost},
     {.key = "MB", .kind = ControlSpecKind::ExportMotion, .x = 150, .y = 160},
 };
 

@@ -26,7 +26,6 @@ const char *const kVelChoices[] = {"Channel  Speed Limit", "Absolute Speed Limit
 const char *const kRotChoices[] = {"Channel  Speed Limit", "No Speed Limit", nullptr};
 
 void Reghost(PluginInstance *p);
-void ReghostFrom(ControlRecord *r) { Reghost(r->panel->instance); }
 LWInstance Create(LWError *err, LWItemID item);
 // The limits' labels need the room right of the choices.
 
@@ -37,9 +36,9 @@ constexpr ControlSpec Limit(const char *key, int y, const char *label, double va
 
 const ControlSpec kTable[kControls] = {
     {.key = "VEL", .kind = ControlSpecKind::Radio, .x = 140, .y = 85, .value = kNoLimit, .choices = kVelChoices,
-     .changed = ReghostFrom, .setup = RadioLabelsLeft},
+     .changed = Reghost, .setup = RadioLabelsLeft},
     {.key = "ROT", .kind = ControlSpecKind::Radio, .x = 140, .y = 185, .value = 1, .choices = kRotChoices,
-     .changed = ReghostFrom, .setup = RadioLabelsLeft},
+     .changed = Reghost, .setup = RadioLabelsLeft},
     Limit("X", 65, "X speed limit (m/s)", 10),
     Limit("Y", 88, "Y speed limit (m/s)", 10),
     Limit("Z", 110, "Z speed limit (m/s)", 10),
@@ -50,7 +49,7 @@ const ControlSpec kTable[kControls] = {
     {.key = "INTERACTIVE", .kind = ControlSpecKind::Toggle, .x = 150, .y = 249, .label = "Interactive Layout Update",
      .value = 1},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 150, .y = 270, .label = "Disable All Effects", .value = 0,
-     .changed = ReghostFrom},
+     .changed = Reghost},
     {.key = "MB", .kind = ControlSpecKind::ExportMotion, .x = 350, .y = 267},
 };
 

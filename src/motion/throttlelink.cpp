@@ -10,9 +10,9 @@ namespace {
 
 const ControlSpec kRows[] = {
     {.key = "PHASEVELOCITY", .kind = ControlSpecKind::Percent, .x = 150, .y = 175, .label = "Phase Velocity (%/sec)",
-     .value = 1, .changed = CycleRefreshFrom},
+     .value = 1, .changed = CycleRefresh},
     {.key = "STARTPHASE", .kind = ControlSpecKind::Percent, .x = 150, .y = 200, .label = "Starting Cycle Phase",
-     .value = 0, .changed = CycleRefreshFrom},
+     .value = 0, .changed = CycleRefresh},
 };
 
 LWInstance Create(LWError *err, LWItemID item);

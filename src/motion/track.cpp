@@ -27,7 +27,6 @@ const char *const kAxisChoices[] = {"Track with +X", "Track with -X", "Track wit
                                     "Track with -Y", "Track with +Z", "Track with -Z", nullptr};
 
 void Reghost(PluginInstance *instance);
-void ReghostFrom(ControlRecord *r) { Reghost(r->panel->instance); }
 
 // Delays and angles: typed freely, dragged three times faster, one decimal.
 void FreeAngle(void *control) {
@@ -41,7 +40,7 @@ LWInstance Create(LWError *err, LWItemID item);
 
 const ControlSpec kTable[kControls] = {
     {.key = "AXIS", .kind = ControlSpecKind::Radio, .x = 95, .y = 65, .value = kPlusZ, .choices = kAxisChoices,
-     .changed = ReghostFrom},
+     .changed = Reghost},
     {.key = "TRACKITEM", .kind = ControlSpecKind::Item, .x = 205, .y = 70, .label = "Target"},
     {.key = "DELAY", .kind = ControlSpecKind::Numeric, .x = 300, .y = 107, .label = "Time Delay (frames)", .value = 0,
      .setup = FreeAngle},
@@ -57,7 +56,7 @@ const ControlSpec kTable[kControls] = {
      .setup = FreeAngle},
     {.key = "INTERACTIVE", .kind = ControlSpecKind::Toggle, .x = 95, .y = 195, .label = "Interactive", .value = 1},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 95, .y = 220, .label = "Disable", .value = 0,
-     .changed = ReghostFrom},
+     .changed = Reghost},
     {.key = "MB", .kind = ControlSpecKind::ExportMotion, .x = 30, .y = 250},
 };
 

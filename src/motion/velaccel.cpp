@@ -16,7 +16,6 @@ namespace {
 enum { kXVel, kYVel, kZVel, kXAccel, kYAccel, kZAccel, kExportMotion, kDisable, kControls };
 
 void Reghost(PluginInstance *p);
-void ReghostFrom(ControlRecord *r) { Reghost(r->panel->instance); }
 LWInstance Create(LWError *err, LWItemID item);
 
 // Metres per second, and per second squared: typed freely, four digits.
@@ -30,7 +29,7 @@ const ControlSpec kTable[kControls] = {
     Rate("XACCEL", 265, 65, "Accel X"), Rate("YACCEL", 265, 88, "Accel Y"), Rate("ZACCEL", 265, 111, "Accel Z"),
     {.key = "MB", .kind = ControlSpecKind::ExportMotion, .x = 64, .y = 143},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 360, .y = 143, .label = "Disable All Effects", .value = 0,
-     .changed = ReghostFrom},
+     .changed = Reghost},
 };
 
 const PanelSpec kPanel = {.title = "Velaccel", .shortName = "Velaccel", .width = 400, .height = 200, .create = Create,

@@ -26,19 +26,18 @@ const char *const kAxisChoices[] = {"Forward Rotate Heading",  "Forward Rotate P
 const char *const kMoveChoices[] = {"Base on X movement", "Base on Y movement", "Base on Z movement", nullptr};
 
 void Reghost(PluginInstance *p);
-void ReghostFrom(ControlRecord *r) { Reghost(r->panel->instance); }
 LWInstance Create(LWError *err, LWItemID item);
 // The fields beside the choices need the room right of them.
 
 const ControlSpec kTable[kControls] = {
     {.key = "AXIS", .kind = ControlSpecKind::Radio, .x = 178, .y = 55, .value = 2, .choices = kAxisChoices,
-     .changed = ReghostFrom, .setup = RadioLabelsLeft},
+     .changed = Reghost, .setup = RadioLabelsLeft},
     {.key = "Move", .kind = ControlSpecKind::Radio, .x = 420, .y = 55, .value = 0, .choices = kMoveChoices},
     {.key = "RATE", .kind = ControlSpecKind::Percent, .x = 325, .y = 129, .label = "Rotation Rate", .value = 1,
      .flags = kDragFree},
     {.key = "INTERACTIVE", .kind = ControlSpecKind::Toggle, .x = 422, .y = 158, .label = "Interactive", .value = 1},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 422, .y = 178, .label = "Disable", .value = 0,
-     .changed = ReghostFrom},
+     .changed = Reghost},
     {.key = "MB", .kind = ControlSpecKind::ExportMotion, .x = 60, .y = 170},
 };
 

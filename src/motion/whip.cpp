@@ -29,7 +29,6 @@ constexpr double kGravityConstant = 9.8;
 const char *const kAxisChoices[] = {"X-only hinge", "Z-only hinge", "X+Z antenna whip", nullptr};
 
 void Reghost(PluginInstance *p);
-void ReghostFrom(ControlRecord *r) { Reghost(r->panel->instance); }
 LWInstance Create(LWError *err, LWItemID item);
 
 constexpr ControlSpec Share(const char *key, int y, const char *label, double value, bool capped = true) {
@@ -49,7 +48,7 @@ const ControlSpec kTable[kControls] = {
     {.key = "AXIS", .kind = ControlSpecKind::Radio, .x = 420, .y = 75, .value = kWhip, .choices = kAxisChoices},
     {.key = "INTERACTIVE", .kind = ControlSpecKind::Toggle, .x = 400, .y = 150, .label = "Interactive", .value = 1},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 400, .y = 175, .label = "Disable All Effects", .value = 0,
-     .changed = ReghostFrom},
+     .changed = Reghost},
     {.key = "MB", .kind = ControlSpecKind::ExportMotion, .x = 350, .y = 238},
 };
 

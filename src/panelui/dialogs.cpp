@@ -40,7 +40,7 @@ struct {
     PluginInstance *dialog;
 } advanced;
 
-void RecomputeReport(ControlRecord *) {
+void RecomputeReport(PluginInstance *) {
     PluginInstance *d = advanced.dialog;
     NumericControl *work = Control<NumericControl>(d, kBase);
     int mode = Control<RadioControl>(d, kModeChoice)->selection;
@@ -116,16 +116,15 @@ void FillList() {
     RedrawControl(&list->record, kDrawAll);
 }
 
-void SelectionChanged(ControlRecord *r) {
-    PluginInstance *d = selection.dialog;
+// The two sort choices show one setting: a change of either is copied to the other.
+void ListChanged(PluginInstance *d, int changedSort, int otherSort) {
     KeepListSelection();
-    if (r == &Control<RadioControl>(d, kSortB)->record)
-        Control<RadioControl>(d, kSort)->selection = Control<RadioControl>(d, kSortB)->selection;
-    else
-        Control<RadioControl>(d, kSortB)->selection = Control<RadioControl>(d, kSort)->selection;
+    Control<RadioControl>(d, otherSort)->selection = Control<RadioControl>(d, changedSort)->selection;
     selection.kind = Control<RadioControl>(d, kType)->selection;
     FillList();
 }
+void SelectionChanged(PluginInstance *d) { ListChanged(d, kSort, kSortB); }
+void SortBChanged(PluginInstance *d) { ListChanged(d, kSortB, kSort); }
 
 void ClearSelections(ButtonControl *, int) {
     for (auto &s : selection.selected) std::fill(s.begin(), s.end(), 0);
@@ -229,7 +228,7 @@ bool OpenItemSelection(ItemControl *control) {
         {.key = "TYPE", .kind = ControlSpecKind::Radio, .x = 475, .y = 70, .choices = kinds, .changed = SelectionChanged,
          .setup = [](void *r) { static_cast<RadioControl *>(r)->dotsOnly = 1; }},
         {.key = "SORT", .kind = ControlSpecKind::Radio, .x = 145, .y = 326, .choices = orders, .changed = SelectionChanged},
-        {.key = "SORTB", .kind = ControlSpecKind::Radio, .x = 360, .y = 326, .choices = orders, .changed = SelectionChanged},
+        {.key = "SORTB", .kind = ControlSpecKind::Radio, .x = 360, .y = 326, .choices = orders, .changed = SortBChanged},
         {.key = "CLEARBUTTON", .kind = ControlSpecKind::Button, .x = 412, .y = 175, .label = "Clear all Selections",
          .setup = [](void *b) {
              auto *button = static_cast<ButtonControl *>(b);

@@ -36,7 +36,6 @@ constexpr int kOctaves = 8, kMostEffectors = 64;
 constexpr double kNoiseDeviation = 0.2701, kAbsMean = 0.2203, kAbsDeviation = 0.1563;
 
 void Reghost(PluginInstance *p);
-void ReghostFrom(ControlRecord *r) { Reghost(r->panel->instance); }
 LWInstance Create(LWError *err);
 
 void RustColour(void *c) { auto *k = static_cast<ColorControl *>(c); k->red = 70, k->green = 50, k->blue = 30; }
@@ -52,7 +51,7 @@ constexpr ControlSpec Level(const char *key, int y, double value) {  // 0 up, dr
 }
 constexpr ControlSpec Switch(const char *key, int y, const char *label, bool on) {
     return {.key = key, .kind = ControlSpecKind::Toggle, .x = 320, .y = y, .label = label, .value = on ? 1.0 : 0.0,
-            .changed = ReghostFrom};
+            .changed = Reghost};
 }
 constexpr ControlSpec Offset(const char *key, int y, const char *label) {
     return {.key = key, .kind = ControlSpecKind::Numeric, .x = 160, .y = y, .label = label, .value = 0,
@@ -101,7 +100,7 @@ const ControlSpec kTable[kControls] = {
     {.key = "EFFRADIUS", .kind = ControlSpecKind::Factor, .x = 500, .y = 276, .label = "Effector Radius", .value = 1.0},
     Share("EFFFALLOFF", 500, 298, "Falloff", 0.5),
     Share("EFFCOVER", 500, 320, "Coverage Near Effectors", 1.0),
-    {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 320, .y = 358, .label = "Disable", .changed = ReghostFrom},
+    {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 320, .y = 358, .label = "Disable", .changed = Reghost},
 };
 
 // The attribute switches, their shader flags and the levels they ungrey.

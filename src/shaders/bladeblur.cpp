@@ -35,7 +35,6 @@ constexpr double kDegrees = 0.017453292519943295, kRpmToRadiansPerSecond = 0.104
 constexpr int kMotionBlurOption = 32;
 
 void Reghost(PluginInstance *p);
-void ReghostFrom(ControlRecord *r) { Reghost(r->panel->instance); }
 LWInstance Create(LWError *err);
 
 void BladeColour(void *c) { auto *k = static_cast<ColorControl *>(c); k->red = k->green = k->blue = 30; }
@@ -72,7 +71,7 @@ const ControlSpec kTable[kControls] = {
     {.key = "FADESPEC", .kind = ControlSpecKind::Toggle, .x = 150, .y = 325, .label = "Fade Highlights", .value = 1},
     {.key = "STEADY", .kind = ControlSpecKind::Toggle, .x = 320, .y = 250, .label = "Steady Disc"},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 150, .y = 350, .label = "Disable All Effects",
-     .changed = ReghostFrom},
+     .changed = Reghost},
 };
 
 // What new-time works out for the time; evaluate only reads it.

@@ -31,20 +31,19 @@ enum Group { kSaturation = 1, kHue = 2, kBrightness = 4, kAllGroups = 7 };
 
 LWInstance Create(LWError *err);
 void Refresh(PluginInstance *p);
-void RefreshFrom(ControlRecord *r) { Refresh(r->panel->instance); }
 
 constexpr ControlSpec Factor(const char *key, int y, const char *label) {
     return {.key = key, .kind = ControlSpecKind::Numeric, .x = 180, .y = y, .label = label, .value = 1, .low = 0,
-            .flags = kClipLow | kDragFromLow, .changed = RefreshFrom};
+            .flags = kClipLow | kDragFromLow, .changed = Refresh};
 }
 constexpr ControlSpec Shift(const char *key, int y, const char *label) {
     return {.key = key, .kind = ControlSpecKind::Numeric, .x = 180, .y = y, .label = label, .value = 0,
-            .flags = kDragFree, .digits = 1, .dragStep = 0.5, .changed = RefreshFrom};
+            .flags = kDragFree, .digits = 1, .dragStep = 0.5, .changed = Refresh};
 }
 constexpr ControlSpec Transition(const char *key, int y, const char *label) {
     return {.key = key, .kind = ControlSpecKind::Numeric, .x = 180, .y = y, .label = label, .value = 0.5, .low = 0,
             .high = 1, .flags = kClipLow | kClipHigh | kDragRange, .dragLow = 0, .dragHigh = 1, .dragStep = 0.005,
-            .changed = RefreshFrom};
+            .changed = Refresh};
 }
 
 const ControlSpec kTable[kControls] = {

@@ -27,11 +27,10 @@ const char *const kOrderChoices[] = {"Polygon Order", "Reverse Order", "Random O
 const char *const kTimingChoices[] = {"Frame Range", "Progress Control", nullptr};
 
 void Reghost(PluginInstance *p);
-void ReghostFrom(ControlRecord *r) { Reghost(r->panel->instance); }
 LWInstance Create(LWError *err);
 
 // A length in frames: clipped at 0, dragged from 0 to 1000 by 0.05, one decimal.
-constexpr ControlSpec Frames(const char *key, int y, const char *label, void (*changed)(ControlRecord *)) {
+constexpr ControlSpec Frames(const char *key, int y, const char *label, void (*changed)(PluginInstance *)) {
     return {.key = key, .kind = ControlSpecKind::Numeric, .x = 300, .y = y, .label = label, .value = 0, .low = 0,
             .flags = kClipLow | kNotAnimatable | kDragRange, .dragLow = 0, .dragHigh = 1000, .digits = 1,
             .dragStep = 0.05, .changed = changed};
@@ -39,21 +38,21 @@ constexpr ControlSpec Frames(const char *key, int y, const char *label, void (*c
 
 const ControlSpec kTable[kControls] = {
     {.key = "ORDER", .kind = ControlSpecKind::Radio, .x = 40, .y = 60, .value = kRandomOrder, .choices = kOrderChoices,
-     .changed = ReghostFrom},
+     .changed = Reghost},
     {.key = "SEED", .kind = ControlSpecKind::Integer, .x = 300, .y = 60, .label = "Seed", .value = 1, .flags = kNotAnimatable},
     {.key = "TIMING", .kind = ControlSpecKind::Radio, .x = 40, .y = 130, .value = kFrameRange, .choices = kTimingChoices,
-     .changed = ReghostFrom},
+     .changed = Reghost},
     {.key = "START", .kind = ControlSpecKind::Integer, .x = 300, .y = 90, .label = "Start Frame", .value = 1,
      .flags = kNotAnimatable},
     {.key = "END", .kind = ControlSpecKind::Integer, .x = 300, .y = 112, .label = "End Frame", .value = 60,
      .flags = kNotAnimatable},
     {.key = "PROGRESS", .kind = ControlSpecKind::Percent, .x = 300, .y = 134, .label = "Progress", .value = 0.5},
     Frames("FADE", 160, "Fade (frames)", nullptr),
-    Frames("POPLEN", 182, "Pop Length (frames)", ReghostFrom),
+    Frames("POPLEN", 182, "Pop Length (frames)", Reghost),
     {.key = "POPLUM", .kind = ControlSpecKind::Percent, .x = 300, .y = 204, .label = "Pop Luminosity", .value = 1.0,
      .low = 0, .flags = kClipLow | kDragRange, .dragLow = 0, .dragHigh = 2},
     {.key = "INVERT", .kind = ControlSpecKind::Toggle, .x = 40, .y = 180, .label = "Disappear"},
-    {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 40, .y = 205, .label = "Disable", .changed = ReghostFrom},
+    {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 40, .y = 205, .label = "Disable", .changed = Reghost},
 };
 
 // What the new-time hook works out; evaluate only reads it.
