@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "helpers/units.h"
 #include "host/module_loader.h"
 #include "host/motion_evaluation.h"
 
@@ -175,7 +176,7 @@ void BoneRestParam(LWItemID id, LWItemParam param, double v[3]) {
     if (param == LWIP_POSITION)
         for (int i = 0; i < 3; ++i) v[i] = item->restPosition[i];
     else if (param == LWIP_ROTATION)
-        for (int i = 0; i < 3; ++i) v[i] = item->restDirection[i] * 0.017453292519943295;
+        for (int i = 0; i < 3; ++i) v[i] = item->restDirection[i] * kRadiansPerDegree;
 }
 double BoneRestLength(LWItemID id) { return Of(id, &Item::restLength); }
 void BoneLimits(LWItemID id, double *inner, double *outer) {

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "helpers/units.h"
 #include "host/embedded_host.h"
 
 // How the host runs an item's motion plug-ins is not published; this is our rule.
@@ -30,7 +31,6 @@
 
 namespace {
 
-constexpr double kDegreesPerRadian = 57.29577951308232;
 
 MotionEvaluation &State() { return EmbeddedHost::Active().motionState(); }
 

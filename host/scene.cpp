@@ -1,11 +1,11 @@
 #include "host/scene.h"
+#include "helpers/units.h"
 
 #include <cmath>
 #include <cstring>
 
 namespace {
 
-constexpr double kRadiansPerDegree = 0.017453292519943295;
 
 using Vec3 = std::array<double, 3>;
 using Rows = std::array<Vec3, 3>;  // right, up, forward

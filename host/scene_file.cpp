@@ -9,6 +9,7 @@
 #include <sstream>
 #include <vector>
 
+#include "helpers/units.h"
 #include "host/embedded_host.h"
 
 namespace {
@@ -373,8 +374,8 @@ private:
             else if (k == "LgtIntensity" && item_) { if (!Envelope(w, &item_->intensity)) return false; }
             else if (k == "LightType" && item_) item_->lightType = static_cast<int>(number(1));
             else if (k == "ShadowType" && item_) item_->shadowType = static_cast<int>(number(1));
-            else if (k == "ConeAngle" && item_) item_->coneRadius = number(1) * 0.017453292519943295;
-            else if (k == "EdgeAngle" && item_) item_->coneEdge = number(1) * 0.017453292519943295;
+            else if (k == "ConeAngle" && item_) item_->coneRadius = number(1) * kRadiansPerDegree;
+            else if (k == "EdgeAngle" && item_) item_->coneEdge = number(1) * kRadiansPerDegree;
             else if (k == "AmbientColor") s.ambientColor = {number(1) / 255, number(2) / 255, number(3) / 255};
             else if (k == "AmbIntensity") { if (!Envelope(w, &s.ambientIntensity)) return false; }
             else if (k == "ShowCamera") item_ = &Camera();
@@ -654,8 +655,8 @@ std::string SceneText(EmbeddedHost &host) {
             << Number(light->lightColor[2] * 255) << "\n";
         WriteEnvelope(out, "LgtIntensity", light->intensity);
         out << "LightType " << light->lightType << "\nShadowType " << light->shadowType << "\n";
-        out << "ConeAngle " << Number(light->coneRadius * 57.29577951308232) << "\nEdgeAngle "
-            << Number(light->coneEdge * 57.29577951308232) << "\n";
+        out << "ConeAngle " << Number(light->coneRadius * kDegreesPerRadian) << "\nEdgeAngle "
+            << Number(light->coneEdge * kDegreesPerRadian) << "\n";
     }
     for (const auto &camera : s.cameras) {
         out << "\nShowCamera 1 7\n";

@@ -9,6 +9,7 @@
 
 #include "host/render/tracer.h"
 #include "host/scene_file.h"
+#include "helpers/units.h"
 
 namespace {
 
@@ -24,7 +25,6 @@ Vec Unit(const Vec &a) {
 }
 Vec Mix(const Vec &a, const Vec &b, double t) { return Add(Scale(a, 1 - t), Scale(b, t)); }
 
-constexpr double kPi = 3.14159265358979323846;
 // The largest frame side rendered: past any frame the host renders.
 constexpr int kLongestSide = 16384;
 // Secondary rays start this far (metres, grown with the distance from the

@@ -13,6 +13,7 @@
 #include "controls/numeric.h"
 #include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
+#include "helpers/noise.h"
 #include "helpers/random.h"
 #include "module/host_services.h"
 #include "module/lifecycle.h"
@@ -138,9 +139,6 @@ LWError NewTime(LWInstance instance, LWItemID object, LWFrame, LWTime t) {
 // Positions are quantised to 2^-20 of a unit for the point's own key.
 int64_t Quantum(double c) { return static_cast<int64_t>(std::floor(Held(c, -1e12, 1e12) * 1048576.0 + 0.5)); }
 
-// The smooth corner weight (zero first and second derivatives at the cell's ends).
-double Fade(double t) { return t * t * t * (t * (6 * t - 15) + 10); }
-
 void Evaluate(LWInstance instance, DisplacementAccess *access) {
     if (!instance) return;
     const Drift &d = *Work<Drift>(static_cast<PluginInstance *>(instance));
@@ -192,7 +190,7 @@ const char *Describe(LWInstance instance) {
     PluginInstance *p = OpenSettings(instance);
     if (!p) return "Error!";
     if (On(p, kDisable)) return "Diffuse: Disabled";
-    std::snprintf(p->description, 64, "Diffuse, seed %d%s", static_cast<int>(std::floor(Number(p, kSeed)->value + 0.5)),
+    std::snprintf(p->description, sizeof p->description, "Diffuse, seed %d%s", static_cast<int>(std::floor(Number(p, kSeed)->value + 0.5)),
                   Selection(p, kSpace) == kWorldAxes ? ", world axes" : "");
     return p->description;
 }

@@ -12,6 +12,7 @@
 #include "controls/numeric.h"
 #include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
+#include "helpers/units.h"
 #include "module/object_points.h"
 #include "module/host_services.h"
 #include "module/lifecycle.h"
@@ -20,8 +21,6 @@
 
 namespace {
 
-constexpr double kRadiansPerDegree = 0.017453292519943295;
-constexpr double kPi = 3.14159265358979323846;
 
 // Table positions, which are also the creation (and save) order.
 enum { kGuide, kAxis, kExaggeration, kCentre, kMaxBend, kStrength, kLength, kAim, kInteractive, kDisable, kControls };
@@ -217,7 +216,7 @@ const char *Describe(LWInstance instance) {
     if (On(p, kDisable)) return "Flexor: Disabled";
     LWItemID guide = Guide(p);
     if (!guide) return "Flexor: No Guide";
-    std::snprintf(p->description, 128, "Flexor, guided by %s", ItemName(guide));
+    std::snprintf(p->description, sizeof p->description, "Flexor, guided by %s", ItemName(guide));
     return p->description;
 }
 

@@ -4,12 +4,11 @@
 #include <cstdio>
 
 #include "export/g_format.h"
+#include "helpers/units.h"
 #include "module/host_services.h"
 
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
-constexpr double kDegreesPerRadian = 57.29577951308232;
 
 double NearTurn(double angle, double previous) {
     return angle - 2 * kPi * std::floor((angle - previous + kPi) / (2 * kPi));

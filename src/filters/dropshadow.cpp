@@ -11,6 +11,7 @@
 #include "controls/plugin_instance.h"
 #include "controls/static_controls.h"
 #include "filters/filter_frames.h"
+#include "helpers/units.h"
 #include "module/lifecycle.h"
 #include "module/server_table.h"
 
@@ -171,10 +172,10 @@ BufferValue Truncated(double v) {
 
 void Pixel(PluginInstance *, const ImageRecord &image, int x, int y, BufferValue out[4]) {
     int a = out[3];
-    double t = 1 - a * (1.0 / 255);
+    double t = 1 - a * kPerByteLevel;
     if (frame.disabled || t <= 0) return;
     long sum = frame.gathered[static_cast<size_t>(y) * frame.width + x], count = frame.count;
-    double cover = sum * (1.0 / 255) / count;
+    double cover = sum * kPerByteLevel / count;
     double w = cover * frame.opacity * t;
     for (int c = 0; c < 3; ++c) out[c] = Truncated(frame.colour[c] * w + out[c] * (1 - w));
     if (frame.addToAlpha) out[3] = Truncated(255 - (255 - a) * (1 - cover * frame.opacity * t));

@@ -12,6 +12,7 @@
 #include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
 #include "filters/filter_frames.h"
+#include "helpers/units.h"
 #include "module/host_services.h"
 #include "module/lifecycle.h"
 #include "module/server_table.h"
@@ -22,7 +23,6 @@ enum { kMapping, kCenter, kAlign, kHeading, kHSpan, kVSpan, kNear, kFill, kHitAl
 enum { kSpherical, kCylindrical, kCubical, kOrthogonal };
 
 const char *const kMappingChoices[] = {"Spherical", "Cylindrical", "Cubical", "Orthogonal", nullptr};
-constexpr double kDegrees = 0.017453292519943295, kPi = 3.141592653589793;
 // A sample's position is its corner plus half a pixel (unconfirmed).
 constexpr double kPixelCentre = 0.5;
 constexpr int kWorkingResolution = 65536;
@@ -123,10 +123,10 @@ int NewTimeHook(PluginInstance *p, LWFrame, LWTime time) {
                                                           : LWITEM_NULL;
     if (!view) return 0;
     ItemAxesAt(view, time, f.Pv, f.R, f.U, f.F);
-    double heading = Current(p, kHeading) * kDegrees;
+    double heading = Current(p, kHeading) * kRadiansPerDegree;
     f.ch = std::cos(heading), f.sh = std::sin(heading);
-    f.spanH = std::clamp(Current(p, kHSpan), 1.0, 360.0) * kDegrees;
-    f.tanV = std::tan(std::clamp(Current(p, kVSpan), 1.0, 179.0) * kDegrees / 2);
+    f.spanH = std::clamp(Current(p, kHSpan), 1.0, 360.0) * kRadiansPerDegree;
+    f.tanV = std::tan(std::clamp(Current(p, kVSpan), 1.0, 179.0) * kRadiansPerDegree / 2);
     f.s = std::min(f.W / 4, f.H / 3);
     f.ox = (f.W - 4 * f.s) / 2, f.oy = (f.H - 3 * f.s) / 2;
     f.m = std::min(f.W / 2, f.H);
@@ -136,7 +136,7 @@ int NewTimeHook(PluginInstance *p, LWFrame, LWTime time) {
     const int channels[3] = {fill->red, fill->green, fill->blue};
     for (int i = 0; i < 3; ++i) {
         f.fill[i] = static_cast<BufferValue>(std::clamp(channels[i], 0, 255));
-        f.fillColour[i] = f.fill[i] * 0.00392156862745098;
+        f.fillColour[i] = f.fill[i] * kPerByteLevel;
     }
     f.hitAlpha = On(p, kHitAlpha);
     f.aligned = On(p, kAlign);

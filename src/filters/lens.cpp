@@ -10,6 +10,7 @@
 #include "controls/plugin_instance.h"
 #include "controls/static_controls.h"
 #include "filters/filter_frames.h"
+#include "helpers/units.h"
 #include "module/lifecycle.h"
 #include "module/server_table.h"
 #include "controls/plugin_access.h"
@@ -100,7 +101,7 @@ void ReadWarp(PluginInstance *p, LWTime time, Warp *w) {
         w->offset[axis] = current(kXOffset + axis);
         w->roll[axis] = current(kXRoll + axis);
     }
-    double theta = current(kRotation) * 0.017453292519943295;
+    double theta = current(kRotation) * kRadiansPerDegree;
     w->cosine = std::cos(theta);
     w->sine = std::sin(theta);
     const ColorControl *colour = Control<ColorControl>(p, kColor);

@@ -176,7 +176,7 @@ const char *Describe(LWInstance instance) {
     // typed show at once.
     EvaluatePanelNumerics(p->panel, p->panel->currentTime);
     double start = Number(p, kStart)->current;
-    std::snprintf(p->description, 80, "Blink: frames %g to %g, every %g frames", start,
+    std::snprintf(p->description, sizeof p->description, "Blink: frames %g to %g, every %g frames", start,
                   start + Number(p, kLength)->current, Number(p, kPeriod)->current);
     return p->description;
 }

@@ -9,6 +9,7 @@
 #include "controls/numeric.h"
 #include "controls/plugin_access.h"
 #include "controls/static_controls.h"
+#include "helpers/units.h"
 #include "module/host_services.h"
 #include "module/lifecycle.h"
 #include "module/server_table.h"
@@ -16,7 +17,6 @@
 
 namespace {
 
-constexpr double kDegreesPerRadian = 57.29577951308232;
 constexpr int kGraphSamples = 480;
 
 // The common controls, first in every member's panel.

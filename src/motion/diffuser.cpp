@@ -11,13 +11,13 @@
 #include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
 #include "helpers/random.h"
+#include "helpers/units.h"
 #include "module/host_services.h"
 #include "module/lifecycle.h"
 #include "module/server_table.h"
 
 namespace {
 
-constexpr double kRadiansPerDegree = 0.017453292519943295;
 
 // Table positions, which are also the creation (and save) order; the six rates
 // come first, in channel order.
@@ -128,7 +128,7 @@ const char *Describe(LWInstance instance) {
     PluginInstance *p = OpenSettings(instance);
     if (!p) return "Error!";
     if (On(p, kDisable)) return "Diffuser: Disabled";
-    std::snprintf(p->description, 64, "Diffuser (seed %d)", static_cast<int>(std::floor(Number(p, kSeed)->value + 0.5)));
+    std::snprintf(p->description, sizeof p->description, "Diffuser (seed %d)", static_cast<int>(std::floor(Number(p, kSeed)->value + 0.5)));
     return p->description;
 }
 

@@ -7,12 +7,12 @@
 #include "controls/numeric.h"
 #include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
+#include "helpers/units.h"
 #include "module/lifecycle.h"
 #include "module/server_table.h"
 
 namespace {
 
-constexpr double kRadiansPerDegree = 0.017453292519943295;
 constexpr int kChannels = 9;
 
 // Per channel, in the order X, Y, Z position, heading, pitch, bank, X, Y, Z

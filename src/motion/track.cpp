@@ -10,6 +10,7 @@
 #include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
 #include "controls/static_controls.h"
+#include "helpers/units.h"
 #include "module/host_services.h"
 #include "module/lifecycle.h"
 #include "module/server_table.h"
@@ -17,7 +18,6 @@
 
 namespace {
 
-constexpr double kRadiansPerDegree = 0.017453292519943295;
 
 // Table positions, which are also the creation (and save) order.
 enum { kAxis, kTrackItem, kDelay, kStrength, kMinH, kMaxH, kMinP, kMaxP, kInteractive, kDisable, kExportMotion, kControls };

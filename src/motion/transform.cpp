@@ -3,10 +3,10 @@
 #include <cmath>
 
 #include "module/host_services.h"
+#include "helpers/units.h"
 
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
 
 Vec3 Times(const Vec3 &v, const Mat3 &m) {
     return {v[0] * m[0][0] + v[1] * m[1][0] + v[2] * m[2][0], v[0] * m[0][1] + v[1] * m[1][1] + v[2] * m[2][1],

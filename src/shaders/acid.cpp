@@ -15,7 +15,9 @@
 #include "controls/numeric.h"
 #include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
+#include "helpers/noise.h"
 #include "helpers/random.h"
+#include "helpers/units.h"
 #include "module/host_services.h"
 #include "module/lifecycle.h"
 #include "module/server_table.h"
@@ -162,46 +164,11 @@ unsigned Mask(PluginInstance *p) {
 
 // ---- the noise ----
 
-constexpr double kGradients[16][3] = {
-    {1, 1, 0}, {-1, 1, 0}, {1, -1, 0}, {-1, -1, 0}, {1, 0, 1}, {-1, 0, 1}, {1, 0, -1}, {-1, 0, -1},
-    {0, 1, 1}, {0, -1, 1}, {0, 1, -1}, {0, -1, -1}, {1, 1, 0}, {-1, 1, 0}, {0, -1, 1}, {0, -1, -1},
-};
 constexpr double kShift[3] = {0.4142135623730951, 0.7320508075688772, 0.2360679774997897};
 constexpr double kDrift[kOctaves][3] = {
     {0.6, 0.8, 0}, {-0.8, 0, 0.6}, {0, -0.6, -0.8}, {0.48, -0.6, 0.64},
     {-0.64, 0.48, -0.6}, {0.6, 0.64, -0.48}, {-0.36, -0.48, 0.8}, {0.8, -0.36, -0.48},
 };
-
-double Fade(double t) { return t * t * t * (t * (6 * t - 15) + 10); }
-
-// Gradient noise of one octave: 0 at every lattice point, within about -1 to 1.
-double AcidNoise(uint64_t octaveKey, double x, double y, double z) {
-    const double at[3] = {x, y, z};
-    int64_t cell[3];
-    double t[3];
-    for (int i = 0; i < 3; ++i) {
-        double v = std::clamp(at[i], -1e9, 1e9), f = std::floor(v);
-        cell[i] = static_cast<int32_t>(f);
-        t[i] = v - f;
-    }
-    double corner[2][2][2];
-    for (int dx = 0; dx < 2; ++dx) {
-        uint64_t hx = VeskStep(octaveKey, static_cast<uint64_t>(cell[0] + dx));
-        for (int dy = 0; dy < 2; ++dy) {
-            uint64_t hy = VeskStep(hx, static_cast<uint64_t>(cell[1] + dy));
-            for (int dz = 0; dz < 2; ++dz) {
-                const double *g = kGradients[VeskStep(hy, static_cast<uint64_t>(cell[2] + dz)) >> 60];
-                corner[dx][dy][dz] = g[0] * (t[0] - dx) + g[1] * (t[1] - dy) + g[2] * (t[2] - dz);
-            }
-        }
-    }
-    const double sx = Fade(t[0]), sy = Fade(t[1]), sz = Fade(t[2]);
-    double e[2][2], f[2];
-    for (int dy = 0; dy < 2; ++dy)
-        for (int dz = 0; dz < 2; ++dz) e[dy][dz] = corner[0][dy][dz] + sx * (corner[1][dy][dz] - corner[0][dy][dz]);
-    for (int dz = 0; dz < 2; ++dz) f[dz] = e[0][dz] + sy * (e[1][dz] - e[0][dz]);
-    return f[0] + sz * (f[1] - f[0]);
-}
 
 uint64_t AcidOctaveKey(double seed, int octave) { return VeskHash(kAcidDomain, VeskSeedWord(seed), octave); }
 
@@ -247,8 +214,8 @@ LWError NewTime(LWInstance instance, LWFrame, LWTime time) {
     e.offset[0] = Current(p, kXOff), e.offset[1] = Current(p, kYOff), e.offset[2] = Current(p, kZOff);
     e.phase = Current(p, kPhase);
     const ColorControl *colour = Control<ColorControl>(p, kColor);
-    e.target[0] = colour->red * 0.00392156862745098, e.target[1] = colour->green * 0.00392156862745098;
-    e.target[2] = colour->blue * 0.00392156862745098;
+    e.target[0] = colour->red * kPerByteLevel, e.target[1] = colour->green * kPerByteLevel;
+    e.target[2] = colour->blue * kPerByteLevel;
     e.colorAmount = Current(p, kColorAmount), e.lumLevel = Current(p, kLumLevel), e.diffLevel = Current(p, kDiffLevel);
     e.specLevel = Current(p, kSpecLevel), e.mirrLevel = Current(p, kMirrLevel), e.tranLevel = Current(p, kTranLevel);
     e.depth = Current(p, kBumpDepth);
@@ -392,9 +359,9 @@ const char *Describe(LWInstance instance) {
     const char *shape = Selection(p, kShape) == kBreakup ? "breakup" : "ragged";
     int effectors = std::min(Control<ItemControl>(p, kPrefix)->count, kMostEffectors);
     if (effectors >= 1)
-        std::snprintf(p->description, 80, "Acid, %s, %d effectors", shape, effectors);
+        std::snprintf(p->description, sizeof p->description, "Acid, %s, %d effectors", shape, effectors);
     else
-        std::snprintf(p->description, 80, "Acid, %s", shape);
+        std::snprintf(p->description, sizeof p->description, "Acid, %s", shape);
     return p->description;
 }
 

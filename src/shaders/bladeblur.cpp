@@ -13,6 +13,7 @@
 #include "controls/numeric.h"
 #include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
+#include "helpers/units.h"
 #include "module/host_services.h"
 #include "module/lifecycle.h"
 #include "module/server_table.h"
@@ -29,7 +30,7 @@ const char *const kAxisChoices[] = {"Spin about +X", "Spin about +Y", "Spin abou
                                     "Spin about -X", "Spin about -Y", "Spin about -Z", nullptr};
 const char *const kExposureChoices[] = {"Camera Blur Length", "Own Exposure", nullptr};
 
-constexpr double kDegrees = 0.017453292519943295, kRpmToRadiansPerSecond = 0.10471975511965977,
+constexpr double kRpmToRadiansPerSecond = 0.10471975511965977,
                  kTurn = 6.283185307179586;
 // The scene renders motion blur (the render option bit).
 constexpr int kMotionBlurOption = 32;
@@ -153,8 +154,8 @@ LWError NewTime(LWInstance instance, LWFrame frame, LWTime time) {
         integralStart = kRpmToRadiansPerSecond * IntegrateSpeed(p, fps, 0, opens);
         integralEnd = integralStart + kRpmToRadiansPerSecond * IntegrateSpeed(p, fps, opens, anchor);
     }
-    double start = EvaluateNumeric(Numeric(p, kPhase), opens) * kDegrees + integralStart;
-    double end = EvaluateNumeric(Numeric(p, kPhase), anchor) * kDegrees + integralEnd;
+    double start = EvaluateNumeric(Numeric(p, kPhase), opens) * kRadiansPerDegree + integralStart;
+    double end = EvaluateNumeric(Numeric(p, kPhase), anchor) * kRadiansPerDegree + integralEnd;
     double turns = std::floor(start / kTurn);
     r.startAngle = start - kTurn * turns;
     r.swept = (end - kTurn * turns) - r.startAngle;
@@ -166,12 +167,12 @@ LWError NewTime(LWInstance instance, LWFrame frame, LWTime time) {
     r.tip = std::max(0.0, Current(p, kTipRadius));
     r.rootWidth = std::max(0.0, Current(p, kRootWidth));
     r.tipWidth = std::max(0.0, Current(p, kTipWidth));
-    r.sweep = Current(p, kSweep) * kDegrees;
+    r.sweep = Current(p, kSweep) * kRadiansPerDegree;
     r.opacity = std::clamp(Current(p, kOpacity), 0.0, 1.0);
     r.tintAmount = std::clamp(Current(p, kTintAmount), 0.0, 1.0);
     const ColorControl *colour = Control<ColorControl>(p, kColor);
-    r.tint[0] = colour->red * 0.00392156862745098, r.tint[1] = colour->green * 0.00392156862745098;
-    r.tint[2] = colour->blue * 0.00392156862745098;
+    r.tint[0] = colour->red * kPerByteLevel, r.tint[1] = colour->green * kPerByteLevel;
+    r.tint[2] = colour->blue * kPerByteLevel;
     r.fade = On(p, kFadeHighlights);
     r.active = true;
     return nullptr;
@@ -242,7 +243,7 @@ const char *Describe(LWInstance instance) {
     if (!p) return "Error!";
     if (On(p, kDisable)) return "Blade Blur: Disabled";
     int blades = std::clamp(static_cast<int>(std::floor(Numeric(p, kBlades)->value + 0.5)), 1, 64);
-    std::snprintf(p->description, 80, "Blade Blur: %d-Blade Rotor", blades);
+    std::snprintf(p->description, sizeof p->description, "Blade Blur: %d-Blade Rotor", blades);
     return p->description;
 }
 

@@ -8,6 +8,7 @@
 #include "controls/numeric.h"
 #include "controls/plugin_instance.h"
 #include "helpers/curves.h"
+#include "helpers/units.h"
 #include "module/lifecycle.h"
 #include "module/server_table.h"
 #include "shaders/facing.h"
@@ -62,7 +63,7 @@ void Evaluate(LWInstance instance, ShaderAccess *spot) {
     double t = Gain(Bias(c * c, Current(p, kTrans)), Current(p, kSharp));
     const ColorControl *edge = Control<ColorControl>(p, kColor);
     const int rgb[3] = {edge->red, edge->green, edge->blue};
-    for (int i = 0; i < 3; ++i) spot->color[i] = rgb[i] * (1 - t) * 0.00392156862745098 + t * spot->color[i];
+    for (int i = 0; i < 3; ++i) spot->color[i] = rgb[i] * (1 - t) * kPerByteLevel + t * spot->color[i];
 }
 
 unsigned Flags(LWInstance) { return LWSHF_COLOR; }

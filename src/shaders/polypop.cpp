@@ -202,7 +202,7 @@ const char *Describe(LWInstance instance) {
     if (!p) return "Error!";
     if (On(p, kDisable)) return "PolyPop: Disabled";
     static const char *const kOrders[] = {"polygon order", "reverse order", "random order"};
-    std::snprintf(p->description, 64, "PolyPop, %s%s", kOrders[std::clamp(Selection(p, kOrder), 0, 2)],
+    std::snprintf(p->description, sizeof p->description, "PolyPop, %s%s", kOrders[std::clamp(Selection(p, kOrder), 0, 2)],
                   On(p, kInvert) ? ", disappearing" : "");
     return p->description;
 }
