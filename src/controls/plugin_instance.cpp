@@ -88,6 +88,8 @@ PluginInstance *BuildInstance(const PanelSpec &layout, const ControlSpec *table,
     *instance = PluginInstance{};
     instance->panel = panel;
     instance->work = work;
+    if (layout.makeWork && work) layout.makeWork(work);
+    instance->endWork = layout.endWork;
     CopyText(panel->shortName, sizeof panel->shortName, layout.shortName);
     panel->version = layout.version;
     panel->create = layout.create;
@@ -101,6 +103,7 @@ PluginInstance *BuildInstance(const PanelSpec &layout, const ControlSpec *table,
         void *control = Build(table[i], panel);
         if (!control) {
             DestroyPanel(panel);
+            if (layout.endWork) layout.endWork(work);
             delete[] work;
             delete instance;
             if (err) *err = failure;

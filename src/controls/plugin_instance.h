@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <new>
 
 #include "controls/control.h"
 
@@ -51,6 +52,7 @@ struct PluginInstance {
     ImageFilterHooks image;
     char description[128];  // the instance's description line, for plug-ins that print one
     void *work;             // the plug-in's own working state (workBytes, zeroed at creation), or null
+    void (*endWork)(void *);  // ends a working state that owns memory, or null
 };
 
 // What the table can say of a control; anything else goes in `setup`.
@@ -98,7 +100,20 @@ struct PanelSpec {
     PixelFilterFrame pixel = {};   // pixel filters' hooks
     ImageFilterHooks image = {};   // image filters' hooks
     size_t workBytes = 0;          // the plug-in's working state, kept per instance and never saved
+    // A working state that owns memory (a frame's rows) is made in its bytes
+    // with the instance and ended with it: MakeWork<T> and EndWork<T>.
+    void (*makeWork)(void *) = nullptr;
+    void (*endWork)(void *) = nullptr;
 };
+
+template <typename T>
+void MakeWork(void *bytes) {
+    new (bytes) T();
+}
+template <typename T>
+void EndWork(void *bytes) {
+    static_cast<T *>(bytes)->~T();
+}
 
 // Builds the panel and every control in table order. Any failure unwinds what
 // was built and returns null with `failure` stored in *err.

@@ -52,19 +52,26 @@ const ControlSpec kTable[kControls] = {
     {.key = "PREVIEW", .kind = ControlSpecKind::Preview, .x = 258, .y = 67, .setup = PreviewSide<kPreviewSize>},
 };
 
-const PanelSpec kPanel = {.title = "Confusion", .shortName = "Confusion", .width = 440, .height = 350,
-                          .create = [](LWError *err, LWItemID) { return Create(err); }, .destroy = SharedDestroy,
-                          .copy = SharedCopy, .afterLoad = Refresh, .image = {Setup, Pixel}};
-
-// What the setup works out for the frame being processed. Frames are processed
-// one at a time on the host's thread, so one set serves the module.
+// What the setup works out for one frame.
 struct FrameState {
     double focus, scale;  // f and 1 / (f * F-stop)
     double radiusFactor;  // the blur radius per unit of |z - f| * scale
     int mode;
     bool blurBackground;
-} frame;
-RowSums frameColour[3];  // red, green and blue of the frame being blurred
+    RowSums colour[3];  // red, green and blue of the frame being blurred
+};
+
+// A render's frame, and the panel's preview apart from it, so that drawing
+// the preview never disturbs a frame being rendered.
+struct ConfusionWork {
+    FrameState render, preview;
+};
+
+const PanelSpec kPanel = {.title = "Confusion", .shortName = "Confusion", .width = 440, .height = 350,
+                          .create = [](LWError *err, LWItemID) { return Create(err); }, .destroy = SharedDestroy,
+                          .copy = SharedCopy, .afterLoad = Refresh, .image = {Setup, Pixel},
+                          .workBytes = sizeof(ConfusionWork), .makeWork = MakeWork<ConfusionWork>,
+                          .endWork = EndWork<ConfusionWork>};
 
 // Whole square roots of 0 to 400, for the disk's half-width on each row.
 struct HalfWidths {
@@ -95,7 +102,7 @@ double FocusDistance(PluginInstance *p, LWTime time) {
 }
 
 // Works out f and s for a time; false when the filter has nothing to do.
-bool ReadFocus(PluginInstance *p, LWTime time) {
+bool ReadFocus(PluginInstance *p, LWTime time, FrameState &frame) {
     OpenSettings(p);
     frame.mode = Selection(p, kApplyType);
     if (frame.mode == kDisabled) return false;
@@ -109,27 +116,28 @@ bool ReadFocus(PluginInstance *p, LWTime time) {
 }
 
 int Setup(PluginInstance *p, const ImageRecord &image, LWFrame, LWTime time) {
-    if (!ReadFocus(p, time)) return 1;
+    FrameState &frame = Work<ConfusionWork>(p)->render;
+    if (!ReadFocus(p, time, frame)) return 1;
     if (!image.depth) return 1;  // a host that keeps no depth buffer: nothing to measure against
     double k = image.unscaled ? 1 : image.scale;
     frame.radiusFactor = image.fullWidth * 0.0028 / k;
     if (frame.mode == kBlur) {
         const BufferValue *planes[3] = {image.red, image.green, image.blue};
-        for (int c = 0; c < 3; ++c) frameColour[c].Build(planes[c], image.width, image.height);
+        for (int c = 0; c < 3; ++c) frame.colour[c].Build(planes[c], image.width, image.height);
     }
     return 0;
 }
 
 // The map value: |z - f| * s * 75, held to a byte and truncated. A depth that is
 // not a number reads as in focus.
-BufferValue ConfusionValue(double z) {
+BufferValue ConfusionValue(const FrameState &frame, double z) {
     double c = std::fabs(z - frame.focus) * frame.scale * 75.0;
     if (!(c > 0)) return 0;
     return c >= 255 ? 255 : static_cast<BufferValue>(c);
 }
 
 // The disk's radius in working pixels, at most 20.
-double BlurRadius(double z) {
+double BlurRadius(const FrameState &frame, double z) {
     double r = frame.radiusFactor * std::fabs(z - frame.focus) * frame.scale;
     if (!(r > 0)) return 0;
     return r >= kMaxRadius ? kMaxRadius : r;
@@ -137,7 +145,7 @@ double BlurRadius(double z) {
 
 // The mean colour over the disk of radius r round (x, y), inside the image: on
 // each row the disk is one run of columns, read from the row sums.
-void DiskMean(const ImageRecord &image, int x, int y, double r, BufferValue out[4]) {
+void DiskMean(const FrameState &frame, const ImageRecord &image, int x, int y, double r, BufferValue out[4]) {
     const int R = static_cast<int>(r), Q = static_cast<int>(r * r);
     long sum[3] = {}, count = 0;
     const int top = -R < -y ? -y : -R, bottom = y + R >= image.height ? image.height - 1 - y : R;
@@ -147,15 +155,16 @@ void DiskMean(const ImageRecord &image, int x, int y, double r, BufferValue out[
         int half = kHalfWidths.of[room] > R ? R : kHalfWidths.of[room];
         int lo = x - half < 0 ? 0 : x - half, hi = x + half >= image.width ? image.width - 1 : x + half;
         count += hi - lo + 1;
-        for (int c = 0; c < 3; ++c) sum[c] += frameColour[c].Run(y + j, lo, hi);
+        for (int c = 0; c < 3; ++c) sum[c] += frame.colour[c].Run(y + j, lo, hi);
     }
     if (count == 0) return;
     for (int c = 0; c < 3; ++c) out[c] = static_cast<BufferValue>(sum[c] / count);
 }
 
-void Pixel(PluginInstance *, const ImageRecord &image, int x, int y, BufferValue out[4]) {
+void Pixel(PluginInstance *p, const ImageRecord &image, int x, int y, BufferValue out[4]) {
+    const FrameState &frame = Work<ConfusionWork>(p)->render;
     double z = image.depth[static_cast<size_t>(y) * image.width + x];
-    BufferValue c = ConfusionValue(z);
+    BufferValue c = ConfusionValue(frame, z);
     switch (frame.mode) {
     case kMapToRgb: out[0] = out[1] = out[2] = c; break;
     case kInverseMapToRgb: out[0] = out[1] = out[2] = static_cast<BufferValue>(255 - c); break;
@@ -163,7 +172,7 @@ void Pixel(PluginInstance *, const ImageRecord &image, int x, int y, BufferValue
     case kInverseMapToAlpha: out[3] = static_cast<BufferValue>(255 - c); break;
     case kBlur:
         if (out[3] == 0 && !frame.blurBackground) return;  // the background stays sharp
-        DiskMean(image, x, y, BlurRadius(z), out);
+        DiskMean(frame, image, x, y, BlurRadius(frame, z), out);
         break;
     default: break;
     }
@@ -182,8 +191,8 @@ void Refresh(PluginInstance *p) {
     GhostControl(&Control<ItemControl>(p, kFocus)->record, Selection(p, kFocusType) != kFocusOnItem);
     GhostControl(&Number(p, kFocalLength)->record, Selection(p, kFocusType) != kFocusNumerically);
     GhostControl(&Control<ButtonControl>(p, kBlurBackground)->record, Selection(p, kApplyType) != kBlur);
-    const FrameState kept = frame;  // a render's setup is not disturbed by the panel
-    bool active = ReadFocus(p, 0);
+    FrameState &frame = Work<ConfusionWork>(p)->preview;
+    bool active = ReadFocus(p, 0, frame);
     auto *scene = hostServices.global
                       ? static_cast<const LWSceneInfo *>(hostServices.global(LWSERVICE_SCENE_INFO, GFUSE_TRANSIENT))
                       : nullptr;
@@ -201,7 +210,7 @@ void Refresh(PluginInstance *p) {
     for (int x = 0; x < n; ++x) {
         double z = (x + 0.5) / n * farthest;
         if (active) {
-            BufferValue c = ConfusionValue(z);
+            BufferValue c = ConfusionValue(frame, z);
             if (frame.mode == kInverseMapToRgb || frame.mode == kInverseMapToAlpha) c = static_cast<BufferValue>(255 - c);
             for (int y = strip; y < n; ++y) put(x, y, c, c, c);
         }
@@ -209,14 +218,13 @@ void Refresh(PluginInstance *p) {
             if (x % 34 == 0) put(x, y, 70, 70, 76);  // depth grid: fifths of the range
         put(x, 4, 90, 60, 60);                          // the 20-pixel cap
         if (!active) continue;
-        int top = plotHeight - 1 - static_cast<int>(BlurRadius(z) / kMaxRadius * (plotHeight - 5));
+        int top = plotHeight - 1 - static_cast<int>(BlurRadius(frame, z) / kMaxRadius * (plotHeight - 5));
         int from = lastTop < 0 ? top : (lastTop < top ? lastTop : top), to = lastTop < 0 ? top : (lastTop > top ? lastTop : top);
         for (int y = from; y <= to; ++y) put(x, y, 255, 150, 40);
         lastTop = top;
     }
     if (active)
         for (int y = 0; y < n; ++y) put(static_cast<int>(frame.focus / farthest * n), y, 250, 220, 0);
-    frame = kept;
     RedrawControl(&preview->record, kDrawAll);
 }
 

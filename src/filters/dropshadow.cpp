@@ -57,13 +57,7 @@ const ControlSpec kTable[kControls] = {
     {.key = "PREVIEW", .kind = ControlSpecKind::Preview, .x = 322, .y = 60, .setup = PreviewSide<kPreviewSize>},
 };
 
-const PanelSpec kPanel = {.title = "DropShadow", .shortName = "DropShadow", .width = 465, .height = 270,
-                          .create = [](LWError *err, LWItemID) { return Create(err); }, .destroy = SharedDestroy,
-                          .copy = SharedCopy, .afterLoad = Refresh, .image = {Setup, Pixel},
-                          .workBytes = sizeof(BufferValue) * 4 * kPreviewSize * kPreviewSize};
-
-// What the setup works out for the frame being processed. Frames are processed
-// one at a time on the host's thread, so one set serves the module.
+// What the setup works out for one frame.
 struct FrameState {
     int radiusY, offsetX, offsetY, rowStep;
     int rows;                              // ellipse rows sampled
@@ -74,8 +68,20 @@ struct FrameState {
     long count;                     // samples an ellipse counts, inside the image or not
     double opacity, colour[3];
     bool addToAlpha, disabled;
-} frame;
+};
 
+// A render's frame, and the panel's preview with its own frame and card, so
+// that drawing the preview never disturbs a frame being rendered.
+struct ShadowWork {
+    FrameState render, preview;
+    BufferValue card[4 * kPreviewSize * kPreviewSize];
+};
+
+const PanelSpec kPanel = {.title = "DropShadow", .shortName = "DropShadow", .width = 465, .height = 270,
+                          .create = [](LWError *err, LWItemID) { return Create(err); }, .destroy = SharedDestroy,
+                          .copy = SharedCopy, .afterLoad = Refresh, .image = {Setup, Pixel},
+                          .workBytes = sizeof(ShadowWork), .makeWork = MakeWork<ShadowWork>,
+                          .endWork = EndWork<ShadowWork>};
 
 LWInstance Create(LWError *err) {
     return BuildInstance(kPanel, kTable, kControls, LWITEM_NULL, err, ClassInfo(PluginClass::ImageFilter).createFailure);
@@ -86,7 +92,7 @@ LWInstance Create(LWError *err) {
 // sums, so the rows are walked in order rather than 41 apart per pixel.
 // Samples outside the image count but add nothing: the shadow fades at the
 // border.
-void Gather() {
+void Gather(FrameState &frame) {
     const int w = frame.width, h = frame.height;
     frame.gathered.assign(static_cast<size_t>(w) * h, 0);
     frame.count = 0;
@@ -122,7 +128,7 @@ void Gather() {
     }
 }
 
-int Setup(PluginInstance *p, const ImageRecord &image, LWFrame, LWTime time) {
+int SetupFrame(PluginInstance *p, const ImageRecord &image, LWTime time, FrameState &frame) {
     OpenEvaluation(p, time);
     frame.opacity = Current(p, kStrength);
     if (frame.opacity <= 0) return 1;
@@ -154,12 +160,16 @@ int Setup(PluginInstance *p, const ImageRecord &image, LWFrame, LWTime time) {
     frame.width = image.width;
     frame.height = image.height;
     frame.alpha.Build(image.alpha, image.width, image.height);
-    Gather();
+    Gather(frame);
     const ColorControl *colour = Control<ColorControl>(p, kColor);
     frame.colour[0] = colour->red, frame.colour[1] = colour->green, frame.colour[2] = colour->blue;
     frame.addToAlpha = On(p, kAlpha);
     frame.disabled = On(p, kDisable);
     return 0;
+}
+
+int Setup(PluginInstance *p, const ImageRecord &image, LWFrame, LWTime time) {
+    return SetupFrame(p, image, time, Work<ShadowWork>(p)->render);
 }
 
 // Truncation to a level, with a hair's allowance: a shadow of vanishing weight
@@ -170,7 +180,7 @@ BufferValue Truncated(double v) {
     return static_cast<BufferValue>(v < 0 ? 0 : (v > 255 ? 255 : v));
 }
 
-void Pixel(PluginInstance *, const ImageRecord &image, int x, int y, BufferValue out[4]) {
+void Shadow(const FrameState &frame, int x, int y, BufferValue out[4]) {
     int a = out[3];
     double t = 1 - a * kPerByteLevel;
     if (frame.disabled || t <= 0) return;
@@ -179,7 +189,10 @@ void Pixel(PluginInstance *, const ImageRecord &image, int x, int y, BufferValue
     double w = cover * frame.opacity * t;
     for (int c = 0; c < 3; ++c) out[c] = Truncated(frame.colour[c] * w + out[c] * (1 - w));
     if (frame.addToAlpha) out[3] = Truncated(255 - (255 - a) * (1 - cover * frame.opacity * t));
-    (void)image;
+}
+
+void Pixel(PluginInstance *p, const ImageRecord &, int x, int y, BufferValue out[4]) {
+    Shadow(Work<ShadowWork>(p)->render, x, y, out);
 }
 
 // The preview: a small frame of its own (a disc and a bar, opaque, over a
@@ -189,7 +202,8 @@ void Pixel(PluginInstance *, const ImageRecord &image, int x, int y, BufferValue
 // shadow would be kept in the alpha.
 void Refresh(PluginInstance *p) {
     const int n = kPreviewSize;
-    BufferValue *card = static_cast<BufferValue *>(p->work);
+    ShadowWork &work = *Work<ShadowWork>(p);
+    BufferValue *card = work.card;
     BufferValue *planes[4] = {card, card + n * n, card + 2 * n * n, card + 3 * n * n};
     for (int y = 0; y < n; ++y)
         for (int x = 0; x < n; ++x) {
@@ -203,13 +217,13 @@ void Refresh(PluginInstance *p) {
         }
     ImageRecord image{planes[0], planes[1], planes[2], planes[3], nullptr, n, n, n, n, 0, 0, 1.0, 1, 0};
     PreviewControl *preview = Control<PreviewControl>(p, kPreview);
-    bool active = Setup(p, image, 0, 0) == 0;
+    bool active = SetupFrame(p, image, 0, work.preview) == 0;
     bool alphaShown = On(p, kAlpha);
     for (int y = 0; y < n; ++y)
         for (int x = 0; x < n; ++x) {
             int at = y * n + x;
             BufferValue out[4] = {planes[0][at], planes[1][at], planes[2][at], planes[3][at]};
-            if (active) Pixel(p, image, x, y, out);
+            if (active) Shadow(work.preview, x, y, out);
             for (int c = 0; c < 3; ++c) {
                 int v = out[c];
                 if (alphaShown && planes[3][at] == 0) v = v * (255 - out[3] / 2) / 255;

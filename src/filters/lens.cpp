@@ -66,25 +66,31 @@ const ControlSpec kTable[kControls] = {
     {.key = "PREVIEW", .kind = ControlSpecKind::Preview, .x = 300, .y = 60, .setup = PreviewSide<kPreviewSize>},
 };
 
-// The warp's settings at one time, worked out once per frame.
+// The warp's settings at one time, and the normalised coordinate of every
+// column and row of its frame (the forward warp's rolled pixel centres, or
+// the inverse warp's corners), worked out once a frame so that a pixel
+// starts from two lookups.
 struct Warp {
     double pin[2], keystone[2], shear[2], scale[2], offset[2], roll[2];
     double cosine, sine;
     BufferValue offscreen[4];
     bool filtering;
     int mode;
+    std::vector<double> column, row;
 };
 
-// Per instance: the warp, and the preview's test card and picture.
+// Per instance: a render's warp, and the preview's own with its test card,
+// so that drawing the preview never disturbs a frame being rendered.
 struct LensWork {
-    Warp warp;
+    Warp render, preview;
     BufferValue card[4][kPreviewSize * kPreviewSize];
 };
 
 const PanelSpec kPanel = {.title = "Lens", .shortName = "Lens", .width = 520, .height = 400,
                           .create = [](LWError *err, LWItemID) { return Create(err); }, .destroy = SharedDestroy,
                           .copy = SharedCopy, .afterLoad = Refresh, .image = {Setup, Pixel},
-                          .workBytes = sizeof(LensWork)};
+                          .workBytes = sizeof(LensWork), .makeWork = MakeWork<LensWork>,
+                          .endWork = EndWork<LensWork>};
 
 LWInstance Create(LWError *err) {
     return BuildInstance(kPanel, kTable, kControls, LWITEM_NULL, err, ClassInfo(PluginClass::ImageFilter).createFailure);
@@ -121,33 +127,25 @@ double Wrapped(double v, double size) { return v - size * std::floor(v / size); 
 // no keystone, a full-size frame); the result is the same to the last bit.
 double Over(double a, double b) { return b == 1 ? a : a / b; }
 
-// The normalised coordinate of every column and row, worked out once a frame
-// (the forward warp's rolled pixel centres, or the inverse warp's corners), so
-// that a pixel starts from two lookups. Frames are processed one at a time on
-// the host's thread, and the preview is drawn only between renders.
-struct Axes {
-    std::vector<double> column, row;
-} axes;
-
-void PrepareAxes(const Warp &w, const ImageRecord &image) {
+void PrepareAxes(Warp &w, const ImageRecord &image) {
     double k = image.unscaled ? 1 : image.scale;
     double spanX = image.fullWidth - 1.0, spanY = image.fullHeight - 1.0;
-    axes.column.resize(image.width);
-    axes.row.resize(image.height);
+    w.column.resize(image.width);
+    w.row.resize(image.height);
     for (int x = 0; x < image.width; ++x) {
         if (w.mode == kForward) {
             double px = Wrapped(x + 0.5 - image.width * w.roll[0], image.width);
-            axes.column[x] = (image.offsetX + px * k) / spanX - 0.5 + w.offset[0];
+            w.column[x] = (image.offsetX + px * k) / spanX - 0.5 + w.offset[0];
         } else {
-            axes.column[x] = (image.offsetX + x * k) / spanX - 0.5;
+            w.column[x] = (image.offsetX + x * k) / spanX - 0.5;
         }
     }
     for (int y = 0; y < image.height; ++y) {
         if (w.mode == kForward) {
             double py = Wrapped(y + 0.5 - image.height * w.roll[1], image.height);
-            axes.row[y] = (image.offsetY + py * k) / spanY - 0.5 + w.offset[1];
+            w.row[y] = (image.offsetY + py * k) / spanY - 0.5 + w.offset[1];
         } else {
-            axes.row[y] = (image.offsetY + y * k) / spanY;
+            w.row[y] = (image.offsetY + y * k) / spanY;
         }
     }
 }
@@ -158,7 +156,7 @@ void SourceOf(const Warp &w, const ImageRecord &image, int x, int y, double *sx,
     double spanX = image.fullWidth - 1.0, spanY = image.fullHeight - 1.0;
     if (w.mode == kForward) {
         // The destination rolled, at the pixel's centre.
-        double a = axes.column[x], b = axes.row[y];
+        double a = w.column[x], b = w.row[y];
         double y1 = Over(w.cosine * b - w.sine * a, w.scale[1]);
         double x1 = Over(w.cosine * a + w.sine * b, w.scale[0]);
         double x2 = x1 + w.shear[0] * y1;
@@ -172,7 +170,7 @@ void SourceOf(const Warp &w, const ImageRecord &image, int x, int y, double *sx,
         return;
     }
     // The forward steps undone in reverse order, at the pixel's corner.
-    double a = axes.column[x], v = axes.row[y];
+    double a = w.column[x], v = w.row[y];
     double y3 = Over(v - 0.5, Guarded(1 + 3 * w.pin[1] * a * a));
     double x3 = Over(a, Guarded(1 + 3 * w.pin[0] * y3 * y3));
     double y2 = (w.keystone[1] * x3 + 1) * y3;
@@ -220,18 +218,21 @@ void Sample(const Warp &w, const ImageRecord &image, double sx, double sy, Buffe
 }
 
 int Setup(PluginInstance *p, const ImageRecord &image, LWFrame, LWTime time) {
-    Warp &w = Work<LensWork>(p)->warp;
+    Warp &w = Work<LensWork>(p)->render;
     ReadWarp(p, time, &w);
     if (w.mode == kDisabled) return 1;  // the frame copies every pixel
     PrepareAxes(w, image);
     return 0;
 }
 
-void Pixel(PluginInstance *p, const ImageRecord &image, int x, int y, BufferValue out[4]) {
-    const Warp &w = Work<LensWork>(p)->warp;
+void Warped(const Warp &w, const ImageRecord &image, int x, int y, BufferValue out[4]) {
     double sx, sy;
     SourceOf(w, image, x, y, &sx, &sy);
     Sample(w, image, sx, sy, out);
+}
+
+void Pixel(PluginInstance *p, const ImageRecord &image, int x, int y, BufferValue out[4]) {
+    Warped(Work<LensWork>(p)->render, image, x, y, out);
 }
 
 // The preview: a test card (grey checks, a red cross through the centre and a
@@ -257,15 +258,16 @@ void FillTestCard(LensWork *work) {
 void Refresh(PluginInstance *p) {
     LensWork *work = Work<LensWork>(p);
     FillTestCard(work);
-    ReadWarp(p, 0, &work->warp);
+    Warp &w = work->preview;
+    ReadWarp(p, 0, &w);
     const int n = kPreviewSize;
     ImageRecord card{work->card[0], work->card[1], work->card[2], work->card[3], nullptr, n, n, n, n, 0, 0, 1.0, 1, 0};
     PreviewControl *preview = Control<PreviewControl>(p, kPreview);
-    if (work->warp.mode != kDisabled) PrepareAxes(work->warp, card);
+    if (w.mode != kDisabled) PrepareAxes(w, card);
     for (int y = 0; y < n; ++y)
         for (int x = 0; x < n; ++x) {
             BufferValue out[4] = {work->card[0][y * n + x], work->card[1][y * n + x], work->card[2][y * n + x], 255};
-            if (work->warp.mode != kDisabled) Pixel(p, card, x, y, out);
+            if (w.mode != kDisabled) Warped(w, card, x, y, out);
             for (int c = 0; c < 3; ++c) preview->rgb[(y * n + x) * 3 + c] = out[c];
         }
     RedrawControl(&preview->record, kDrawAll);

@@ -60,10 +60,15 @@ struct Fog {
     int alphaMode;
 };
 
+// A render's fog, and the preview's apart from it.
+struct RayleighWork {
+    Fog render, preview;
+};
+
 const PanelSpec kPanel = {.title = "Rayleigh", .shortName = "Rayleigh", .width = 400, .height = 280,
                           .create = [](LWError *err, LWItemID) { return Create(err); }, .destroy = SharedDestroy,
                           .copy = SharedCopy, .afterLoad = Refresh, .pixel = {.newTimeHook = NewTimeHook, .pixelHook = Pixel},
-                          .workBytes = sizeof(Fog)};
+                          .workBytes = sizeof(RayleighWork)};
 
 bool Disabled(PluginInstance *p) { return On(p, kDisable); }
 
@@ -72,13 +77,12 @@ LWInstance Create(LWError *err) {
 }
 
 
-int NewTimeHook(PluginInstance *p, LWFrame, LWTime time) {
+void ReadFog(PluginInstance *p, LWTime time, Fog *fog) {
     EvaluatePanelNumerics(p->panel, time);
     for (int i : {kRedLength, kGreenLength, kBlueLength}) {
         double &falloff = Current(p, i);
         if (falloff < kShortestFalloff) falloff = kShortestFalloff;
     }
-    Fog *fog = static_cast<Fog *>(p->work);
     fog->disabled = Disabled(p);
     fog->clear = Current(p, kNoFog);
     fog->farthest = Current(p, kMaxFog);
@@ -86,11 +90,16 @@ int NewTimeHook(PluginInstance *p, LWFrame, LWTime time) {
     fog->colour[0] = colour->red, fog->colour[1] = colour->green, fog->colour[2] = colour->blue;
     for (int c = 0; c < 3; ++c) fog->falloff[c] = Current(p, kRedLength + c);
     fog->alphaMode = Selection(p, kAlpha);
+}
+
+int NewTimeHook(PluginInstance *p, LWFrame, LWTime time) {
+    ReadFog(p, time, &Work<RayleighWork>(p)->render);
     return 0;
 }
 
-double Pixel(PluginInstance *p, double depth, double rgb[3]) {
-    const Fog &fog = *static_cast<const Fog *>(p->work);
+// The fog over one pixel at a depth: its colour changed in place and the
+// alpha, 0 to 1, in *alpha. 1.0 when it left the pixel alone.
+double Fogged(const Fog &fog, double depth, double rgb[3], double *alpha) {
     if (fog.disabled) return 1.0;
     double d = (depth < fog.farthest ? depth : fog.farthest) - fog.clear;
     if (d < 0) return 1.0;
@@ -102,11 +111,15 @@ double Pixel(PluginInstance *p, double depth, double rgb[3]) {
     }
     double fogAmount = 1 - sum / 3;
     switch (fog.alphaMode) {
-    case kMultiplyAlpha: p->pixel.alpha = 1 - (1 - p->pixel.alpha) * (1 - fogAmount); break;
-    case kReplaceAlpha: p->pixel.alpha = fogAmount; break;
+    case kMultiplyAlpha: *alpha = 1 - (1 - *alpha) * (1 - fogAmount); break;
+    case kReplaceAlpha: *alpha = fogAmount; break;
     default: break;
     }
     return 0.0;
+}
+
+double Pixel(PluginInstance *p, double depth, double rgb[3]) {
+    return Fogged(Work<RayleighWork>(p)->render, depth, rgb, &p->pixel.alpha);
 }
 
 // The preview: distance runs across, from the camera to three times the
@@ -121,8 +134,9 @@ void Refresh(PluginInstance *p) {
     for (int i = 0; i < kControls; ++i)
         if (i != kDisable && i != kPreview) GhostControl(static_cast<ControlRecord *>(p->controls[i]), Disabled(p));
     PreviewControl *preview = Control<PreviewControl>(p, kPreview);
-    const double keptAlpha = p->pixel.alpha;
-    NewTimeHook(p, 0, 0);
+    Fog &fog = Work<RayleighWork>(p)->preview;
+    ReadFog(p, 0, &fog);
+    double alpha = 0;  // not shown
     double longest = 0;
     for (int i : {kRedLength, kGreenLength, kBlueLength}) longest = std::fmax(longest, Current(p, i));
     double clear = Current(p, kNoFog), maxFog = Current(p, kMaxFog);
@@ -138,14 +152,14 @@ void Refresh(PluginInstance *p) {
         double depth = (x + 0.5) / n * farthest, left[3];
         for (int b = 0; b < 3; ++b) {
             double rgb[3] = {shades[b], shades[b], shades[b]};
-            Pixel(p, depth, rgb);
+            Fogged(fog, depth, rgb, &alpha);
             for (int y = b * bar; y < (b + 1) * bar; ++y) put(x, y, rgb);
         }
         for (int y = bars; y < n; ++y) put(x, y, background);
         // What is left of each channel: white through the fog, minus the fog's own colour.
         double white[3] = {255, 255, 255}, black[3] = {0, 0, 0};
-        Pixel(p, depth, white);
-        Pixel(p, depth, black);
+        Fogged(fog, depth, white, &alpha);
+        Fogged(fog, depth, black, &alpha);
         for (int c = 0; c < 3; ++c) {
             left[c] = (white[c] - black[c]) / 255;
             int y = n - 2 - static_cast<int>(left[c] * (n - bars - 4));
@@ -159,7 +173,6 @@ void Refresh(PluginInstance *p) {
         if (x >= 0 && x < n)
             for (int y = 0; y < 6; ++y) put(x, y, tick);
     }
-    p->pixel.alpha = keptAlpha;
     RedrawControl(&preview->record, kDrawAll);
 }
 

@@ -108,6 +108,7 @@ void SharedDestroy(LWInstance instance) {
     if (!instance) return;
     PluginInstance *p = InstanceOf(instance);
     DestroyPanel(p->panel);
+    if (p->endWork && p->work) p->endWork(p->work);
     delete[] static_cast<unsigned char *>(p->work);
     delete p;
 }

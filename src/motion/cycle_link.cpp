@@ -93,6 +93,8 @@ struct CycleWork {
     ItemControl *controlItem;
     TextControl *range1, *range2;
     NumericControl *lowFrom, *highFrom, *frames, *phaseVelocity, *startPhase, *distance, *quality;
+    // The graph's samples: frames, their times and the phase at each.
+    double graphFrames[kGraphSamples], graphTimes[kGraphSamples], graphPhases[kGraphSamples];
 };
 
 template <typename T>
@@ -227,7 +229,7 @@ void CycleRefresh(PluginInstance *p) {
     if (source == CycleSource::Throttle) EvaluatePanelNumerics(p->panel, 0);
     double fps = FramesPerSecond(), low = Number(p, kLowGraph)->value, high = Number(p, kHighGraph)->value;
     if (high < low + 10) high = low + 10;  // for the display only
-    static double frames[kGraphSamples], times[kGraphSamples], phases[kGraphSamples];
+    double *frames = w.graphFrames, *times = w.graphTimes, *phases = w.graphPhases;
     for (int i = 0; i < kGraphSamples; ++i) {
         frames[i] = low + i * (high - low) / (kGraphSamples - 1);
         times[i] = frames[i] / fps;
@@ -236,7 +238,7 @@ void CycleRefresh(PluginInstance *p) {
     LWItemID control = source == CycleSource::Throttle ? LWITEM_NULL : ControlObject(p, item);
     bool drawn = source == CycleSource::Throttle || control;
     if (!drawn) {
-        for (double &v : phases) v = 0;
+        for (int i = 0; i < kGraphSamples; ++i) phases[i] = 0;
     } else if (source == CycleSource::Throttle || source == CycleSource::Distance) {
         AccumulatedPhases(p, control, times, kGraphSamples, phases, &least, &most);
     } else {

@@ -60,8 +60,15 @@ const ControlSpec kTable[kControls] = {
     {.key = "MB", .kind = ControlSpecKind::ExportMotion, .x = 30, .y = 250},
 };
 
+// The description line names the target, whose name may be longer than the
+// instance's own description holds.
+struct DescriptionLine {
+    char text[300];
+};
+
 const PanelSpec kPanel = {.title = "Tracking Control", .shortName = "Track", .width = 448, .height = 310,
-                          .create = Create, .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = Reghost};
+                          .create = Create, .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = Reghost,
+                          .workBytes = sizeof(DescriptionLine)};
 
 ControlRecord *Record(PluginInstance *p, int i) { return static_cast<ControlRecord *>(p->controls[i]); }
 LWItemID Target(PluginInstance *p) {
@@ -132,13 +139,13 @@ void Evaluate(LWInstance instance, const ItemMotionAccess *access) {
 }
 
 const char *Describe(LWInstance instance) {
-    static char line[300];
     PluginInstance *p = OpenSettings(instance);
     if (!p) return "Error!";
     if (On(p, kDisable)) return "Track: Disabled";
     LWItemID target = Target(p);
     if (!target) return "Track (no target!)";
-    std::snprintf(line, sizeof line, "Tracking %s", ItemName(target));
+    char *line = Work<DescriptionLine>(p)->text;
+    std::snprintf(line, sizeof DescriptionLine::text, "Tracking %s", ItemName(target));
     return line;
 }
 
