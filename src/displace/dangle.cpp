@@ -224,16 +224,8 @@ const char *Describe(LWInstance instance) {
     return p->description;
 }
 
-// The anchor alone: the host then knows the object follows it.
-const LWItemID *ItemsUsed(LWInstance instance) {
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
-    if (!p || On(p, kDisable) || !On(p, kInteractive)) return nullptr;
-    CollectUsedItems(p);
-    return UsedItemsBuffer();
-}
-
 const DisplacementHandler kHandler = {Create,   SharedDestroy, SharedCopy, SharedLoad, SharedSave, NewTime,
-                                      Evaluate, Flags,         Describe,   ItemsUsed,  SharedChangeID};
+                                      Evaluate, Flags,         Describe,   SharedControlItemsUsed,  SharedChangeID};  // the anchor alone
 
 }  // namespace
 

@@ -195,11 +195,8 @@ const char *Describe(LWInstance instance) {
 
 // The matched effectors alone.
 const LWItemID *ItemsUsed(LWInstance instance) {
-    PluginInstance *p = static_cast<PluginInstance *>(instance);
-    if (!p || On(p, kDisable) || !On(p, kInteractive)) return nullptr;
-    Effectors(p);
-    CollectUsedItems(p);
-    return UsedItemsBuffer();
+    if (instance) Effectors(static_cast<PluginInstance *>(instance));  // matched afresh
+    return SharedControlItemsUsed(instance);
 }
 
 const DisplacementHandler kHandler = {Create,   SharedDestroy, SharedCopy, SharedLoad, SharedSave, NewTime,

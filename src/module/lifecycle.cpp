@@ -6,6 +6,7 @@
 #include <new>
 
 #include "controls/choice.h"
+#include "controls/plugin_access.h"
 #include "controls/settings.h"
 #include "module/host_services.h"
 #include "panelui/panel_window.h"
@@ -188,6 +189,10 @@ bool Switch(PluginInstance *p, const char *key, bool otherwise) {
     return r && r->kind == kKindButton ? ToggleIsOn(reinterpret_cast<ButtonControl *>(r)) : otherwise;
 }
 
+// An instance applied to an item leans on the items it names only while it
+// is on and (where it can be) interactive.
+bool UsesItems(PluginInstance *p) { return !Switch(p, "DISABLE", false) && Switch(p, "INTERACTIVE", true); }
+
 }  // namespace
 
 const LWItemID *SharedItemsUsedUnlessDisabled(LWInstance instance) {
@@ -200,10 +205,19 @@ const LWItemID *SharedItemsUsedUnlessDisabled(LWInstance instance) {
 
 void SharedCleanup(LWInstance) {}
 
+LWError SharedShaderInit(LWInstance instance) { return OpenSettings(instance) ? nullptr : "Eeeek, no instance at init!"; }
+
+const LWItemID *SharedControlItemsUsed(LWInstance instance) {
+    PluginInstance *p = InstanceOf(instance);
+    if (!p || !UsesItems(p)) return nullptr;
+    CollectUsedItems(p);
+    return UsedItemsBuffer();
+}
+
 const LWItemID *SharedOwnerItemsUsed(LWInstance instance) {
     if (!instance) return nullptr;
     PluginInstance *p = InstanceOf(instance);
-    if (Switch(p, "DISABLE", false) || !Switch(p, "INTERACTIVE", true)) return nullptr;
+    if (!UsesItems(p)) return nullptr;
     return AppendOwnerAncestry(p, CollectUsedItems(p));
 }
 

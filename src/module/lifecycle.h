@@ -30,6 +30,9 @@ const LWItemID *SharedItemsUsedUnlessDisabled(LWInstance instance);
 // toggle is on or its "INTERACTIVE" toggle (where it has one) is off,
 // otherwise what its controls refer to, then the owner item and its ancestors.
 const LWItemID *SharedOwnerItemsUsed(LWInstance instance);
+// The same without the owner: what the controls refer to alone (a
+// displacement whose object follows the items it names).
+const LWItemID *SharedControlItemsUsed(LWInstance instance);
 // The description of a plug-in whose line only tells whether its "DISABLE"
 // toggle is on; "Error!" without an instance.
 const char *SharedDescription(LWInstance instance, const char *line, const char *disabledLine);
@@ -37,6 +40,8 @@ const char *SharedDescription(LWInstance instance, const char *line, const char 
 // Shows a load error as the host's error box with the line it stopped at.
 void ShowLoadError(LWError error);
 
+// A shader's start of a render: the panel brought up to date; nothing to prepare.
+LWError SharedShaderInit(LWInstance instance);
 LWError PixelFilterInit(LWInstance instance);
 // Nothing to release at the end of a render: the frame keeps no render-long state.
 void SharedCleanup(LWInstance instance);

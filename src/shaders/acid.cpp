@@ -172,12 +172,6 @@ constexpr double kDrift[kOctaves][3] = {
 
 uint64_t AcidOctaveKey(double seed, int octave) { return VeskHash(kAcidDomain, VeskSeedWord(seed), octave); }
 
-LWError Init(LWInstance instance) {
-    if (!instance) return "Eeeek, no instance at init!";
-    OpenSettings(instance);
-    return nullptr;
-}
-
 double Held(double v, double low, double high) { return std::clamp(v, low, high); }
 
 LWError NewTime(LWInstance instance, LWFrame, LWTime time) {
@@ -365,7 +359,7 @@ const char *Describe(LWInstance instance) {
     return p->description;
 }
 
-const ShaderHandler kHandler = {Create, SharedDestroy, SharedCopyNoItem, SharedLoad, SharedSave, Init, SharedCleanup,
+const ShaderHandler kHandler = {Create, SharedDestroy, SharedCopyNoItem, SharedLoad, SharedSave, SharedShaderInit, SharedCleanup,
                                 NewTime, Evaluate, Flags, Describe, SharedItemsUsedUnlessDisabled, SharedChangeID};
 
 }  // namespace

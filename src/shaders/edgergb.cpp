@@ -41,9 +41,6 @@ LWInstance Create(LWError *err) {
     return BuildInstance(kPanel, kTable, kControls, LWITEM_NULL, err, ClassInfo(PluginClass::Shader).createFailure);
 }
 
-LWError Init(LWInstance instance) { return instance ? nullptr : "Eeeek, no instance at init!"; }
-void Cleanup(LWInstance) {}
-
 // Coverage and sharpness are turned round and kept off the curves' ends.
 LWError NewTime(LWInstance instance, LWFrame, LWTime time) {
     PluginInstance *p = OpenEvaluation(instance, time);
@@ -70,7 +67,7 @@ unsigned Flags(LWInstance) { return LWSHF_COLOR; }
 const char *Describe(LWInstance) { return "EdgeRGB"; }
 
 const ShaderHandler kHandler = {Create,   SharedDestroy,   SharedCopyNoItem, SharedLoad, SharedSave,
-                                Init,     Cleanup,         NewTime,          Evaluate,   Flags,
+                                SharedShaderInit,     SharedCleanup,         NewTime,          Evaluate,   Flags,
                                 Describe, SharedItemsUsed, SharedChangeID};
 
 }  // namespace

@@ -75,9 +75,6 @@ LWInstance Create(LWError *err) {
     return BuildInstance(kPanel, kTable, kControls, LWITEM_NULL, err, ClassInfo(PluginClass::Shader).createFailure);
 }
 
-LWError Init(LWInstance instance) { return instance ? nullptr : "Eeeek, no instance at init!"; }
-void Cleanup(LWInstance) {}
-
 // Skew and sharpness are turned round and kept off the curves' ends: 0 and 1
 // become 0.975 and 0.025, and 0.5 stays 0.5.
 LWError NewTime(LWInstance instance, LWFrame, LWTime time) {
@@ -202,7 +199,7 @@ unsigned Flags(LWInstance) { return LWSHF_COLOR; }
 const char *Describe(LWInstance) { return "HSV Boost"; }
 
 const ShaderHandler kHandler = {Create,   SharedDestroy,   SharedCopyNoItem, SharedLoad, SharedSave,
-                                Init,     Cleanup,         NewTime,          Evaluate,   Flags,
+                                SharedShaderInit,     SharedCleanup,         NewTime,          Evaluate,   Flags,
                                 Describe, SharedItemsUsed, SharedChangeID};
 
 }  // namespace

@@ -123,12 +123,6 @@ void PolyPopKeys(double seed, uint64_t key[4]) {
     for (int i = 0; i < 4; ++i) key[i] = VeskHash(kPolyPopDomain, VeskSeedWord(seed), i);
 }
 
-LWError Init(LWInstance instance) {
-    if (!instance) return "Eeeek, no instance at init!";
-    OpenSettings(instance);
-    return nullptr;
-}
-
 LWError NewTime(LWInstance instance, LWFrame, LWTime time) {
     PluginInstance *p = OpenEvaluation(instance, time);
     if (!p) return "Eeek, no inst at newtime";
@@ -207,7 +201,7 @@ const char *Describe(LWInstance instance) {
     return p->description;
 }
 
-const ShaderHandler kHandler = {Create, SharedDestroy, SharedCopyNoItem, SharedLoad, SharedSave, Init, SharedCleanup,
+const ShaderHandler kHandler = {Create, SharedDestroy, SharedCopyNoItem, SharedLoad, SharedSave, SharedShaderInit, SharedCleanup,
                                 NewTime, Evaluate, Flags, Describe, SharedItemsUsedUnlessDisabled, SharedChangeID};
 
 }  // namespace

@@ -35,9 +35,6 @@ LWInstance Create(LWError *err) {
 }
 
 
-LWError Init(LWInstance instance) { return instance ? nullptr : "Eeeek, no instance at init!"; }
-void Cleanup(LWInstance) {}
-
 LWError NewTime(LWInstance instance, LWFrame, LWTime time) {
     PluginInstance *p = OpenEvaluation(instance, time);
     if (!p) return "Eeek, no inst at newtime";
@@ -61,7 +58,7 @@ unsigned Flags(LWInstance) { return LWSHF_TRANSP; }
 const char *Describe(LWInstance) { return "Unveil"; }
 
 const ShaderHandler kHandler = {Create,  SharedDestroy, SharedCopyNoItem, SharedLoad, SharedSave,
-                                Init,    Cleanup,       NewTime,          Evaluate,   Flags,
+                                SharedShaderInit,    SharedCleanup,       NewTime,          Evaluate,   Flags,
                                 Describe, SharedItemsUsed,    SharedChangeID};
 
 }  // namespace
