@@ -7,24 +7,18 @@
 
 namespace {
 
-const char *const kControlChoices[] = {"Named Control Object", "Control Object = self", "Control Object = parent", nullptr};
 const char *const kTrackChoices[] = {"Acceleration in +X", "Acceleration in +Y", "Acceleration in +Z",
                                      "Absolute Acceleration", nullptr};
 
 const ControlSpec kRows[] = {
-    {.key = "CONTROL", .kind = ControlSpecKind::Radio, .x = 140, .y = 59, .value = 0, .choices = kControlChoices,
-     .changed = CycleRefresh, .setup = RadioLabelsLeft},
-    {.key = "CONTROLITEM", .kind = ControlSpecKind::Item, .x = 170, .y = 60, .label = "", .changed = CycleRefresh},
-    {.key = "CHANGETEXT", .kind = ControlSpecKind::Text, .x = 139, .y = 131, .label = "Define Cycle Phase By Control Object's:"},
-    {.key = "TRACKFROM", .kind = ControlSpecKind::Radio, .x = 250, .y = 150, .value = 0, .choices = kTrackChoices,
-     .changed = CycleRefresh, .setup = RadioLabelsLeft},
-    {.key = "RANGE1", .kind = ControlSpecKind::Text, .x = 20, .y = 280, .label = ""},
-    {.key = "FRAMES", .kind = ControlSpecKind::Numeric, .x = 190, .y = 250, .label = "Lookahead Frames", .value = 5,
-     .low = 0.01, .flags = kClipLow | kDragFromLow, .changed = CycleRefresh},
-    {.key = "LOWFROM", .kind = ControlSpecKind::Numeric, .x = 190, .y = 305, .label = "Accel (m/s^2) for Cycle Start",
-     .value = 0, .flags = kDragFree, .changed = CycleRefresh},
-    {.key = "HIGHFROM", .kind = ControlSpecKind::Numeric, .x = 190, .y = 330, .label = "Accel (m/s^2) for Cycle End",
-     .value = 1, .flags = kDragFree, .changed = CycleRefresh},
+    CycleControlChoice(),
+    CycleControlItem(),
+    CycleCaption(131, "Define Cycle Phase By Control Object's:"),
+    CycleSourceChoice(250, 150, kTrackChoices),
+    CycleRangeText("RANGE1", 20, 280),
+    CycleLookahead(5),
+    CycleSourceValue("LOWFROM", 190, 305, "Accel (m/s^2) for Cycle Start", 0),
+    CycleSourceValue("HIGHFROM", 190, 330, "Accel (m/s^2) for Cycle End", 1),
 };
 
 LWInstance Create(LWError *err, LWItemID item);

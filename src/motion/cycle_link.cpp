@@ -15,6 +15,9 @@
 #include "module/server_table.h"
 #include "motion/transform.h"
 
+const char *const kCycleControlChoices[] = {"Named Control Object", "Control Object = self", "Control Object = parent",
+                                             nullptr};
+
 namespace {
 
 constexpr int kGraphSamples = 480;

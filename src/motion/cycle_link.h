@@ -7,6 +7,7 @@
 // Items used are the shared ones (the control item, then the item itself).
 #pragma once
 
+#include "controls/choice.h"
 #include "controls/plugin_instance.h"
 
 enum class CycleSource { Phase, Speed, Accel, Throttle, Distance };
@@ -21,6 +22,42 @@ struct CycleMember {
 
 // The change callback of every control that moves the graph.
 void CycleRefresh(PluginInstance *p);
+
+// The rows the members share, each placed where the member's panel has it:
+// the control object's choice and its item, the caption over the source's
+// choices, those choices, the range texts under the graph, the lookahead,
+// and the source values that start and end the cycle.
+extern const char *const kCycleControlChoices[];
+constexpr ControlSpec CycleControlChoice() {
+    return {.key = "CONTROL", .kind = ControlSpecKind::Radio, .x = 140, .y = 59, .value = 0,
+            .choices = kCycleControlChoices, .changed = CycleRefresh, .setup = RadioLabelsLeft};
+}
+constexpr ControlSpec CycleControlItem() {
+    return {.key = "CONTROLITEM", .kind = ControlSpecKind::Item, .x = 170, .y = 60, .label = "", .changed = CycleRefresh};
+}
+constexpr ControlSpec CycleCaption(int y, const char *label) {
+    return {.key = "CHANGETEXT", .kind = ControlSpecKind::Text, .x = 139, .y = y, .label = label};
+}
+constexpr ControlSpec CycleSourceChoice(int x, int y, const char *const *choices, bool labelsLeft = true) {
+    return {.key = "TRACKFROM", .kind = ControlSpecKind::Radio, .x = x, .y = y, .value = 0, .choices = choices,
+            .changed = CycleRefresh, .setup = labelsLeft ? RadioLabelsLeft : nullptr};
+}
+constexpr ControlSpec CycleRangeText(const char *key, int x, int y) {
+    return {.key = key, .kind = ControlSpecKind::Text, .x = x, .y = y, .label = ""};
+}
+constexpr ControlSpec CycleLookahead(double frames) {
+    return {.key = "FRAMES", .kind = ControlSpecKind::Numeric, .x = 190, .y = 250, .label = "Lookahead Frames",
+            .value = frames, .low = 0.01, .flags = kClipLow | kDragFromLow, .changed = CycleRefresh};
+}
+// LOWFROM and HIGHFROM: any value, dragged freely.
+constexpr ControlSpec CycleSourceValue(const char *key, int x, int y, const char *label, double value) {
+    return {.key = key, .kind = ControlSpecKind::Numeric, .x = x, .y = y, .label = label, .value = value,
+            .flags = kDragFree, .changed = CycleRefresh};
+}
+constexpr ControlSpec CyclePercent(const char *key, int x, int y, const char *label, double value) {
+    return {.key = key, .kind = ControlSpecKind::Percent, .x = x, .y = y, .label = label, .value = value,
+            .changed = CycleRefresh};
+}
 
 LWInstance CycleCreate(const CycleMember &member, LWError *err, LWItemID item);
 void CycleEvaluate(LWInstance instance, const ItemMotionAccess *access);

@@ -8,24 +8,18 @@
 
 namespace {
 
-const char *const kControlChoices[] = {"Named Control Object", "Control Object = self", "Control Object = parent", nullptr};
 const char *const kTrackChoices[] = {"World Distance Travelled in +X direction", "World Distance Travelled in +Y direction",
                                      "World Distance Travelled in +Z direction", "Total World Distance Travelled", nullptr};
 
 const ControlSpec kRows[] = {
-    {.key = "CONTROL", .kind = ControlSpecKind::Radio, .x = 140, .y = 59, .value = 0, .choices = kControlChoices,
-     .changed = CycleRefresh, .setup = RadioLabelsLeft},
-    {.key = "CONTROLITEM", .kind = ControlSpecKind::Item, .x = 170, .y = 60, .label = "", .changed = CycleRefresh},
-    {.key = "CHANGETEXT", .kind = ControlSpecKind::Text, .x = 139, .y = 145, .label = "Define Cycle Phase By Control Object's:"},
-    {.key = "TRACKFROM", .kind = ControlSpecKind::Radio, .x = 250, .y = 170, .value = 0, .choices = kTrackChoices,
-     .changed = CycleRefresh, .setup = RadioLabelsLeft},
-    {.key = "RANGE1", .kind = ControlSpecKind::Text, .x = 20, .y = 268, .label = ""},
-    {.key = "DISTANCE", .kind = ControlSpecKind::Numeric, .x = 175, .y = 290, .label = "Distance for one cycle (m)",
-     .value = 1, .flags = kDragFree, .changed = CycleRefresh},
-    {.key = "QUALITY", .kind = ControlSpecKind::Percent, .x = 175, .y = 315, .label = "Sampling Quality", .value = 0.5,
-     .changed = CycleRefresh},
-    {.key = "STARTPHASE", .kind = ControlSpecKind::Percent, .x = 175, .y = 340, .label = "Starting Cycle Phase",
-     .value = 0, .changed = CycleRefresh},
+    CycleControlChoice(),
+    CycleControlItem(),
+    CycleCaption(145, "Define Cycle Phase By Control Object's:"),
+    CycleSourceChoice(250, 170, kTrackChoices),
+    CycleRangeText("RANGE1", 20, 268),
+    CycleSourceValue("DISTANCE", 175, 290, "Distance for one cycle (m)", 1),
+    CyclePercent("QUALITY", 175, 315, "Sampling Quality", 0.5),
+    CyclePercent("STARTPHASE", 175, 340, "Starting Cycle Phase", 0),
 };
 
 LWInstance Create(LWError *err, LWItemID item);

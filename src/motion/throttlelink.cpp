@@ -9,10 +9,8 @@
 namespace {
 
 const ControlSpec kRows[] = {
-    {.key = "PHASEVELOCITY", .kind = ControlSpecKind::Percent, .x = 150, .y = 175, .label = "Phase Velocity (%/sec)",
-     .value = 1, .changed = CycleRefresh},
-    {.key = "STARTPHASE", .kind = ControlSpecKind::Percent, .x = 150, .y = 200, .label = "Starting Cycle Phase",
-     .value = 0, .changed = CycleRefresh},
+    CyclePercent("PHASEVELOCITY", 150, 175, "Phase Velocity (%/sec)", 1),
+    CyclePercent("STARTPHASE", 150, 200, "Starting Cycle Phase", 0),
 };
 
 LWInstance Create(LWError *err, LWItemID item);
