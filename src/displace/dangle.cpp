@@ -209,11 +209,6 @@ void Evaluate(LWInstance instance, DisplacementAccess *access) {
     access->source[2] = (H * c.dz + z * c.dx) * c.L + c.pivot[2];
 }
 
-unsigned Flags(LWInstance instance) {
-    OpenSettings(instance);
-    return LWDMF_WORLD;
-}
-
 const char *Describe(LWInstance instance) {
     PluginInstance *p = OpenSettings(instance);
     if (!p) return "Error!";
@@ -224,8 +219,9 @@ const char *Describe(LWInstance instance) {
     return p->description;
 }
 
+// The anchor alone is used: the host then knows the object follows it.
 const DisplacementHandler kHandler = {Create,   SharedDestroy, SharedCopy, SharedLoad, SharedSave, NewTime,
-                                      Evaluate, Flags,         Describe,   SharedControlItemsUsed,  SharedChangeID};  // the anchor alone
+                                      Evaluate, SharedWorldDisplacementFlags, Describe, SharedControlItemsUsed, SharedChangeID};
 
 }  // namespace
 

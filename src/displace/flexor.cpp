@@ -205,11 +205,6 @@ void Evaluate(LWInstance instance, DisplacementAccess *access) {
     for (int i = 0; i < 3; ++i) access->source[i] = rest[i] + onAxis * b.axis[i] + onAcross * b.across[i];
 }
 
-unsigned Flags(LWInstance instance) {
-    OpenSettings(instance);
-    return 0;  // the object's own coordinates
-}
-
 const char *Describe(LWInstance instance) {
     PluginInstance *p = OpenSettings(instance);
     if (!p) return "Error!";
@@ -222,7 +217,7 @@ const char *Describe(LWInstance instance) {
 
 
 const DisplacementHandler kHandler = {Create,   SharedDestroy, SharedCopy, SharedLoad, SharedSave, NewTime,
-                                      Evaluate, Flags,         Describe,   SharedOwnerItemsUsed,  SharedChangeID};
+                                      Evaluate, SharedObjectDisplacementFlags, Describe, SharedOwnerItemsUsed, SharedChangeID};
 
 }  // namespace
 

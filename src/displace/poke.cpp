@@ -180,11 +180,6 @@ void Evaluate(LWInstance instance, DisplacementAccess *access) {
     for (int k = 0; k < 3; ++k) access->source[k] = strength * world[k] + (1 - strength) * access->source[k];
 }
 
-unsigned Flags(LWInstance instance) {
-    OpenSettings(instance);
-    return LWDMF_WORLD;
-}
-
 const char *Describe(LWInstance instance) {
     PluginInstance *p = OpenSettings(instance);
     if (!p) return "Error!";
@@ -200,7 +195,7 @@ const LWItemID *ItemsUsed(LWInstance instance) {
 }
 
 const DisplacementHandler kHandler = {Create,   SharedDestroy, SharedCopy, SharedLoad, SharedSave, NewTime,
-                                      Evaluate, Flags,         Describe,   ItemsUsed,  SharedChangeID};
+                                      Evaluate, SharedWorldDisplacementFlags, Describe, ItemsUsed, SharedChangeID};
 
 }  // namespace
 

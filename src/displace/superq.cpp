@@ -61,19 +61,14 @@ void Evaluate(LWInstance instance, DisplacementAccess *access) {
     for (int i = 0; i < 3; ++i) q[i] = std::pow(share[i], 2 * Current(p, kXExp + i)) * Sign(q[i]) * r;
 }
 
-unsigned Flags(LWInstance instance) {
-    OpenSettings(instance);
-    return 0;  // the object's own coordinates
-}
-
 const char *Describe(LWInstance instance) {
     PluginInstance *p = OpenSettings(instance);
     if (!p) return "Error!";
     return Disabled(p) ? "SuperQ: Disabled" : "SuperQ";
 }
 
-const DisplacementHandler kHandler = {Create,   SharedDestroy, SharedCopy, SharedLoad, SharedSave,    NewTime,
-                                      Evaluate, Flags,         Describe,   SharedOwnerItemsUsed, SharedChangeID};
+const DisplacementHandler kHandler = {Create,   SharedDestroy, SharedCopy, SharedLoad, SharedSave, NewTime,
+                                      Evaluate, SharedObjectDisplacementFlags, Describe, SharedOwnerItemsUsed, SharedChangeID};
 
 }  // namespace
 

@@ -205,6 +205,16 @@ const LWItemID *SharedItemsUsedUnlessDisabled(LWInstance instance) {
 
 void SharedCleanup(LWInstance) {}
 
+unsigned SharedWorldDisplacementFlags(LWInstance instance) {
+    OpenSettings(instance);
+    return LWDMF_WORLD;
+}
+
+unsigned SharedObjectDisplacementFlags(LWInstance instance) {
+    OpenSettings(instance);
+    return 0;
+}
+
 LWError SharedShaderInit(LWInstance instance) { return OpenSettings(instance) ? nullptr : "Eeeek, no instance at init!"; }
 
 const LWItemID *SharedControlItemsUsed(LWInstance instance) {

@@ -40,6 +40,10 @@ const char *SharedDescription(LWInstance instance, const char *line, const char 
 // Shows a load error as the host's error box with the line it stopped at.
 void ShowLoadError(LWError error);
 
+// A displacement's flags, the panel brought up to date: the points handed
+// over in world coordinates, or in the object's own.
+unsigned SharedWorldDisplacementFlags(LWInstance instance);
+unsigned SharedObjectDisplacementFlags(LWInstance instance);
 // A shader's start of a render: the panel brought up to date; nothing to prepare.
 LWError SharedShaderInit(LWInstance instance);
 LWError PixelFilterInit(LWInstance instance);
