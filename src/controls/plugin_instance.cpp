@@ -35,6 +35,7 @@ void *Build(const ControlSpec &row, Panel *panel) {
         if (row.flags & kDragFree) c->dragLowOn = c->dragHighOn = 0;
         if (row.digits >= 0) c->digits = row.digits;
         if (row.dragStep > 0) c->dragStep = row.dragStep;
+        if (row.width > 0) c->width = row.width;
         return c;
     }
     case ControlSpecKind::Button: return NewButtonControl(key, x, y, panel);
@@ -56,9 +57,14 @@ void *Build(const ControlSpec &row, Panel *panel) {
         return r;
     }
     case ControlSpecKind::Color: return NewColorControl(key, x, y, panel);
-    case ControlSpecKind::Item: return NewItemControl(key, x, y, panel);
-    case ControlSpecKind::ItemPrefix:
-        return NewPrefixItemControl(key, x, y, panel, row.high > 0 ? static_cast<int>(row.high) : kPrefixMatches);
+    case ControlSpecKind::Item:
+    case ControlSpecKind::ItemPrefix: {
+        ItemControl *c = row.kind == ControlSpecKind::Item
+                             ? NewItemControl(key, x, y, panel)
+                             : NewPrefixItemControl(key, x, y, panel, row.high > 0 ? static_cast<int>(row.high) : kPrefixMatches);
+        if (c && row.width > 0) c->width = row.width;
+        return c;
+    }
     case ControlSpecKind::ExportMotion: return NewExportMotionControl(key, x, y, panel);
     case ControlSpecKind::Text: {
         TextControl *t = NewTextControl(key, x, y, panel);

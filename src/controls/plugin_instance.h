@@ -83,6 +83,7 @@ struct ControlSpec {
     double dragLow = 0, dragHigh = 0;        // numeric drag bounds, with kDragRange
     int digits = -1;                         // numeric digits shown; -1 the constructor's
     double dragStep = 0;                     // numeric change per pixel dragged; 0 the constructor's
+    int width = 0;                           // numeric or item field's width; 0 the constructor's
     const char *const *choices = nullptr;    // radio options or list entries, null-terminated
     void (*changed)(PluginInstance *) = nullptr;
     void (*setup)(void *control) = nullptr;  // any further field the plug-in sets

@@ -31,11 +31,9 @@ constexpr int kMaxEffectors = 512;
 
 void Reghost(PluginInstance *p);
 LWInstance Create(LWError *err, LWItemID item);
-void NarrowField(void *control) { static_cast<ItemControl *>(control)->width -= 40; }
-
 const ControlSpec kTable[kControls] = {
     {.key = "PREFIX", .kind = ControlSpecKind::ItemPrefix, .x = 97, .y = 65, .label = "Effectors", .high = kMaxEffectors,
-     .setup = NarrowField},
+     .width = 190},
     {.key = "SHARPNESS", .kind = ControlSpecKind::Numeric, .x = 100, .y = 90, .label = "Sharpness", .value = 1},
     {.key = "EXP", .kind = ControlSpecKind::Numeric, .x = 100, .y = 115, .label = "Curvature", .value = 0.5,
      .low = 0.01, .flags = kClipLow | kDragFromLow},

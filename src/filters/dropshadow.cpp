@@ -26,15 +26,8 @@ int Setup(PluginInstance *p, const ImageRecord &image, LWFrame, LWTime time);
 void Pixel(PluginInstance *p, const ImageRecord &image, int x, int y, BufferValue out[4]);
 void Refresh(PluginInstance *p);
 
-void Limits(NumericControl *c, double low, double high, double dragLow, double dragHigh) {
-    c->lowClip = c->highClip = 1;
-    c->lowLimit = low, c->highLimit = high;
-    c->dragLowOn = c->dragHighOn = 1;
-    c->dragLow = dragLow, c->dragHigh = dragHigh;
-}
-void Offset(void *c) { Limits(static_cast<NumericControl *>(c), -1, 1, -1, 1); }
-void Softness(void *c) { Limits(static_cast<NumericControl *>(c), 0, 2, 0, 1); }
-void Opacity(void *c) { Limits(static_cast<NumericControl *>(c), 0, 1, 0, 1); }
+// A fraction held within its limits, dragged within its own.
+constexpr unsigned kHeld = kClipLow | kClipHigh | kDragRange;
 void Black(void *c) {
     ColorControl *color = static_cast<ColorControl *>(c);
     color->red = color->green = color->blue = 0;
@@ -42,15 +35,15 @@ void Black(void *c) {
 
 const ControlSpec kTable[kControls] = {
     {.key = "XOFF", .kind = ControlSpecKind::Numeric, .x = 120, .y = 60, .label = "Shadow X Offset", .value = 0.1,
-     .changed = Refresh, .setup = Offset},
+     .low = -1, .high = 1, .flags = kHeld, .dragLow = -1, .dragHigh = 1, .changed = Refresh},
     {.key = "YOFF", .kind = ControlSpecKind::Numeric, .x = 120, .y = 83, .label = "Shadow Y Offset", .value = 0.07,
-     .changed = Refresh, .setup = Offset},
+     .low = -1, .high = 1, .flags = kHeld, .dragLow = -1, .dragHigh = 1, .changed = Refresh},
     {.key = "BLUR", .kind = ControlSpecKind::Numeric, .x = 120, .y = 106, .label = "Shadow Softness", .value = 0.4,
-     .changed = Refresh, .setup = Softness},
+     .low = 0, .high = 2, .flags = kHeld, .dragLow = 0, .dragHigh = 1, .changed = Refresh},
     {.key = "COLOR", .kind = ControlSpecKind::Color, .x = 118, .y = 131, .label = "Shadow Color", .changed = Refresh,
      .setup = Black},
     {.key = "STRENGTH", .kind = ControlSpecKind::Numeric, .x = 120, .y = 158, .label = "Shadow Opacity",
-     .value = 0.65, .changed = Refresh, .setup = Opacity},
+     .value = 0.65, .low = 0, .high = 1, .flags = kHeld, .dragLow = 0, .dragHigh = 1, .changed = Refresh},
     {.key = "ALPHA", .kind = ControlSpecKind::Toggle, .x = 120, .y = 186, .label = "Add to Alpha", .changed = Refresh},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 120, .y = 211, .label = "Disable All Effects",
      .changed = Refresh},

@@ -37,16 +37,14 @@ LWInstance Create(LWError *err, LWItemID item);
 
 // The rate fields are a little narrower than usual: the Smooth Path and
 // Disable buttons start 100 pixels right of them, beside pitch and bank.
-void NarrowField(void *control) { static_cast<NumericControl *>(control)->width = 68; }
-
 // Position rates in metres, rotation rates in degrees, per square-root second.
 constexpr ControlSpec PositionRate(const char *key, int y, const char *label) {
     return {.key = key, .kind = ControlSpecKind::Numeric, .x = 200, .y = y, .label = label, .value = 0.1, .low = 0,
-            .flags = kClipLow | kDragRange, .dragLow = 0, .dragHigh = 10, .setup = NarrowField};
+            .flags = kClipLow | kDragRange, .dragLow = 0, .dragHigh = 10, .width = 68};
 }
 constexpr ControlSpec AngleRate(const char *key, int y, const char *label) {
     return {.key = key, .kind = ControlSpecKind::Numeric, .x = 200, .y = y, .label = label, .value = 2.0, .low = 0,
-            .flags = kClipLow | kDragRange, .dragLow = 0, .dragHigh = 360, .digits = 2, .dragStep = 0.15, .setup = NarrowField};
+            .flags = kClipLow | kDragRange, .dragLow = 0, .dragHigh = 360, .digits = 2, .dragStep = 0.15, .width = 68};
 }
 
 const ControlSpec kTable[kControls] = {

@@ -29,12 +29,6 @@ const char *const kAxisChoices[] = {"Track with +X", "Track with -X", "Track wit
 void Reghost(PluginInstance *instance);
 
 // Delays and angles: typed freely, dragged three times faster, one decimal.
-void FreeAngle(void *control) {
-    NumericControl *c = static_cast<NumericControl *>(control);
-    c->dragLowOn = c->dragHighOn = 0;
-    c->digits -= 2;
-    c->dragStep *= 3;
-}
 
 LWInstance Create(LWError *err, LWItemID item);
 
@@ -43,17 +37,17 @@ const ControlSpec kTable[kControls] = {
      .changed = Reghost},
     {.key = "TRACKITEM", .kind = ControlSpecKind::Item, .x = 205, .y = 70, .label = "Target"},
     {.key = "DELAY", .kind = ControlSpecKind::Numeric, .x = 300, .y = 107, .label = "Time Delay (frames)", .value = 0,
-     .setup = FreeAngle},
+     .flags = kDragFree, .digits = 1, .dragStep = 0.05 * 3},
     {.key = "STRENGTH", .kind = ControlSpecKind::Percent, .x = 300, .y = 132, .label = "Tracking Strength", .value = 1,
      .low = 0, .high = 1, .flags = kClipLow | kClipHigh},
     {.key = "MINH", .kind = ControlSpecKind::Numeric, .x = 300, .y = 165, .label = "Minimum Heading", .value = -180,
-     .setup = FreeAngle},
+     .flags = kDragFree, .digits = 1, .dragStep = 0.05 * 3},
     {.key = "MAXH", .kind = ControlSpecKind::Numeric, .x = 300, .y = 190, .label = "Maximum Heading", .value = 180,
-     .setup = FreeAngle},
+     .flags = kDragFree, .digits = 1, .dragStep = 0.05 * 3},
     {.key = "MINP", .kind = ControlSpecKind::Numeric, .x = 300, .y = 215, .label = "Minimum Pitch", .value = -90,
-     .setup = FreeAngle},
+     .flags = kDragFree, .digits = 1, .dragStep = 0.05 * 3},
     {.key = "MAXP", .kind = ControlSpecKind::Numeric, .x = 300, .y = 240, .label = "Maximum Pitch", .value = 90,
-     .setup = FreeAngle},
+     .flags = kDragFree, .digits = 1, .dragStep = 0.05 * 3},
     {.key = "INTERACTIVE", .kind = ControlSpecKind::Toggle, .x = 95, .y = 195, .label = "Interactive", .value = 1},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 95, .y = 220, .label = "Disable", .value = 0,
      .changed = Reghost},
