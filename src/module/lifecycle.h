@@ -1,6 +1,7 @@
-// The handler slots every plug-in shares (destroy, copy, load, save, items
-// used, item identifier change), the pixel-filter wrappers around a plug-in's
-// own init and new-time hooks, and the panel's load and save buttons.
+// The handler slots plug-ins share (destroy, copy, load, save, items used,
+// item identifier change, displacement flags, shader init and cleanup), the
+// pixel-filter wrappers around a plug-in's own init and new-time hooks, and
+// the panel's load and save buttons.
 #pragma once
 
 #include "controls/plugin_instance.h"
