@@ -45,8 +45,8 @@ BENCHMARK(DropShadowGather)->Unit(benchmark::kMillisecond);
 
 void DropShadowDirectSum(benchmark::State &state) {
     const auto source = Frame();
-    ShadowSettings settings;  // the same defaults
-    for (auto _ : state) benchmark::DoNotOptimize(DirectDropShadow(source, kWidth, kHeight, settings).data());
+    ShadowSettings settings;  // the defaults: radii 46.08 and 25.92 (both held at 20), offsets -192 and -75.6
+    for (auto _ : state) benchmark::DoNotOptimize(DirectDropShadow(source, kWidth, kHeight, settings, {20, 20, -192, -75}).data());
 }
 BENCHMARK(DropShadowDirectSum)->Unit(benchmark::kMillisecond)->Iterations(2);
 

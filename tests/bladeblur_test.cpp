@@ -60,7 +60,6 @@ TEST_F(BladeBlur, StoppedAndSweptBlades) {
     // but average the same over the circle.
     const std::string four = Number("BLADES", 4) + Widths(2 * std::sin(0.1)) + Own(0.5);
     const double c = 0.2 / (kPi / 2);
-    EXPECT_NEAR(c, 0.127324, 1e-6);
     for (double rpm : {900.0, 1800.0}) {
         At(four + Number("RPM", rpm), 10);
         for (double a : {0.0, 0.3, 1.0, 2.5, 4.0}) EXPECT_NEAR(ClearAt(1, a), 1 - c, 1e-9) << rpm << " rpm at " << a;
@@ -98,7 +97,6 @@ TEST_F(BladeBlur, StrobingAndTheSteadyDisc) {
         At(steady + Toggle("STEADY", true), frame);
         EXPECT_NEAR(Clear(1, 0), 1 - 0.1 / (kPi / 6), 1e-9) << "frame " << frame;
     }
-    EXPECT_NEAR(1 - 0.1 / (kPi / 6), 0.809014, 1e-6);
     At(steady, 10);
     double frameTen = Clear(1, 0);
     At(steady, 11);

@@ -35,10 +35,11 @@ TEST_F(DiffuserTest, DriftMatchesTheReferenceWalk) {
         std::string settings;
         double frame, x;
     } cases[] = {
-        {Toggle("SMOOTH", false), 6, -0.32647345907413894},
-        {"", 6, -0.33678976095226043},
-        {Toggle("SMOOTH", false) + Number("DAMPING", 0.5), 4, 0.5 * -0.42270987631172297},
-        {Toggle("SMOOTH", false), 12, 0.5 * -0.97577217619666778},
+        // Frame 6 is 1.5 steps of 4 frames; the rate 0.5 scales the unit walk.
+        {Toggle("SMOOTH", false), 6, 0.5 * Unit(0, 1.5, false)},
+        {"", 6, 0.5 * Unit(0, 1.5, true)},
+        {Toggle("SMOOTH", false) + Number("DAMPING", 0.5), 4, 0.5 * Unit(0, 1, false, 0.5)},
+        {Toggle("SMOOTH", false), 12, 0.5 * Unit(0, 3, false)},
     };
     for (const Case &c : cases) {
         Apply("Diffuser", OnlyX(0.5) + c.settings);
@@ -98,9 +99,12 @@ TEST_F(DiffuserTest, ChannelsAndFramesAreIndependent) {
 }
 
 TEST_F(DiffuserTest, VaryByItemAndAnimatedRates) {
-    // "Debris.003" with Vary by Item: its own walk, U(1) = 0.0717... for X.
+    // "Debris.003" with Vary by Item: the walk keyed by its name, seed 1 and
+    // channel 0 (key 0x34A99240C425E490), at step 1.
     Apply("Diffuser", OnlyX(1) + Toggle("VARY", true) + Toggle("SMOOTH", false));
-    EXPECT_NEAR(At(4)[0], 0.07171833801237801, 1e-9);
+    VeskWalk walk;
+    VeskWalkSetUp(&walk, 0, 4 / 30.0);
+    EXPECT_NEAR(At(4)[0], VeskWalkAt(walk, 0x34A99240C425E490ull, 1, false), 1e-15);
     Apply("Diffuser", OnlyX(1) + Toggle("SMOOTH", false));
     EXPECT_NEAR(At(4)[0], Unit(0, 1, false), 1e-15) << "without it, the seed's walk";
 

@@ -1,6 +1,8 @@
 // DropShadow computed the direct way, sample by sample over the ellipse, for
 // checking the plug-in's faster gather and for measuring against it. Not part
-// of the module.
+// of the module. The ellipse's radii and the shadow's offset are given, worked
+// out by hand from the settings for each frame, so that the mapping from the
+// settings is checked too.
 #pragma once
 
 #include <cmath>
@@ -12,21 +14,19 @@ struct ShadowSettings {
     bool addToAlpha = false, fields = false;
 };
 
+// The sampled ellipse: radii in pixels, and where the shadow reads its alpha
+// from (pixel x reads around x + ox); with fields every other row only.
+struct ShadowEllipse {
+    int rx, ry, ox, oy;
+};
+
 // rgba interleaved, width x height; the frame is the image (scale 1).
 inline std::vector<unsigned char> DirectDropShadow(const std::vector<unsigned char> &rgba, int width, int height,
-                                                   const ShadowSettings &s) {
+                                                   const ShadowSettings &s, const ShadowEllipse &e) {
     std::vector<unsigned char> out = rgba;
     if (s.opacity <= 0) return out;
-    int rx = static_cast<int>(std::fabs(width * 0.06 * s.softness)), ry = static_cast<int>(std::fabs(height * 0.06 * s.softness));
-    rx = rx >= 20 ? 20 : rx;
-    ry = ry >= 20 ? 20 : ry;
+    const int rx = e.rx, ry = e.ry, ox = e.ox, oy = e.oy, step = s.fields ? 2 : 1;
     double ax = 1.0 / ((rx + 1.0) * (rx + 1.0)), ay = 1.0 / ((ry + 1.0) * (ry + 1.0));
-    int ox = static_cast<int>(-(width * s.xOffset)), oy = static_cast<int>(-(height * s.yOffset)), step = 1;
-    if (s.fields) {
-        step = 2;
-        if (ry % 2) ++ry;
-        if (((oy % 2) + 2) % 2) ++oy;
-    }
     auto alphaAt = [&](int x, int y) { return rgba[(static_cast<size_t>(y) * width + x) * 4 + 3]; };
     for (int y = 0; y < height; ++y)
         for (int x = 0; x < width; ++x) {

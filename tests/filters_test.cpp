@@ -143,21 +143,35 @@ std::vector<unsigned char> RandomImage(int w, int h, unsigned seed) {
 }
 
 TEST_F(DropShadow, GatherEqualsTheDirectSum) {
+    // Radii are 6 % of the frame's width and height times the softness,
+    // truncated and held at 20; the shadow reads alpha from minus the offset
+    // times the frame's size, truncated toward zero. With fields the rows
+    // sampled stay in one field: an odd vertical radius or offset goes one up.
+    // No product lands within rounding of a whole number.
     struct Case {
         int w, h;
         ShadowSettings s;
+        ShadowEllipse e;
     } cases[] = {
-        {64, 48, {}},
-        {200, 150, {.xOffset = -0.05, .yOffset = 0.2, .softness = 2.0, .opacity = 1.0, .colour = {10, 200, 30}}},
-        {100, 80, {.xOffset = 0.3, .yOffset = -0.3, .softness = 0.9, .opacity = 0.5, .addToAlpha = true}},
-        {90, 61, {.xOffset = 0.02, .yOffset = 0.05, .softness = 1.3, .fields = true}},
-        {50, 40, {.softness = 0}},
-        {400, 300, {.softness = 1.5}},  // radius held at 20
+        // 64 x 0.024 = 1.536, 48 x 0.024 = 1.152; -6.4, -3.36.
+        {64, 48, {}, {1, 1, -6, -3}},
+        // 200 x 0.114 = 22.8 (held at 20), 150 x 0.114 = 17.1; 8.6, -31.5.
+        {200, 150, {.xOffset = -0.043, .yOffset = 0.21, .softness = 1.9, .opacity = 1.0, .colour = {10, 200, 30}},
+         {20, 17, 8, -31}},
+        // 100 x 0.054 = 5.4, 80 x 0.054 = 4.32; -33, 24.8.
+        {100, 80, {.xOffset = 0.33, .yOffset = -0.31, .softness = 0.9, .opacity = 0.5, .addToAlpha = true},
+         {5, 4, -33, 24}},
+        // 90 x 0.078 = 7.02, 61 x 0.078 = 4.758; -1.8, -3.05 (odd: -2 with fields).
+        {90, 61, {.xOffset = 0.02, .yOffset = 0.05, .softness = 1.3, .fields = true}, {7, 4, -1, -2}},
+        // No softness: one sample; -5.2, -2.8.
+        {52, 40, {.softness = 0}, {0, 0, -5, -2}},
+        // 410 x 0.09 = 36.9 and 310 x 0.09 = 27.9, both held at 20; -41, -21.7.
+        {410, 310, {.softness = 1.5}, {20, 20, -41, -21}},
     };
     unsigned seed = 1;
     for (const Case &c : cases) {
         auto image = RandomImage(c.w, c.h, seed++);
-        EXPECT_EQ(Run(image, c.w, c.h, c.s), DirectDropShadow(image, c.w, c.h, c.s)) << c.w << "x" << c.h;
+        EXPECT_EQ(Run(image, c.w, c.h, c.s), DirectDropShadow(image, c.w, c.h, c.s, c.e)) << c.w << "x" << c.h;
     }
 }
 

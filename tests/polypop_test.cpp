@@ -1,5 +1,5 @@
-// PolyPop through its handler: the seeded order's ranks as the design lists
-// them, read back from which polygon is half shown at each step of the
+// PolyPop through its handler: the seeded order's ranks for three seeds and
+// several counts, read back from which polygon is half shown at each step of the
 // progress; an even pace (exactly floor(g N) polygons shown) for counts up to
 // a million; the three orders, fades, pops, progress control and the ends of
 // the stretch; the same picture whatever order or thread shades the spots.

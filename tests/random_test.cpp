@@ -24,28 +24,51 @@ TEST(VeskRandom, NameKeysAndSeedWords) {
     EXPECT_EQ(VeskSeedWord(9998.5), 9999u);
 }
 
-TEST(VeskRandom, WalkReferenceValues) {
+// The walk's value at a step below 2^20, straight from its definition: the
+// first block's end drawn from step 0, then the interval halved down to the
+// step, each midpoint drawn between its ends (pull 0: Brownian motion).
+double ReferenceStep(uint64_t key, double pull, double h, int64_t k) {
+    const int64_t blockSteps = int64_t{1} << 20;
+    auto survives = [&](double n) { return std::exp(-pull * n * h); };
+    auto variance = [&](double n) { return pull == 0 ? n * h : -std::expm1(-2 * pull * n * h) / (2 * pull); };
+    if (k <= 0) return 0;
+    double x = 0, y = std::sqrt(variance(blockSteps)) * VeskNormal(VeskStep(key, 0));
+    for (int64_t low = 0, n = blockSteps / 2;; n /= 2) {
+        const int64_t mid = low + n;
+        const double q = survives(n);
+        const double u = q * (x + y) / (1 + q * q) + std::sqrt(variance(n) / (1 + q * q)) * VeskNormal(VeskStep(key, mid));
+        if (k == mid) return u;
+        if (k < mid) y = u;
+        else low = mid, x = u;
+    }
+}
+
+TEST(VeskRandom, WalkAgainstItsDefinition) {
     const uint64_t key = VeskHash(kDiffuserDomain, 1, 0);
     ASSERT_EQ(key, 0x39564EC89DE9B61Cull);
-    struct Case {
-        double pull;
-        double u[3];
-    } cases[] = {
-        {0, {-0.48094099153052383, -0.82495284476603192, -0.97577217619666778}},
-        {0.5, {-0.42270987631172297, -0.71016713274416987, -0.80639378374637138}},
-    };
-    for (const Case &c : cases) {
+    const double h = 4 / 30.0;
+    for (double pull : {0.0, 0.5}) {
         VeskWalk walk;
-        VeskWalkSetUp(&walk, c.pull, 4 / 30.0);
-        for (int k = 1; k <= 3; ++k)
-            EXPECT_NEAR(VeskWalkStep(walk, key, k), c.u[k - 1], 1e-9 * std::fabs(c.u[k - 1])) << c.pull << " " << k;
+        VeskWalkSetUp(&walk, pull, h);
+        for (int64_t k : {1, 2, 3, 7, 1000, 524288, 1048575}) {
+            double want = ReferenceStep(key, pull, h, k);
+            EXPECT_NEAR(VeskWalkStep(walk, key, k), want, 1e-12 * std::fabs(want)) << pull << " " << k;
+        }
     }
+    // Between steps: a straight line, or the Catmull-Rom curve through the
+    // steps around (mirrored at the start, so the drift leaves at rest).
     VeskWalk walk;
-    VeskWalkSetUp(&walk, 0, 4 / 30.0);
-    EXPECT_NEAR(VeskWalkAt(walk, key, 1.5, false), -0.65294691814827788, 1e-9);
-    EXPECT_NEAR(VeskWalkAt(walk, key, 1.5, true), -0.67357952190452086, 1e-9);
+    VeskWalkSetUp(&walk, 0, h);
+    auto U = [&](int k) { return ReferenceStep(key, 0, h, k); };
+    auto curve = [](double p0, double p1, double p2, double p3, double f) {
+        double c1 = 0.5 * (p2 - p0), c2 = p0 - 2.5 * p1 + 2 * p2 - 0.5 * p3, c3 = 1.5 * (p1 - p2) + 0.5 * (p3 - p0);
+        return p1 + f * (c1 + f * (c2 + f * c3));
+    };
+    EXPECT_NEAR(VeskWalkAt(walk, key, 1.5, false), (U(1) + U(2)) / 2, 1e-12);
+    EXPECT_NEAR(VeskWalkAt(walk, key, 1.5, true), curve(U(0), U(1), U(2), U(3), 0.5), 1e-12);
+    EXPECT_NEAR(VeskWalkAt(walk, key, 2.25, true), curve(U(1), U(2), U(3), U(4), 0.25), 1e-12);
     // Leaving step 0 at rest: f^2 (3 U1 - U2 / 2) + f^3 (U2 / 2 - 2 U1).
-    EXPECT_NEAR(VeskWalkAt(walk, key, 0.5, true), -0.18891094296738492, 1e-9);
+    EXPECT_NEAR(VeskWalkAt(walk, key, 0.5, true), 0.25 * (3 * U(1) - U(2) / 2) + 0.125 * (U(2) / 2 - 2 * U(1)), 1e-12);
     EXPECT_EQ(VeskWalkAt(walk, key, 0, true), 0.0);
     EXPECT_EQ(VeskWalkAt(walk, key, -3, false), 0.0);
 }
