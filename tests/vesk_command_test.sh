@@ -80,6 +80,11 @@ tip() { awk '/^v / { n++; if (n > 160) { x += $2; y += $3 } } END { printf "%.3f
 check "the guide overhead leaves the stalk straight" test "$(tip "$work/stalk_0040.obj")" = "0.000 2.000"
 check "one frame of the stalk" "$vesk" displace "$source/examples/flexor_demo.lws" stalk.lwo --frame 80 -o "$work/stalk80.obj"
 check "the guide at the side bends it over" awk -v t="$(tip "$work/stalk80.obj")" 'BEGIN { split(t, p, " "); exit !(p[1] > 1 && p[2] < 1.5) }'
+# A pattern is used as it stands; a plain name with a percent sign keeps it.
+check "a patterned stalk sequence" "$vesk" displace "$source/examples/flexor_demo.lws" stalk.lwo --frames 38-39 -o "$work/st%03d.obj"
+check "named by the pattern" test -s "$work/st038.obj" -a -s "$work/st039.obj"
+check "a name with a percent sign" "$vesk" displace "$source/examples/flexor_demo.lws" stalk.lwo --frames 38-38 -o "$work/100%.obj"
+check "the sign kept, the number added" test -s "$work/100%_0038.obj"
 refuse "a frame range backwards" "FIRST-LAST" "$vesk" displace "$source/examples/flexor_demo.lws" stalk.lwo --frames 9-3 -o "$work/x.obj"
 check "dust frames" "$vesk" displace "$source/examples/diffuse_demo.lws" ball.lwo --frames 24-25 -o "$work/dust.obj"
 check "the dust at frame 1" "$vesk" displace "$source/examples/diffuse_demo.lws" ball.lwo --frame 1 -o "$work/dust1.obj"

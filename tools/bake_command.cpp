@@ -21,7 +21,7 @@ int Bake(const std::vector<std::string> &args) {
         if (a == "--end" && hasValue)
         {
             if (!FrameNumber(args[++i], &end))
-                return Fail("bake: --end is a frame from 0 to " + std::to_string(kMostFrames) + ", not '" + args[i] + "'");
+                return FailCommand("bake: --end is a frame from 0 to " + std::to_string(kMostFrames) + ", not '" + args[i] + "'");
         }
         else if (a == "--density" && hasValue)
         {
@@ -36,12 +36,12 @@ int Bake(const std::vector<std::string> &args) {
         else if (a == "-o" && hasValue)
             out = args[++i];
         else if (!a.empty() && a[0] == '-')
-            return Fail("bake: unknown option '" + a + "'");
+            return FailCommand("bake: unknown option '" + a + "'");
         else
             positional.push_back(a);
     }
-    if (positional.size() != 2) return Fail("bake: give a scene file and an item name");
-    if (!(density >= 0 && density <= 1)) return Fail("bake: the density is a fraction from 0 to 1");
+    if (positional.size() != 2) return FailCommand("bake: give a scene file and an item name");
+    if (!(density >= 0 && density <= 1)) return FailCommand("bake: the density is a fraction from 0 to 1");
     Session s;
     int status = 0;
     Item *item = LoadSceneItem(s, positional[0], positional[1], &status);
@@ -52,12 +52,12 @@ int Bake(const std::vector<std::string> &args) {
     // The export runs inside the module, as from an item-motion plug-in's panel;
     // a handler activation binds the module to the host first, as there.
     std::string error;
-    if (!s.host.Handler("ItemMotionHandler", "Track", &error)) return Fail(error);
+    if (!s.host.Handler("ItemMotionHandler", "Track", &error)) return FailCommand(error);
     // With --module the plug-ins are the file's; the export is still this
     // program's own code, bound to the same host.
-    if (!sessionModuleFile.empty() && !BindBuiltInModule(&error)) return Fail(error);
+    if (!sessionModuleFile.empty() && !BindBuiltInModule(&error)) return FailCommand(error);
     if (end < 0 && scene.lastFrame > kMostFrames)
-        return Fail(positional[0] + ": its last frame, " + std::to_string(scene.lastFrame) + ", is past the " +
+        return FailCommand(positional[0] + ": its last frame, " + std::to_string(scene.lastFrame) + ", is past the " +
                     std::to_string(kMostFrames) + " frames a bake may hold; give --end");
     ExportRequest request{IdOf(item), end < 0 ? scene.lastFrame : end, density,
                           parentCoordinates && item->parent != nullptr, scene.framesPerSecond, ShowProgress, nullptr};
@@ -66,10 +66,10 @@ int Bake(const std::vector<std::string> &args) {
     // does; here that name is a temporary one beside the target, which then
     // replaces the target whole, or is removed.
     WholeFile file;
-    if (!file.Open(out, &error)) return Fail(error);
+    if (!file.Open(out, &error)) return FailCommand(error);
     EvaluationPass pass(s.host);  // nothing changes the scene while it bakes
-    if (!ExportMotionFile(request, file.WritePath().c_str())) return Fail(out + ": cannot be written");
-    if (s.host.MotionOverrun(&error) || !file.Commit(&error)) return Fail(error);
+    if (!ExportMotionFile(request, file.WritePath().c_str())) return FailCommand(out + ": cannot be written");
+    if (s.host.MotionOverrun(&error) || !file.Commit(&error)) return FailCommand(error);
     s.PrintMessages();
     std::printf("wrote %d keys of %s to %s\n", ExportKeyCount(request.endFrame, density), positional[1].c_str(),
                 out.c_str());

@@ -11,8 +11,8 @@ namespace {
 int Blur(const std::vector<std::string> &args) {
     std::vector<std::string> positional, v;
     std::string error;
-    if (!Options(args, {"--frame", "--no-plugins"}, &positional, &v, &error, {"--no-plugins"})) return Fail("blur: " + error);
-    if (positional.size() != 2) return Fail("blur: give a scene file and an item name");
+    if (!Options(args, {"--frame", "--no-plugins"}, &positional, &v, &error, {"--no-plugins"})) return FailCommand("blur: " + error);
+    if (positional.size() != 2) return FailCommand("blur: give a scene file and an item name");
     Session s;
     int status = 0;
     Item *item = LoadSceneItem(s, positional[0], positional[1], &status);
@@ -20,12 +20,12 @@ int Blur(const std::vector<std::string> &args) {
     if (!v[1].empty()) s.host.RemovePlugins(*item);
     Scene &scene = s.host.scene;
     int frame = scene.firstFrame;
-    if (!v[0].empty() && !FrameNumber(v[0], &frame)) return Fail("blur: --frame is a frame from 0 to " + std::to_string(kMostFrames));
+    if (!v[0].empty() && !FrameNumber(v[0], &frame)) return FailCommand("blur: --frame is a frame from 0 to " + std::to_string(kMostFrames));
     std::vector<double> times = s.host.BlurPassTimes(frame);
     EvaluationPass pass(s.host);
     std::vector<std::array<double, 9>> motion(times.size());
     for (size_t i = 0; i < times.size(); ++i) s.host.MotionInPass(*item, frame, times[i], motion[i].data());
-    if (s.host.MotionOverrun(&error)) return Fail(error);
+    if (s.host.MotionOverrun(&error)) return FailCommand(error);
     std::printf("%s at frame %d: %zu pass%s%s\n", positional[1].c_str(), frame, times.size(), times.size() == 1 ? "" : "es",
                 times.size() == 1 ? " (no motion blur)" : "");
     std::printf("%10s %12s %12s %12s %10s %10s %10s %8s %8s %8s\n", "frame", "X", "Y", "Z", "H", "P", "B", "SX", "SY",

@@ -17,7 +17,7 @@
 
 extern "C" ModuleDescriptor _mod_descrip;
 
-int Fail(const std::string &message) {
+int FailCommand(const std::string &message) {
     std::fprintf(stderr, "vesk: %s\n", message.c_str());
     return 1;
 }
@@ -160,13 +160,13 @@ void Destroy(const NewInstance &n) { static_cast<const ShaderHandler *>(n.handle
 
 bool LoadScene(Session &s, const std::string &path, int *status) {
     if (!s.ready) {
-        *status = Fail(s.error);
+        *status = FailCommand(s.error);
         return false;
     }
     std::string error;
     if (!LoadSceneFile(s.host, path, &error)) {
         s.PrintMessages();
-        *status = Fail(error);
+        *status = FailCommand(error);
         return false;
     }
     return true;
@@ -204,15 +204,8 @@ Item *NamedItem(Scene &scene, const std::string &name) {
 Item *LoadSceneItem(Session &s, const std::string &scenePath, const std::string &name, int *status) {
     if (!LoadScene(s, scenePath, status)) return nullptr;
     Item *item = NamedItem(s.host.scene, name);
-    if (!item) *status = Fail(scenePath + ": no item named '" + name + "'");
+    if (!item) *status = FailCommand(scenePath + ": no item named '" + name + "'");
     return item;
 }
 
-std::string FrameFileName(const std::string &out, int frame) {
-    size_t dot = out.find_last_of('.'), slash = out.find_last_of("/\\");
-    if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) dot = out.size();
-    char number[16];
-    std::snprintf(number, sizeof number, "_%04d", frame);
-    return out.substr(0, dot) + number + out.substr(dot);
-}
 

@@ -20,7 +20,7 @@ struct Command {
 };
 
 // Prints "vesk: MESSAGE" on the error stream and gives the failure status.
-int Fail(const std::string &message);
+int FailCommand(const std::string &message);
 
 // `vesk --module FILE COMMAND ...`: the module file every session takes up
 // instead of the module built into the program (the 32-bit build runs the
@@ -102,10 +102,6 @@ Item *LoadSceneItem(Session &s, const std::string &scenePath, const std::string 
 void DrawProgress(int done, int total);
 // The export's progress callback: the bar for bakes of 500 keys or more.
 bool ShowProgress(void *data, int done, int total);
-
-// The file of one frame of a sequence: the frame number, four digits, before
-// the extension ("dust.obj" gives "dust_0012.obj").
-std::string FrameFileName(const std::string &out, int frame);
 
 // The subcommands, each in its own file.
 extern const Command listCommand, settingsCommand, describeCommand, bakeCommand, filterCommand, blurCommand,

@@ -21,7 +21,7 @@ bool IsMotionFile(const std::string &path) {
 int DescribeMotion(const std::string &path) {
     std::vector<Channel> nine;
     std::string error;
-    if (!ReadMotionFile(path, &nine, &error)) return Fail(error);
+    if (!ReadMotionFile(path, &nine, &error)) return FailCommand(error);
     const std::vector<ChannelKey> &keys = nine[0].keys;
     std::printf("%s: %zu key%s, frames %g to %g\n", path.c_str(), keys.size(), keys.size() == 1 ? "" : "s",
                 keys.front().frame, keys.back().frame);
@@ -43,7 +43,7 @@ const char *Description(const Use &use, const Handler *handler) {
 }
 
 int Describe(const std::vector<std::string> &args) {
-    if (args.size() != 1) return Fail("describe: give one scene file");
+    if (args.size() != 1) return FailCommand("describe: give one scene file");
     if (IsMotionFile(args[0])) return DescribeMotion(args[0]);
     Session s;
     int status = 0;

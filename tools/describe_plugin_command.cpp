@@ -87,12 +87,12 @@ Row Describe(ControlRecord *r) {
 int DescribePlugin(const std::vector<std::string> &args) {
     std::vector<std::string> positional, v;
     std::string error;
-    if (!Options(args, {"--markdown"}, &positional, &v, &error, {"--markdown"})) return Fail("describe-plugin: " + error);
-    if (positional.size() != 1) return Fail("describe-plugin: give one plug-in name (vesk list shows them)");
+    if (!Options(args, {"--markdown"}, &positional, &v, &error, {"--markdown"})) return FailCommand("describe-plugin: " + error);
+    if (positional.size() != 1) return FailCommand("describe-plugin: give one plug-in name (vesk list shows them)");
     Session s;
-    if (!s.ready) return Fail(s.error);
+    if (!s.ready) return FailCommand(s.error);
     NewInstance made;
-    if (!CreateInstance(s, positional[0], "", &made, &error)) return Fail(error);
+    if (!CreateInstance(s, positional[0], "", &made, &error)) return FailCommand(error);
     auto *instance = static_cast<PluginInstance *>(made.instance);
     std::vector<Row> rows;
     for (ControlRecord *r = instance->panel->record.next; r; r = r->next) rows.push_back(Describe(r));

@@ -75,25 +75,25 @@ bool FilterFile(Session &s, const FilterRun &run, const std::string &in, const s
 int Sequence(Session &s, const FilterRun &run, const std::string &name, const std::vector<std::string> &v) {
     int first = 0, last = 0;
     if (!FrameRange(v[kFrames], &first, &last))
-        return Fail("filter: --frames wants FIRST-LAST, as 1-250, within 0 to " + std::to_string(kMostFrames));
+        return FailCommand("filter: --frames wants FIRST-LAST, as 1-250, within 0 to " + std::to_string(kMostFrames));
     for (int i : {kIn, kOut})
-        if (!IsFramePattern(v[i])) return Fail("filter: with --frames, --in and -o are frame patterns, as render/frame%04d.png");
+        if (!IsFramePattern(v[i])) return FailCommand("filter: with --frames, --in and -o are frame patterns, as render/frame%04d.png");
     if (!v[kDepth].empty() && !IsFramePattern(v[kDepth]))
-        return Fail("filter: with --frames, --depth is a frame pattern, as render/depth%04d.pfm");
+        return FailCommand("filter: with --frames, --depth is a frame pattern, as render/depth%04d.pfm");
     // Every input is looked for before any work, so a gap in the render is
     // one error and nothing is written.
     for (int frame = first; frame <= last; ++frame)
         for (int i : {kIn, kDepth})
             if (!v[i].empty() && access(FrameFile(v[i], frame).c_str(), R_OK) != 0)
-                return Fail(FrameFile(v[i], frame) + ": cannot be read (frame " + std::to_string(frame) + " of " +
+                return FailCommand(FrameFile(v[i], frame) + ": cannot be read (frame " + std::to_string(frame) + " of " +
                             v[kFrames] + ")");
     // The output's folder must be there: a typing slip is one error, not one a frame.
     std::string outFolder = FrameFile(v[kOut], first);
     outFolder = outFolder.find('/') == std::string::npos ? "." : outFolder.substr(0, outFolder.find_last_of('/') + 1);
-    if (access(outFolder.c_str(), W_OK) != 0) return Fail(outFolder + ": no folder to write the frames in");
+    if (access(outFolder.c_str(), W_OK) != 0) return FailCommand(outFolder + ": no folder to write the frames in");
     const int count = last - first + 1;
     int jobs = 1;
-    if (!JobCount(v[kJobs], count, &jobs)) return Fail("filter: -j wants a number of workers, 1 to 256");
+    if (!JobCount(v[kJobs], count, &jobs)) return FailCommand("filter: -j wants a number of workers, 1 to 256");
     SequenceResult r = RunSequence(first, last, jobs, [&](int frame, std::string *error) {
         return FilterFile(s, run, FrameFile(v[kIn], frame), v[kDepth].empty() ? "" : FrameFile(v[kDepth], frame), frame,
                           FrameFile(v[kOut], frame), error);
@@ -110,22 +110,22 @@ int Filter(const std::vector<std::string> &args) {
     std::string error;
     if (!Options(args, {"--settings", "--scene", "--in", "--depth", "--frame", "--frames", "-j", "-o", "--png-level"}, &positional, &v,
                  &error))
-        return Fail("filter: " + error);
+        return FailCommand("filter: " + error);
     if (positional.size() != 1 || v[kIn].empty() || v[kOut].empty())
-        return Fail("filter: give a filter, --in IMAGE.png and -o OUT.png");
-    if (!v[kFrame].empty() && !v[kFrames].empty()) return Fail("filter: give --frame or --frames, not both");
+        return FailCommand("filter: give a filter, --in IMAGE.png and -o OUT.png");
+    if (!v[kFrame].empty() && !v[kFrames].empty()) return FailCommand("filter: give --frame or --frames, not both");
     const std::string &name = positional[0];
     int pngLevel = kDefaultPngLevel, frame = 0;
-    if (!PngLevel(v[kPngLevel], &pngLevel)) return Fail("filter: --png-level is a whole number from 0 to 9");
+    if (!PngLevel(v[kPngLevel], &pngLevel)) return FailCommand("filter: --png-level is a whole number from 0 to 9");
     if (!v[kFrame].empty() && !FrameNumber(v[kFrame], &frame))
-        return Fail("filter: --frame is a frame from 0 to " + std::to_string(kMostFrames));
+        return FailCommand("filter: --frame is a frame from 0 to " + std::to_string(kMostFrames));
     Session s;
-    if (!s.ready) return Fail(s.error);
+    if (!s.ready) return FailCommand(s.error);
     FilterRun run;
     NewInstance made;
     if (!MakeFilter(s, name, v[kSettings], v[kScene], &run, &made, &error)) {
         if (made.instance) Destroy(made);
-        return error.empty() ? 1 : Fail(error);
+        return error.empty() ? 1 : FailCommand(error);
     }
     run.pngLevel = pngLevel;
     int status = 0;
@@ -140,7 +140,7 @@ int Filter(const std::vector<std::string> &args) {
         if (FilterFile(s, run, v[kIn], v[kDepth], frame, v[kOut], &error))
             std::printf("wrote %s\n", v[kOut].c_str());
         else
-            status = Fail(error);
+            status = FailCommand(error);
     }
     s.PrintMessages();
     if (made.instance) Destroy(made);

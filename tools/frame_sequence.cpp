@@ -32,6 +32,15 @@ std::string FrameFile(const std::string &pattern, int frame) {
     return name;
 }
 
+std::string SequencePattern(const std::string &out) {
+    if (IsFramePattern(out)) return out;
+    std::string escaped;
+    for (char c : out) escaped += c == '%' ? std::string("%%") : std::string(1, c);
+    size_t dot = escaped.find_last_of('.'), slash = escaped.find_last_of("/\\");
+    if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) dot = escaped.size();
+    return escaped.substr(0, dot) + "_%04d" + escaped.substr(dot);
+}
+
 bool JobCount(const std::string &text, int frames, int *jobs) {
     long cores = sysconf(_SC_NPROCESSORS_ONLN);
     long asked = cores > 0 ? cores : 1;

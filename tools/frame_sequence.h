@@ -12,6 +12,10 @@
 // a percent sign. Any other use of % is refused.
 bool IsFramePattern(const std::string &pattern);
 std::string FrameFile(const std::string &pattern, int frame);
+// A plain file name made a pattern: the frame number, four digits, after an
+// underscore before the extension ("dust.obj" gives "dust_%04d.obj"); a name
+// that is a pattern already stays as it is.
+std::string SequencePattern(const std::string &out);
 
 struct SequenceResult {
     int done = 0, written = 0, jobs = 1;

@@ -30,13 +30,13 @@ int ReplaceScene(const char *file, const char *) {
 }
 
 int Generic(const std::vector<std::string> &args) {
-    if (args.size() != 2) return Fail("generic: give the server's name and a scene file");
+    if (args.size() != 2) return FailCommand("generic: give the server's name and a scene file");
     Session s;
-    if (!s.ready) return Fail(s.error);
+    if (!s.ready) return FailCommand(s.error);
     int status = 0;
     if (!LoadScene(s, args[1], &status)) return status;
     const ServerRecord *row = FindServer(s.module, "LayoutGeneric", args[0].c_str());
-    if (!row) return Fail("the module has no LayoutGeneric server named " + args[0]);
+    if (!row) return FailCommand("the module has no LayoutGeneric server named " + args[0]);
     running = &s;
     // The class had versions 1 and 2; the newest is offered first.
     LayoutGeneric record = {SaveScene, ReplaceScene};
@@ -46,8 +46,8 @@ int Generic(const std::vector<std::string> &args) {
         code = ActivateServer(s.module, *row, version, EmbeddedHost::Lookup(), &record);
     running = nullptr;
     s.PrintMessages();
-    if (code == AFUNC_BADVERSION) return Fail(args[0] + " refused every version this host offers (2 and 1)");
-    if (code != AFUNC_OK) return Fail(args[0] + " ended with code " + std::to_string(code));
+    if (code == AFUNC_BADVERSION) return FailCommand(args[0] + " refused every version this host offers (2 and 1)");
+    if (code != AFUNC_OK) return FailCommand(args[0] + " ended with code " + std::to_string(code));
     return 0;
 }
 

@@ -14,8 +14,8 @@ void PrintRow(int row, const char *className, const char *name) { std::printf("%
 int ListFile(const char *path) {
     PeModuleFacts facts;
     std::string error;
-    if (!ReadPeModule(path, &facts, &error)) return Fail(error);
-    if (!facts.hasDescriptor) return Fail(std::string(path) + " exports no 32-bit _mod_descrip");
+    if (!ReadPeModule(path, &facts, &error)) return FailCommand(error);
+    if (!facts.hasDescriptor) return FailCommand(std::string(path) + " exports no 32-bit _mod_descrip");
     std::printf("module %s (%s): sync 0x%08X, version %u, machine 0x%X\n", facts.internalName.c_str(), path,
                 facts.sysSync, facts.sysVersion, facts.sysMachine);
     std::printf("exports:");
@@ -37,9 +37,9 @@ int List(const std::vector<std::string> &args) {
 #else
     if (args.size() == 2 && args[0] == "--module") return ListFile(args[1].c_str());
 #endif
-    if (!args.empty() && args[0] != "--module") return Fail("list: unexpected argument '" + args[0] + "'");
+    if (!args.empty() && args[0] != "--module") return FailCommand("list: unexpected argument '" + args[0] + "'");
     Session s;
-    if (!s.ready) return Fail(s.error);
+    if (!s.ready) return FailCommand(s.error);
     const ModuleDescriptor &d = *s.module.descriptor;
     std::printf("module %s: sync 0x%08lX, version %lu, machine 0x%lX\n",
                 sessionModuleFile.empty() ? "vesk.uuu (built in)" : (sessionModuleFile + " (started)").c_str(),

@@ -54,16 +54,16 @@ int Render(const std::vector<std::string> &given) {
     std::vector<std::string> args = given, positional, v;
     std::vector<ShaderMapping> mappings;
     std::string error;
-    if (!TakeShaders(&args, &mappings, &error)) return Fail("render: " + error);
+    if (!TakeShaders(&args, &mappings, &error)) return FailCommand("render: " + error);
     if (!Options(args, {"--frames", "--frame", "-o", "--depth", "-j", "--size", "--png-level", "--no-filters"}, &positional, &v,
                  &error, {"--no-filters"}))
-        return Fail("render: " + error);
-    if (positional.size() != 1 || v[kOut].empty()) return Fail("render: give a scene and -o OUT");
-    if (!v[kFrame].empty() && !v[kFrames].empty()) return Fail("render: give --frame or --frames, not both");
+        return FailCommand("render: " + error);
+    if (positional.size() != 1 || v[kOut].empty()) return FailCommand("render: give a scene and -o OUT");
+    if (!v[kFrame].empty() && !v[kFrames].empty()) return FailCommand("render: give --frame or --frames, not both");
     int pngLevel = kDefaultPngLevel;
-    if (!PngLevel(v[kPngLevel], &pngLevel)) return Fail("render: --png-level is a whole number from 0 to 9");
+    if (!PngLevel(v[kPngLevel], &pngLevel)) return FailCommand("render: --png-level is a whole number from 0 to 9");
     int width = 0, height = 0;
-    if (!v[kSize].empty() && !Size(v[kSize], &width, &height)) return Fail("render: --size wants WIDTHxHEIGHT, as 640x480");
+    if (!v[kSize].empty() && !Size(v[kSize], &width, &height)) return FailCommand("render: --size wants WIDTHxHEIGHT, as 640x480");
 
     Session s;
     int status = 0;
@@ -71,21 +71,21 @@ int Render(const std::vector<std::string> &given) {
     Scene &scene = s.host.scene;
     int first = scene.firstFrame, last = scene.lastFrame;
     if (!v[kFrame].empty() && !FrameNumber(v[kFrame], &first))
-        return Fail("render: --frame is a frame from 0 to " + std::to_string(kMostFrames));
+        return FailCommand("render: --frame is a frame from 0 to " + std::to_string(kMostFrames));
     if (!v[kFrame].empty()) last = first;
     if (!v[kFrames].empty() && !FrameRange(v[kFrames], &first, &last))
-        return Fail("render: --frames wants FIRST-LAST, as 1-250, within 0 to " + std::to_string(kMostFrames));
-    if (first < 0 || last < first) return Fail("render: the scene's frames " + std::to_string(first) + " to " +
+        return FailCommand("render: --frames wants FIRST-LAST, as 1-250, within 0 to " + std::to_string(kMostFrames));
+    if (first < 0 || last < first) return FailCommand("render: the scene's frames " + std::to_string(first) + " to " +
                                                 std::to_string(last) + " are no range to render");
-    if (last - first >= kMostFrames) return Fail("render: more than " + std::to_string(kMostFrames) + " frames");
+    if (last - first >= kMostFrames) return FailCommand("render: more than " + std::to_string(kMostFrames) + " frames");
     const bool sequence = last > first;
     if (sequence && !IsFramePattern(v[kOut]))
-        return Fail("render: for several frames -o is a frame pattern, as out/frame%04d.png");
+        return FailCommand("render: for several frames -o is a frame pattern, as out/frame%04d.png");
     if (sequence && !v[kDepth].empty() && !IsFramePattern(v[kDepth]))
-        return Fail("render: for several frames --depth is a frame pattern, as out/depth%04d.pfm");
+        return FailCommand("render: for several frames --depth is a frame pattern, as out/depth%04d.pfm");
     std::string folder = sequence ? FrameFile(v[kOut], first) : v[kOut];
     folder = folder.find('/') == std::string::npos ? "." : folder.substr(0, folder.find_last_of('/') + 1);
-    if (access(folder.c_str(), W_OK) != 0) return Fail(folder + ": no folder to write the frames in");
+    if (access(folder.c_str(), W_OK) != 0) return FailCommand(folder + ": no folder to write the frames in");
     if (width) scene.frameWidth = width, scene.frameHeight = height;
     if (v[kNoFilters] == "1") {
         for (const FilterPluginUse &use : scene.filterPlugins)
@@ -103,18 +103,18 @@ int Render(const std::vector<std::string> &given) {
     };
     for (const ShaderMapping &m : mappings) {
         NewInstance n;
-        if (!CreateInstance(s, m.server, m.settings, &n, &error)) return cleanup(), Fail(error);
+        if (!CreateInstance(s, m.server, m.settings, &n, &error)) return cleanup(), FailCommand(error);
         made.push_back(n);
-        if (n.className != "ShaderHandler") return cleanup(), Fail(m.server + " is not a shader");
+        if (n.className != "ShaderHandler") return cleanup(), FailCommand(m.server + " is not a shader");
         renderer->AddSurfaceShader(m.surface, static_cast<const ShaderHandler *>(n.handler), n.instance, m.server);
     }
     if (!renderer->Begin(&error)) {
         s.PrintMessages();
-        return cleanup(), Fail(positional[0] + ": " + error);
+        return cleanup(), FailCommand(positional[0] + ": " + error);
     }
     const int count = last - first + 1;
     int jobs = 1;
-    if (!JobCount(v[kJobs], count, &jobs)) return cleanup(), Fail("render: -j wants a number of workers, 1 to 256");
+    if (!JobCount(v[kJobs], count, &jobs)) return cleanup(), FailCommand("render: -j wants a number of workers, 1 to 256");
     SequenceResult r = RunSequence(first, last, jobs, [&](int frame, std::string *why) {
         RgbaImage image;
         if (!renderer->Render(frame, &image, why)) return *why = "frame " + std::to_string(frame) + ": " + *why, false;

@@ -9,14 +9,14 @@
 namespace {
 
 int Settings(const std::vector<std::string> &args) {
-    if (args.empty() || args.size() > 2) return Fail("settings: give a plug-in and at most one file");
+    if (args.empty() || args.size() > 2) return FailCommand("settings: give a plug-in and at most one file");
     Session s;
-    if (!s.ready) return Fail(s.error);
+    if (!s.ready) return FailCommand(s.error);
     NewInstance made;
     std::string error;
     if (!CreateInstance(s, args[0], args.size() == 2 ? args[1] : "", &made, &error)) {
         s.PrintMessages();
-        return Fail(error);
+        return FailCommand(error);
     }
     // A load that failed says so in an error message; the instance is still
     // shown (what did load, and the defaults), but the command fails.
@@ -60,7 +60,7 @@ int Settings(const std::vector<std::string> &args) {
     for (const std::string &l : lines) std::printf("%s\n", l.c_str());
     Destroy(made);
     std::fflush(stdout);
-    return loadFailure.empty() ? 0 : Fail(loadFailure);
+    return loadFailure.empty() ? 0 : FailCommand(loadFailure);
 }
 
 }  // namespace

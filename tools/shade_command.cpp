@@ -74,26 +74,26 @@ int Shade(const std::vector<std::string> &args) {
     std::string error;
     if (!Options(args, {"--settings", "-o", "--size", "--color", "--png-level", "--object", "--frame", "--scene", "--item"},
                  &positional, &v, &error))
-        return Fail("shade: " + error);
-    if (positional.size() != 1 || v[1].empty()) return Fail("shade: give a shader and -o OUT.png");
+        return FailCommand("shade: " + error);
+    if (positional.size() != 1 || v[1].empty()) return FailCommand("shade: give a shader and -o OUT.png");
     int pngLevel = kDefaultPngLevel;
-    if (!PngLevel(v[4], &pngLevel)) return Fail("shade: --png-level is a whole number from 0 to 9");
+    if (!PngLevel(v[4], &pngLevel)) return FailCommand("shade: --png-level is a whole number from 0 to 9");
     long size = 256;
-    if (!v[2].empty() && !WholeNumber(v[2], 8, 4096, &size)) return Fail("shade: --size is from 8 to 4096 pixels");
+    if (!v[2].empty() && !WholeNumber(v[2], 8, 4096, &size)) return FailCommand("shade: --size is from 8 to 4096 pixels");
     int frame = 0;
-    if (!v[6].empty() && !FrameNumber(v[6], &frame)) return Fail("shade: --frame is a frame from 0 to " + std::to_string(kMostFrames));
+    if (!v[6].empty() && !FrameNumber(v[6], &frame)) return FailCommand("shade: --frame is a frame from 0 to " + std::to_string(kMostFrames));
     std::array<double, 3> base = {0.8, 0.8, 0.8};
     if (!v[3].empty()) {
         int rgb[3], used = 0;
         if (std::sscanf(v[3].c_str(), "%d,%d,%d%n", &rgb[0], &rgb[1], &rgb[2], &used) != 3 ||
             used != static_cast<int>(v[3].size()) || *std::min_element(rgb, rgb + 3) < 0 || *std::max_element(rgb, rgb + 3) > 255)
-            return Fail("shade: --color wants R,G,B from 0 to 255, as 200,120,60");
+            return FailCommand("shade: --color wants R,G,B from 0 to 255, as 200,120,60");
         for (int i = 0; i < 3; ++i) base[i] = rgb[i] / 255.0;
     }
-    if (!v[8].empty() && v[7].empty()) return Fail("shade: --item names an item of the scene given by --scene");
-    if (!v[7].empty() && !v[5].empty()) return Fail("shade: --scene is for the preview sphere, not with --object");
+    if (!v[8].empty() && v[7].empty()) return FailCommand("shade: --item names an item of the scene given by --scene");
+    if (!v[7].empty() && !v[5].empty()) return FailCommand("shade: --scene is for the preview sphere, not with --object");
     Session s;
-    if (!s.ready) return Fail(s.error);
+    if (!s.ready) return FailCommand(s.error);
     // With a scene, the sphere stands in for one of its objects (the first,
     // unless --item names another), at the scene's own frame rate.
     LWItemID sphereAs = nullptr;
@@ -104,13 +104,13 @@ int Shade(const std::vector<std::string> &args) {
             if (!(item = LoadSceneItem(s, v[7], v[8], &status))) return status;
         } else {
             if (!LoadScene(s, v[7], &status)) return status;
-            if (s.host.scene.objects.empty()) return Fail("shade: " + v[7] + ": the scene has no object");
+            if (s.host.scene.objects.empty()) return FailCommand("shade: " + v[7] + ": the scene has no object");
             item = s.host.scene.objects.front().get();
         }
         sphereAs = IdOf(item);
     }
     NewInstance made;
-    if (!CreateInstance(s, positional[0], v[0], &made, &error)) return Fail(error);
+    if (!CreateInstance(s, positional[0], v[0], &made, &error)) return FailCommand(error);
     RgbaImage image;
     bool ok = made.className != "ShaderHandler" ? (error = positional[0] + " is not a shader", false)
               : !v[5].empty() ? ShadeObject(s, v[5], made, size, frame, v[3].empty() ? nullptr : &base, &image, &error)
@@ -118,7 +118,7 @@ int Shade(const std::vector<std::string> &args) {
                                                     size, &image, &error, base, frame, sphereAs);
     s.PrintMessages();
     Destroy(made);
-    if (!ok || !WritePicture(v[1], image, &error, pngLevel)) return Fail(error);
+    if (!ok || !WritePicture(v[1], image, &error, pngLevel)) return FailCommand(error);
     std::printf("wrote a %ldx%ld preview of %s%s%s to %s\n", size, size, positional[0].c_str(), v[5].empty() ? "" : " on ",
                 v[5].c_str(), v[1].c_str());
     return 0;
