@@ -5,7 +5,9 @@
 #include <fstream>
 #include <sstream>
 
+#include "filters/filter_frames.h"
 #include "module/lifecycle.h"
+#include "module/panel_files.h"
 #include "module_fixture.h"
 #include "panelui/panel_window.h"
 #include "sample_panel.h"

@@ -13,6 +13,7 @@
 #include "controls/plugin_instance.h"
 #include "host/scene_file.h"
 #include "module/lifecycle.h"
+#include "module/panel_files.h"
 #include "tools/image_files.h"
 
 extern "C" ModuleDescriptor _mod_descrip;

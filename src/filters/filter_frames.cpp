@@ -127,3 +127,44 @@ void RowSums::Build(const BufferValue *plane, int planeWidth, int height) {
         for (int x = 0; x < width; ++x) row[x + 1] = row[x] + values[x];
     }
 }
+
+LWError PixelFilterInit(LWInstance instance) {
+    if (!instance) return "Instance was NULL in pixel filter init";
+    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    PixelFilterFrame &f = p->pixel;
+    SynchronisePanel(p->panel);
+    f.failed = 0;
+    auto *scene = static_cast<const LWSceneInfo *>(hostServices.global(LWSERVICE_SCENE_INFO, GFUSE_TRANSIENT));
+    // The rendered area: the limited region when one is rendered, else the frame.
+    int x0 = 0, y0 = 0, x1 = scene ? scene->frameWidth - 1 : 0, y1 = scene ? scene->frameHeight - 1 : 0;
+    if (scene && (scene->renderOpts & LWROPT_LIMITEDREGION)) {
+        x0 = scene->limitedRegion[0];
+        y0 = scene->limitedRegion[1];
+        x1 = scene->limitedRegion[2];
+        y1 = scene->limitedRegion[3];
+    }
+    f.renderWidth = x1 - x0 + 1;
+    f.renderHeight = y1 - y0 + 1;
+    if (f.initHook && f.initHook(p)) {
+        f.failed = 1;
+        return "Error in init CB";
+    }
+    int larger = f.renderWidth > f.renderHeight ? f.renderWidth : f.renderHeight;
+    f.scale = f.workingResolution > 0 ? static_cast<double>(larger) / f.workingResolution : 1.0;
+    if (f.scale < 1) f.scale = 1;
+    f.reducedWidth = static_cast<int>(f.renderWidth / f.scale);
+    f.reducedHeight = static_cast<int>(f.renderHeight / f.scale);
+    if (f.reducedWidth < 1) f.reducedWidth = 1;
+    if (f.reducedHeight < 1) f.reducedHeight = 1;
+    if (f.clearWork) f.clearWork(p);
+    return nullptr;
+}
+
+LWError PixelFilterNewTime(LWInstance instance, LWFrame frame, LWTime time) {
+    if (!instance) return "Instance was NULL in pixel filter Newtime";
+    PluginInstance *p = static_cast<PluginInstance *>(instance);
+    hostServices.global(LWSERVICE_SCENE_INFO, GFUSE_TRANSIENT);
+    p->pixel.failed &= 1;
+    if (p->pixel.newTimeHook && p->pixel.newTimeHook(p, frame, time)) return "Error in newtime CB";
+    return nullptr;
+}

@@ -22,7 +22,10 @@ struct ImageRecord {
     const BufferValue *Row(const BufferValue *plane, int y) const { return plane + static_cast<long>(y) * width; }
 };
 
-// A pixel filter's evaluate slot.
+// A pixel filter's init, new-time and evaluate slots, around the plug-in's
+// own hooks.
+LWError PixelFilterInit(LWInstance instance);
+LWError PixelFilterNewTime(LWInstance instance, LWFrame frame, LWTime time);
 void PixelFilterEvaluate(LWInstance instance, const PixelAccess *access);
 
 // An image filter's process slot.

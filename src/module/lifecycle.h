@@ -1,7 +1,5 @@
-// The handler slots plug-ins share (destroy, copy, load, save, items used,
-// item identifier change, displacement flags, shader init and cleanup), the
-// pixel-filter wrappers around a plug-in's own init and new-time hooks, and
-// the panel's load and save buttons.
+// The handler slots plug-ins share: destroy, copy, load, save, items used,
+// item identifier change, displacement flags, shader init and cleanup.
 #pragma once
 
 #include "controls/plugin_instance.h"
@@ -47,14 +45,5 @@ unsigned SharedWorldDisplacementFlags(LWInstance instance);
 unsigned SharedObjectDisplacementFlags(LWInstance instance);
 // A shader's start of a render: the panel brought up to date; nothing to prepare.
 LWError SharedShaderInit(LWInstance instance);
-LWError PixelFilterInit(LWInstance instance);
 // Nothing to release at the end of a render: the frame keeps no render-long state.
 void SharedCleanup(LWInstance instance);
-LWError PixelFilterNewTime(LWInstance instance, LWFrame frame, LWTime time);
-
-// The panel's two file buttons; `modifier` is the click with the modifier held,
-// which uses the module-wide settings memory instead of a file.
-void PanelSaveButton(Panel *panel, bool modifier);
-void PanelLoadButton(Panel *panel, bool modifier);
-// Empties the settings memory (a fresh module has none).
-void ForgetSettingsMemory();

@@ -17,6 +17,7 @@
 #include "controls/static_controls.h"
 #include "module/host_services.h"
 #include "module/lifecycle.h"
+#include "module/panel_files.h"
 #include "panelui/artwork.h"
 #include "panelui/dialogs.h"
 #include "panelui/panel_window.h"
