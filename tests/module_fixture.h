@@ -9,7 +9,7 @@
 
 #include "host/embedded_host.h"
 #include "host/module_loader.h"
-#include "module/host_services.h"
+#include "services/host_services.h"
 
 extern "C" ModuleDescriptor _mod_descrip;
 

@@ -6,7 +6,7 @@
 #include <new>
 
 #include "controls/settings.h"
-#include "module/host_services.h"
+#include "services/host_services.h"
 
 namespace {
 

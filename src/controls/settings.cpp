@@ -8,7 +8,7 @@
 
 #include "controls/control.h"
 #include "controls/plugin_instance.h"
-#include "module/host_services.h"
+#include "services/host_services.h"
 
 const char *const kBadToken = "Bad Token on load.";
 const char *const kEndOfFile = "End of File during Load";

@@ -15,7 +15,7 @@
 #include "controls/plugin_instance.h"
 #include "helpers/noise.h"
 #include "helpers/random.h"
-#include "module/host_services.h"
+#include "services/host_services.h"
 #include "module/lifecycle.h"
 #include "module/server_table.h"
 

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "module/host_services.h"
+#include "services/host_services.h"
 
 void PlaceItem(LWItemID item, double time, Placement *out) {
     std::memset(out, 0, sizeof *out);

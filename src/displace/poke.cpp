@@ -14,7 +14,7 @@
 #include "controls/plugin_instance.h"
 #include "displace/placement.h"
 #include "helpers/curves.h"
-#include "module/host_services.h"
+#include "services/host_services.h"
 #include "module/lifecycle.h"
 #include "module/server_table.h"
 

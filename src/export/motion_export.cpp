@@ -5,7 +5,7 @@
 
 #include "export/g_format.h"
 #include "helpers/units.h"
-#include "module/host_services.h"
+#include "services/host_services.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include "controls/plugin_instance.h"
 #include "controls/static_controls.h"
 #include "filters/filter_frames.h"
-#include "module/host_services.h"
+#include "services/host_services.h"
 #include "module/lifecycle.h"
 #include "module/server_table.h"
 #include "motion/transform.h"

@@ -13,7 +13,7 @@
 #include "controls/plugin_instance.h"
 #include "filters/filter_frames.h"
 #include "helpers/units.h"
-#include "module/host_services.h"
+#include "services/host_services.h"
 #include "module/lifecycle.h"
 #include "module/server_table.h"
 

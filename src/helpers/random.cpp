@@ -3,7 +3,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "module/host_services.h"
+#include "services/host_services.h"
 
 // The family's check values, held by every compiler that builds the module
 // (the first SplitMix64 outputs, and the conversions of one hash).

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "module/host_services.h"
+#include "services/host_services.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // The shared interface activation: every interface row of the server table
 // leads here with the instance to edit as local.
 #include "module/activation.h"
-#include "module/host_services.h"
+#include "services/host_services.h"
 #include "controls/plugin_instance.h"
 #include "panelui/panel_window.h"
 

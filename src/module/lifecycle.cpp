@@ -8,7 +8,7 @@
 #include "controls/choice.h"
 #include "controls/plugin_access.h"
 #include "controls/settings.h"
-#include "module/host_services.h"
+#include "services/host_services.h"
 #include "panelui/panel_window.h"
 
 namespace {

@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "controls/control.h"
-#include "module/host_services.h"
+#include "services/host_services.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 #include "controls/plugin_instance.h"
 #include "helpers/random.h"
 #include "helpers/units.h"
-#include "module/host_services.h"
+#include "services/host_services.h"
 #include "module/lifecycle.h"
 #include "module/server_table.h"
 

@@ -11,7 +11,7 @@
 #include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
 #include "helpers/curves.h"
-#include "module/host_services.h"
+#include "services/host_services.h"
 #include "module/lifecycle.h"
 #include "module/server_table.h"
 

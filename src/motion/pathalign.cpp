@@ -8,7 +8,7 @@
 #include "controls/numeric.h"
 #include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
-#include "module/host_services.h"
+#include "services/host_services.h"
 #include "module/lifecycle.h"
 #include "module/server_table.h"
 #include "motion/transform.h"

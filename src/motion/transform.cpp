@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "module/host_services.h"
+#include "services/host_services.h"
 #include "helpers/units.h"
 
 namespace {

@@ -12,7 +12,7 @@
 #include "controls/plugin_instance.h"
 #include "controls/static_controls.h"
 #include "export/motion_export.h"
-#include "module/host_services.h"
+#include "services/host_services.h"
 #include "module/lifecycle.h"
 #include "panelui/panel_window.h"
 #include "panelui/progress.h"

@@ -18,7 +18,7 @@
 #include "helpers/noise.h"
 #include "helpers/random.h"
 #include "helpers/units.h"
-#include "module/host_services.h"
+#include "services/host_services.h"
 #include "module/lifecycle.h"
 #include "module/server_table.h"
 

@@ -15,7 +15,7 @@
 #include "controls/numeric.h"
 #include "controls/plugin_instance.h"
 #include "controls/static_controls.h"
-#include "module/host_services.h"
+#include "services/host_services.h"
 #include "module/lifecycle.h"
 #include "module/panel_files.h"
 #include "panelui/artwork.h"

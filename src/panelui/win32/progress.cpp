@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "module/host_services.h"
+#include "services/host_services.h"
 #include "panelui/progress.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "module/host_services.h"
+#include "services/host_services.h"
 
 #include <cstdio>
 #include <cstring>
