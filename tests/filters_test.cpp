@@ -7,6 +7,7 @@
 #include "controls/static_controls.h"
 #include "dropshadow_reference.h"
 #include "host/passes.h"
+#include "image_filter_test.h"
 #include "plugin_harness.h"
 
 namespace {
@@ -96,37 +97,22 @@ TEST_F(Rayleigh, AnimatedFalloffsStopAtAThousandth) {
     EXPECT_EQ(Pixel(5000), (std::array<int, 4>{100, 150, 200, 128}));
 }
 
-class DropShadow : public PluginTest {
+class DropShadow : public ImageFilterTest {
 protected:
-    const ImageFilterHandler *h = nullptr;
-    LWInstance shadow = nullptr;
-    void SetUp() override {
-        PluginTest::SetUp();
-        h = HandlerOf<ImageFilterHandler>("ImageFilterHandler", "DropShadow");
-        LWError err = nullptr;
-        shadow = h->create(&err);
-        ASSERT_NE(shadow, nullptr);
-    }
-    void TearDown() override {
-        h->destroy(shadow);
-        PluginTest::TearDown();
-    }
+    DropShadow() : ImageFilterTest("DropShadow") {}
+    LWInstance &shadow = filter;
     std::vector<unsigned char> Run(const std::vector<unsigned char> &rgba, int w, int hgt, const ShadowSettings &s) {
-        host.scene.frameWidth = w;
-        host.scene.frameHeight = hgt;
         host.scene.renderOptions = s.fields ? LWROPT_FIELDS : 0;
-        Settings(h, shadow, "DropShadow",
-                 Number("XOFF", s.xOffset) + Number("YOFF", s.yOffset) + Number("BLUR", s.softness) +
-                     Number("STRENGTH", s.opacity) + Toggle("ALPHA", s.addToAlpha) + " BEGIN COLOR COLOR\n  RED " +
-                     std::to_string(s.colour[0]) + "\n  GREEN " + std::to_string(s.colour[1]) + "\n  BLUE " +
-                     std::to_string(s.colour[2]) + "\n END\n");
         RgbaImage image;
         image.width = w;
         image.height = hgt;
         image.rgba = rgba;
-        std::string error;
-        EXPECT_TRUE(RunImageFilter(h, shadow, &image, 0, 0, &error));
-        return image.rgba;
+        return ImageFilterTest::Run(image, Number("XOFF", s.xOffset) + Number("YOFF", s.yOffset) +
+                                               Number("BLUR", s.softness) + Number("STRENGTH", s.opacity) +
+                                               Toggle("ALPHA", s.addToAlpha) + " BEGIN COLOR COLOR\n  RED " +
+                                               std::to_string(s.colour[0]) + "\n  GREEN " + std::to_string(s.colour[1]) +
+                                               "\n  BLUE " + std::to_string(s.colour[2]) + "\n END\n")
+            .rgba;
     }
 };
 
