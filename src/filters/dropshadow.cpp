@@ -208,22 +208,18 @@ void Refresh(PluginInstance *p) {
             planes[2][at] = shape ? 40 : grey;
             planes[3][at] = shape ? 255 : 0;
         }
-    ImageRecord image{planes[0], planes[1], planes[2], planes[3], nullptr, n, n, n, n, 0, 0, 1.0, 1, 0};
-    PreviewControl *preview = Control<PreviewControl>(p, kPreview);
-    bool active = SetupFrame(p, image, 0, work.preview) == 0;
-    bool alphaShown = On(p, kAlpha);
-    for (int y = 0; y < n; ++y)
-        for (int x = 0; x < n; ++x) {
-            int at = y * n + x;
-            BufferValue out[4] = {planes[0][at], planes[1][at], planes[2][at], planes[3][at]};
-            if (active) Shadow(work.preview, x, y, out);
+    const ImageRecord image = PreviewCard(planes, n);
+    const bool active = SetupFrame(p, image, 0, work.preview) == 0, alphaShown = On(p, kAlpha);
+    DrawPreview(
+        Control<PreviewControl>(p, kPreview), image, active,
+        [&work](int x, int y, BufferValue out[4]) { Shadow(work.preview, x, y, out); },
+        [alphaShown](int, int, const BufferValue in[4], const BufferValue out[4], unsigned char rgb[3]) {
             for (int c = 0; c < 3; ++c) {
                 int v = out[c];
-                if (alphaShown && planes[3][at] == 0) v = v * (255 - out[3] / 2) / 255;
-                preview->rgb[at * 3 + c] = static_cast<unsigned char>(v);
+                if (alphaShown && in[3] == 0) v = v * (255 - out[3] / 2) / 255;
+                rgb[c] = static_cast<unsigned char>(v);
             }
-        }
-    RedrawControl(&preview->record, kDrawAll);
+        });
 }
 
 unsigned Flags(LWInstance) { return 0; }  // only the final colour and alpha

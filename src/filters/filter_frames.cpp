@@ -168,3 +168,23 @@ LWError PixelFilterNewTime(LWInstance instance, LWFrame frame, LWTime time) {
     if (p->pixel.newTimeHook && p->pixel.newTimeHook(p, frame, time)) return "Error in newtime CB";
     return nullptr;
 }
+
+ImageRecord PreviewCard(BufferValue *const planes[4], int n) {
+    return {planes[0], planes[1], planes[2], planes[3], nullptr, n, n, n, n, 0, 0, 1.0, 1, 0};
+}
+
+void DrawPreview(PreviewControl *preview, const ImageRecord &card, bool active,
+                 const std::function<void(int x, int y, BufferValue out[4])> &filter,
+                 const std::function<void(int x, int y, const BufferValue in[4], const BufferValue out[4],
+                                          unsigned char rgb[3])> &show) {
+    const int n = card.width;
+    for (int y = 0; y < n; ++y)
+        for (int x = 0; x < n; ++x) {
+            const int at = y * n + x;
+            const BufferValue in[4] = {card.red[at], card.green[at], card.blue[at], card.alpha[at]};
+            BufferValue out[4] = {in[0], in[1], in[2], in[3]};
+            if (active) filter(x, y, out);
+            show(x, y, in, out, &preview->rgb[at * 3]);
+        }
+    RedrawControl(&preview->record, kDrawAll);
+}

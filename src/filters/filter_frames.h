@@ -6,9 +6,11 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 #include "controls/plugin_instance.h"
+#include "controls/static_controls.h"
 
 struct ImageRecord {
     const BufferValue *red, *green, *blue, *alpha;  // planes of width * height, rows top down
@@ -64,3 +66,13 @@ struct RowSums {
         return row[hi + 1] - row[lo];
     }
 };
+
+// An image filter's preview: its square test card of n x n pixels (four
+// planes) as a whole-frame record, each pixel put through filter(x, y, out)
+// while the filter is active, and show(x, y, card's own pixel, filtered pixel,
+// rgb) drawing it into the panel's preview, which is then redrawn.
+ImageRecord PreviewCard(BufferValue *const planes[4], int n);
+void DrawPreview(PreviewControl *preview, const ImageRecord &card, bool active,
+                 const std::function<void(int x, int y, BufferValue out[4])> &filter,
+                 const std::function<void(int x, int y, const BufferValue in[4], const BufferValue out[4],
+                                          unsigned char rgb[3])> &show);

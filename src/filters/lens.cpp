@@ -260,17 +260,15 @@ void Refresh(PluginInstance *p) {
     FillTestCard(work);
     Warp &w = work->preview;
     ReadWarp(p, 0, &w);
-    const int n = kPreviewSize;
-    ImageRecord card{work->card[0], work->card[1], work->card[2], work->card[3], nullptr, n, n, n, n, 0, 0, 1.0, 1, 0};
-    PreviewControl *preview = Control<PreviewControl>(p, kPreview);
+    BufferValue *const planes[4] = {work->card[0], work->card[1], work->card[2], work->card[3]};
+    const ImageRecord card = PreviewCard(planes, kPreviewSize);
     if (w.mode != kDisabled) PrepareAxes(w, card);
-    for (int y = 0; y < n; ++y)
-        for (int x = 0; x < n; ++x) {
-            BufferValue out[4] = {work->card[0][y * n + x], work->card[1][y * n + x], work->card[2][y * n + x], 255};
-            if (w.mode != kDisabled) Warped(w, card, x, y, out);
-            for (int c = 0; c < 3; ++c) preview->rgb[(y * n + x) * 3 + c] = out[c];
-        }
-    RedrawControl(&preview->record, kDrawAll);
+    DrawPreview(
+        Control<PreviewControl>(p, kPreview), card, w.mode != kDisabled,
+        [&w, &card](int x, int y, BufferValue out[4]) { Warped(w, card, x, y, out); },
+        [](int, int, const BufferValue *, const BufferValue out[4], unsigned char rgb[3]) {
+            for (int c = 0; c < 3; ++c) rgb[c] = out[c];
+        });
 }
 
 unsigned Flags(LWInstance) { return 0; }  // only the final colour and alpha
