@@ -63,6 +63,7 @@ struct ControlRecord {
     char label[128];                       // the visible text beside the control
     void (*changed)(PluginInstance *);     // the plug-in's change callback, given its instance
     int changedMark;                       // set by a user change, read by the window
+    int greyWhileDisabled;                 // greyed while the panel's DISABLE toggle is on
 };
 
 struct Panel {

@@ -15,6 +15,10 @@ PluginInstance *OpenEvaluation(LWInstance instance, double time);
 // A call that reads the settings alone (flags, description, a render's start).
 PluginInstance *OpenSettings(LWInstance instance);
 
+// Greys the rows the table marks kGreyWhileDisabled while the DISABLE toggle
+// is on: the toggle's change callback and the panel's after-load hook.
+void GreyWhileDisabled(PluginInstance *p);
+
 inline bool On(PluginInstance *p, int i) { return ToggleIsOn(Control<ButtonControl>(p, i)); }
 inline NumericControl *Number(PluginInstance *p, int i) { return Control<NumericControl>(p, i); }
 // The value at the time the numerics were last brought to.

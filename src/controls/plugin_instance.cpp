@@ -118,6 +118,7 @@ PluginInstance *BuildInstance(const PanelSpec &layout, const ControlSpec *table,
         ControlRecord *r = RecordOf(control);
         if (table[i].label) CopyText(r->label, sizeof r->label, table[i].label);
         if (table[i].flags & kHidden) r->savedFlag = 0;
+        if (table[i].flags & kGreyWhileDisabled) r->greyWhileDisabled = 1;
         r->changed = table[i].changed;
         if (table[i].setup) table[i].setup(control);
         instance->controls[i] = control;
@@ -145,4 +146,11 @@ PluginInstance *OpenEvaluation(LWInstance instance, double time, LWItemID owner)
     p->panel->ownerItem = owner;
     EvaluatePanelNumerics(p->panel, time);
     return p;
+}
+
+void GreyWhileDisabled(PluginInstance *p) {
+    const ControlRecord *toggle = FindControl(p->panel, "DISABLE");
+    const bool disabled = toggle && toggle->kind == kKindButton && ToggleIsOn(reinterpret_cast<const ButtonControl *>(toggle));
+    for (ControlRecord *r = p->panel->record.next; r; r = r->next)
+        if (r->greyWhileDisabled) GhostControl(r, disabled);
 }

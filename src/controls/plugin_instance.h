@@ -70,6 +70,7 @@ enum ControlSpecFlags : unsigned {
     kDragRange = 16,  // numeric: drags stay within dragLow to dragHigh
     kDragFromLow = 32,  // numeric: drags stop at `low` and have no upper bound
     kDragFree = 64,   // numeric: drags are not bounded
+    kGreyWhileDisabled = 128,  // any control: greyed while the DISABLE toggle is on
 };
 
 struct ControlSpec {

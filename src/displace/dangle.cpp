@@ -25,14 +25,13 @@ enum { kControl, kInteractive, kDisable, kControls };
 // Sentinel values of a: a straight line, and a chain folded straight down.
 constexpr double kTaut = -9999999999.0, kFolded = 999999999.0;
 
-void Reghost(PluginInstance *p);
 LWInstance Create(LWError *err, LWItemID item);
 
 const ControlSpec kTable[kControls] = {
-    {.key = "CONTROL", .kind = ControlSpecKind::Item, .x = 100, .y = 65, .label = "Anchor Object"},
-    {.key = "INTERACTIVE", .kind = ControlSpecKind::Toggle, .x = 150, .y = 100, .label = "Interactive", .value = 0},
+    {.key = "CONTROL", .kind = ControlSpecKind::Item, .x = 100, .y = 65, .label = "Anchor Object", .flags = kGreyWhileDisabled},
+    {.key = "INTERACTIVE", .kind = ControlSpecKind::Toggle, .x = 150, .y = 100, .label = "Interactive", .value = 0, .flags = kGreyWhileDisabled},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 150, .y = 125, .label = "Disable All Effects", .value = 0,
-     .changed = Reghost},
+     .changed = GreyWhileDisabled},
 };
 
 // The chain solved at the last new time, in units of its length L.
@@ -49,7 +48,7 @@ struct Chain {
 };
 
 const PanelSpec kPanel = {.title = "Dangle", .shortName = "Dangle", .width = 400, .height = 200, .create = Create,
-                          .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = Reghost,
+                          .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = GreyWhileDisabled,
                           .workBytes = sizeof(Chain)};
 
 LWItemID Anchor(PluginInstance *p) {
@@ -59,10 +58,6 @@ LWItemID Anchor(PluginInstance *p) {
 
 LWInstance Create(LWError *err, LWItemID item) {
     return BuildInstance(kPanel, kTable, kControls, item, err, ClassInfo(PluginClass::Displacement).createFailure);
-}
-
-void Reghost(PluginInstance *p) {
-    for (int i : {kControl, kInteractive}) GhostControl(static_cast<ControlRecord *>(p->controls[i]), On(p, kDisable));
 }
 
 // Newton's method on two residuals with the analytic Jacobian, subtracting

@@ -30,27 +30,26 @@ const char *const kAxisChoices[] = {"Bend along +X", "Bend along -X", "Bend alon
                                     "Bend along -Y", "Bend along +Z", "Bend along -Z", nullptr};
 const char *const kAimChoices[] = {"Tip Parallel to Guide Line", "Tip Points at Guide", nullptr};
 
-void Reghost(PluginInstance *p);
 LWInstance Create(LWError *err, LWItemID item);
 
 const ControlSpec kTable[kControls] = {
-    {.key = "GUIDE", .kind = ControlSpecKind::Item, .x = 110, .y = 65, .label = "Guide Object"},
-    {.key = "AXIS", .kind = ControlSpecKind::Radio, .x = 60, .y = 100, .value = 2, .choices = kAxisChoices},
+    {.key = "GUIDE", .kind = ControlSpecKind::Item, .x = 110, .y = 65, .label = "Guide Object", .flags = kGreyWhileDisabled},
+    {.key = "AXIS", .kind = ControlSpecKind::Radio, .x = 60, .y = 100, .value = 2, .flags = kGreyWhileDisabled, .choices = kAxisChoices},
     {.key = "EXAGGERATION", .kind = ControlSpecKind::Percent, .x = 340, .y = 100, .label = "Exaggeration", .value = 1,
-     .flags = kDragRange, .dragLow = -3, .dragHigh = 3},
+     .flags = kDragRange | kGreyWhileDisabled, .dragLow = -3, .dragHigh = 3},
     {.key = "CENTRE", .kind = ControlSpecKind::Percent, .x = 340, .y = 125, .label = "Bending Centre", .value = 0,
-     .low = 0, .high = 1, .flags = kClipLow | kClipHigh},
+     .low = 0, .high = 1, .flags = kClipLow | kClipHigh | kGreyWhileDisabled},
     {.key = "MAXBEND", .kind = ControlSpecKind::Numeric, .x = 340, .y = 150, .label = "Maximum Bend (degrees)",
-     .value = 180, .low = 0, .high = 360, .flags = kClipLow | kClipHigh | kDragRange, .dragLow = 0, .dragHigh = 360,
+     .value = 180, .low = 0, .high = 360, .flags = kClipLow | kClipHigh | kDragRange | kGreyWhileDisabled, .dragLow = 0, .dragHigh = 360,
      .digits = 1, .dragStep = 0.5},
     {.key = "STRENGTH", .kind = ControlSpecKind::Percent, .x = 340, .y = 175, .label = "Strength", .value = 1,
-     .low = 0, .high = 1, .flags = kClipLow | kClipHigh},
+     .low = 0, .high = 1, .flags = kClipLow | kClipHigh | kGreyWhileDisabled},
     {.key = "LENGTH", .kind = ControlSpecKind::Factor, .x = 340, .y = 200, .label = "Length (0 = from object)",
-     .value = 0},
-    {.key = "AIM", .kind = ControlSpecKind::Radio, .x = 250, .y = 222, .value = kParallel, .choices = kAimChoices},
-    {.key = "INTERACTIVE", .kind = ControlSpecKind::Toggle, .x = 60, .y = 222, .label = "Interactive", .value = 1},
+     .value = 0, .flags = kGreyWhileDisabled},
+    {.key = "AIM", .kind = ControlSpecKind::Radio, .x = 250, .y = 222, .value = kParallel, .flags = kGreyWhileDisabled, .choices = kAimChoices},
+    {.key = "INTERACTIVE", .kind = ControlSpecKind::Toggle, .x = 60, .y = 222, .label = "Interactive", .value = 1, .flags = kGreyWhileDisabled},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 60, .y = 244, .label = "Disable All Effects", .value = 0,
-     .changed = Reghost},
+     .changed = GreyWhileDisabled},
 };
 
 // The bend found at the last new time, in object coordinates.
@@ -65,7 +64,7 @@ struct Bend {
 };
 
 const PanelSpec kPanel = {.title = "Flexor: Guided Bend", .shortName = "Flexor", .width = 480, .height = 270,
-                          .create = Create, .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = Reghost,
+                          .create = Create, .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = GreyWhileDisabled,
                           .workBytes = sizeof(Bend)};
 
 double Held(double v, double low, double high) { return v < low ? low : (v > high ? high : v); }
@@ -83,11 +82,6 @@ LWItemID Guide(PluginInstance *p) {
 
 LWInstance Create(LWError *err, LWItemID item) {
     return BuildInstance(kPanel, kTable, kControls, item, err, ClassInfo(PluginClass::Displacement).createFailure);
-}
-
-void Reghost(PluginInstance *p) {
-    bool disabled = On(p, kDisable);
-    for (int i = kGuide; i <= kInteractive; ++i) GhostControl(static_cast<ControlRecord *>(p->controls[i]), disabled);
 }
 
 // The axis, its length from the extents, and the bending direction used when

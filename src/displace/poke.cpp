@@ -29,22 +29,21 @@ enum {
 constexpr int kHistoryRecords = 16384;
 constexpr int kMaxEffectors = 512;
 
-void Reghost(PluginInstance *p);
 LWInstance Create(LWError *err, LWItemID item);
 const ControlSpec kTable[kControls] = {
     {.key = "PREFIX", .kind = ControlSpecKind::ItemPrefix, .x = 97, .y = 65, .label = "Effectors", .high = kMaxEffectors,
-     .width = 190},
-    {.key = "SHARPNESS", .kind = ControlSpecKind::Numeric, .x = 100, .y = 90, .label = "Sharpness", .value = 1},
+     .flags = kGreyWhileDisabled, .width = 190},
+    {.key = "SHARPNESS", .kind = ControlSpecKind::Numeric, .x = 100, .y = 90, .label = "Sharpness", .value = 1, .flags = kGreyWhileDisabled},
     {.key = "EXP", .kind = ControlSpecKind::Numeric, .x = 100, .y = 115, .label = "Curvature", .value = 0.5,
-     .low = 0.01, .flags = kClipLow | kDragFromLow},
-    {.key = "POKESTRENGTH", .kind = ControlSpecKind::Numeric, .x = 100, .y = 140, .label = "Strength", .value = 1},
-    {.key = "HISTLENGTH", .kind = ControlSpecKind::Integer, .x = 420, .y = 65, .label = "History Frames", .value = 0},
-    {.key = "DELTA", .kind = ControlSpecKind::Numeric, .x = 420, .y = 90, .label = "Curve Quality", .value = 0.5},
+     .low = 0.01, .flags = kClipLow | kDragFromLow | kGreyWhileDisabled},
+    {.key = "POKESTRENGTH", .kind = ControlSpecKind::Numeric, .x = 100, .y = 140, .label = "Strength", .value = 1, .flags = kGreyWhileDisabled},
+    {.key = "HISTLENGTH", .kind = ControlSpecKind::Integer, .x = 420, .y = 65, .label = "History Frames", .value = 0, .flags = kGreyWhileDisabled},
+    {.key = "DELTA", .kind = ControlSpecKind::Numeric, .x = 420, .y = 90, .label = "Curve Quality", .value = 0.5, .flags = kGreyWhileDisabled},
     {.key = "RESTORE", .kind = ControlSpecKind::Numeric, .x = 420, .y = 115, .label = "Restore %/sec", .value = 0.3,
-     .low = 0, .flags = kClipLow | kDragFromLow},
-    {.key = "INTERACTIVE", .kind = ControlSpecKind::Toggle, .x = 418, .y = 145, .label = "Interactive", .value = 0},
+     .low = 0, .flags = kClipLow | kDragFromLow | kGreyWhileDisabled},
+    {.key = "INTERACTIVE", .kind = ControlSpecKind::Toggle, .x = 418, .y = 145, .label = "Interactive", .value = 0, .flags = kGreyWhileDisabled},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 418, .y = 168, .label = "Disable", .value = 0,
-     .changed = Reghost},
+     .changed = GreyWhileDisabled},
 };
 
 struct History {
@@ -58,16 +57,12 @@ struct History {
 };
 
 const PanelSpec kPanel = {.title = "Poke", .shortName = "Poke", .width = 550, .height = 230, .create = Create,
-                          .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = Reghost,
+                          .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = GreyWhileDisabled,
                           .workBytes = sizeof(History)};
 
 
 LWInstance Create(LWError *err, LWItemID item) {
     return BuildInstance(kPanel, kTable, kControls, item, err, ClassInfo(PluginClass::Displacement).createFailure);
-}
-
-void Reghost(PluginInstance *p) {
-    for (int i = kPrefix; i < kDisable; ++i) GhostControl(static_cast<ControlRecord *>(p->controls[i]), On(p, kDisable));
 }
 
 // The items that match the prefix now, the first 512 of them.

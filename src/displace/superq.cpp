@@ -16,27 +16,22 @@ namespace {
 
 enum { kXExp, kYExp, kZExp, kDisable, kControls };
 
-void Reghost(PluginInstance *p);
 LWInstance Create(LWError *err, LWItemID item);
 
 const ControlSpec kTable[kControls] = {
-    {.key = "XEXP", .kind = ControlSpecKind::Percent, .x = 150, .y = 65, .label = "X Curvature", .value = 0.5},
-    {.key = "YEXP", .kind = ControlSpecKind::Percent, .x = 150, .y = 90, .label = "Y Curvature", .value = 0.5},
-    {.key = "ZEXP", .kind = ControlSpecKind::Percent, .x = 150, .y = 115, .label = "Z Curvature", .value = 0.5},
-    {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 150, .y = 140, .label = "Disable", .changed = Reghost},
+    {.key = "XEXP", .kind = ControlSpecKind::Percent, .x = 150, .y = 65, .label = "X Curvature", .value = 0.5, .flags = kGreyWhileDisabled},
+    {.key = "YEXP", .kind = ControlSpecKind::Percent, .x = 150, .y = 90, .label = "Y Curvature", .value = 0.5, .flags = kGreyWhileDisabled},
+    {.key = "ZEXP", .kind = ControlSpecKind::Percent, .x = 150, .y = 115, .label = "Z Curvature", .value = 0.5, .flags = kGreyWhileDisabled},
+    {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 150, .y = 140, .label = "Disable", .changed = GreyWhileDisabled},
 };
 
 const PanelSpec kPanel = {.title = "SuperQ", .shortName = "SuperQ", .width = 400, .height = 210, .create = Create,
-                          .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = Reghost};
+                          .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = GreyWhileDisabled};
 
 bool Disabled(PluginInstance *p) { return On(p, kDisable); }
 
 LWInstance Create(LWError *err, LWItemID item) {
     return BuildInstance(kPanel, kTable, kControls, item, err, ClassInfo(PluginClass::Displacement).createFailure);
-}
-
-void Reghost(PluginInstance *p) {
-    for (int i : {kXExp, kYExp, kZExp}) GhostControl(static_cast<ControlRecord *>(p->controls[i]), Disabled(p));
 }
 
 LWError NewTime(LWInstance instance, LWItemID item, LWFrame, LWTime time) {

@@ -40,42 +40,42 @@ constexpr double kBackgroundDepth = 1.0e10;
 constexpr double kPixelCentre = 0.5;
 constexpr int kWorkingResolution = 65536;
 
-void Reghost(PluginInstance *p);
 LWInstance Create(LWError *err);
 int NewTimeHook(PluginInstance *p, LWFrame, LWTime time);
 
 void FogColour(void *c) { auto *k = static_cast<ColorControl *>(c); k->red = 190, k->green = 200, k->blue = 210; }
 void GlowColour(void *c) { auto *k = static_cast<ColorControl *>(c); k->red = 255, k->green = 220, k->blue = 160; }
 
-// A distance in metres: clipped at 0, dragged in 5 cm steps, two digits.
+// A distance in metres: clipped at 0, dragged in 5 cm steps, two digits;
+// greyed while disabled, as every control but DISABLE is.
 constexpr ControlSpec Metres(const char *key, int y, const char *label, double value) {
-    return {.key = key, .kind = ControlSpecKind::Factor, .x = 140, .y = y, .label = label, .value = value, .digits = 2,
-            .dragStep = 0.05};
+    return {.key = key, .kind = ControlSpecKind::Factor, .x = 140, .y = y, .label = label, .value = value,
+            .flags = kGreyWhileDisabled, .digits = 2, .dragStep = 0.05};
 }
 
 const ControlSpec kTable[kControls] = {
     {.key = "ALTITUDE", .kind = ControlSpecKind::Numeric, .x = 140, .y = 65, .label = "Altitude (m)", .value = 0,
-     .flags = kDragFree, .digits = 2, .dragStep = 0.05},
+     .flags = kDragFree | kGreyWhileDisabled, .digits = 2, .dragStep = 0.05},
     Metres("THICKNESS", 88, "Thickness (m)", 10.0),
     {.key = "DENSITY", .kind = ControlSpecKind::Factor, .x = 140, .y = 111, .label = "Density (per m)", .value = 0.02,
-     .digits = 4, .dragStep = 0.0005},
-    {.key = "FALLOFF", .kind = ControlSpecKind::Radio, .x = 300, .y = 65, .value = kExponential, .choices = kFalloffChoices},
+     .flags = kGreyWhileDisabled, .digits = 4, .dragStep = 0.0005},
+    {.key = "FALLOFF", .kind = ControlSpecKind::Radio, .x = 300, .y = 65, .value = kExponential, .flags = kGreyWhileDisabled, .choices = kFalloffChoices},
     Metres("TOPFALL", 134, "Top Falloff (m)", 5.0),
     Metres("BOTFALL", 157, "Bottom Falloff (m)", 0.0),
-    {.key = "COLOR", .kind = ControlSpecKind::Color, .x = 140, .y = 252, .label = "Fog Color", .setup = FogColour},
+    {.key = "COLOR", .kind = ControlSpecKind::Color, .x = 140, .y = 252, .label = "Fog Color", .flags = kGreyWhileDisabled, .setup = FogColour},
     Metres("NOFOG", 180, "Clear Distance (m)", 0.0),
     {.key = "MAXDIST", .kind = ControlSpecKind::Factor, .x = 140, .y = 203, .label = "Max Distance (m)", .value = 5000.0,
-     .digits = 1, .dragStep = 5.0},
+     .flags = kGreyWhileDisabled, .digits = 1, .dragStep = 5.0},
     {.key = "MAXFOG", .kind = ControlSpecKind::Percent, .x = 140, .y = 226, .label = "Max Fog Amount", .value = 1.0,
-     .low = 0, .high = 1, .flags = kClipLow | kClipHigh},
-    {.key = "FOGBG", .kind = ControlSpecKind::Toggle, .x = 300, .y = 280, .label = "Fog Background", .value = 1},
-    {.key = "ALPHA", .kind = ControlSpecKind::Radio, .x = 300, .y = 120, .value = kNoAlphaEffect, .choices = kAlphaChoices},
-    {.key = "SUN", .kind = ControlSpecKind::Item, .x = 140, .y = 335, .label = "Sun Light"},
-    {.key = "SUNCOLOR", .kind = ControlSpecKind::Color, .x = 140, .y = 360, .label = "Sun Glow", .setup = GlowColour},
+     .low = 0, .high = 1, .flags = kClipLow | kClipHigh | kGreyWhileDisabled},
+    {.key = "FOGBG", .kind = ControlSpecKind::Toggle, .x = 300, .y = 280, .label = "Fog Background", .value = 1, .flags = kGreyWhileDisabled},
+    {.key = "ALPHA", .kind = ControlSpecKind::Radio, .x = 300, .y = 120, .value = kNoAlphaEffect, .flags = kGreyWhileDisabled, .choices = kAlphaChoices},
+    {.key = "SUN", .kind = ControlSpecKind::Item, .x = 140, .y = 335, .label = "Sun Light", .flags = kGreyWhileDisabled},
+    {.key = "SUNCOLOR", .kind = ControlSpecKind::Color, .x = 140, .y = 360, .label = "Sun Glow", .flags = kGreyWhileDisabled, .setup = GlowColour},
     {.key = "SUNTIGHT", .kind = ControlSpecKind::Numeric, .x = 140, .y = 385, .label = "Glow Tightness", .value = 8.0,
-     .low = 1, .flags = kClipLow | kDragFromLow, .digits = 1, .dragStep = 0.05},
+     .low = 1, .flags = kClipLow | kDragFromLow | kGreyWhileDisabled, .digits = 1, .dragStep = 0.05},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 300, .y = 305, .label = "Disable All Effects",
-     .changed = Reghost},
+     .changed = GreyWhileDisabled},
 };
 
 // What the new-time hook works out for the frame; evaluate only reads it.
@@ -96,7 +96,7 @@ struct Frame {
 
 const PanelSpec kPanel = {.title = "Vertical Fog Layer", .shortName = "VFog", .width = 440, .height = 450,
                           .create = [](LWError *err, LWItemID) { return Create(err); }, .destroy = SharedDestroy,
-                          .copy = SharedCopy, .afterLoad = Reghost,
+                          .copy = SharedCopy, .afterLoad = GreyWhileDisabled,
                           .pixel = {.workingResolution = kWorkingResolution, .newTimeHook = NewTimeHook},
                           .workBytes = sizeof(Frame)};
 
@@ -104,11 +104,6 @@ bool Disabled(PluginInstance *p) { return On(p, kDisable); }
 
 LWInstance Create(LWError *err) {
     return BuildInstance(kPanel, kTable, kControls, LWITEM_NULL, err, ClassInfo(PluginClass::PixelFilter).createFailure);
-}
-
-void Reghost(PluginInstance *p) {
-    for (int i = 0; i < kControls; ++i)
-        if (i != kDisable) GhostControl(static_cast<ControlRecord *>(p->controls[i]), Disabled(p));
 }
 
 // ---- the layer ----
