@@ -20,15 +20,16 @@ constexpr int kChannels = 9;
 enum { kMinOn, kMinValue, kMaxOn, kMaxValue, kPerChannel };
 enum { kInteractive = kChannels * kPerChannel, kDisable, kControls };
 
-void Reghost(PluginInstance *p);
 LWInstance Create(LWError *err, LWItemID item);
 
 // Each switch carries the channel's label on its left, its value field on its right.
 constexpr ControlSpec Switch(const char *key, int x, int y, const char *label) {
-    return {.key = key, .kind = ControlSpecKind::Toggle, .x = x, .y = y, .label = label, .value = 0, .setup = ButtonLabelLeft};
+    return {.key = key, .kind = ControlSpecKind::Toggle, .x = x, .y = y, .label = label, .value = 0,
+            .flags = kGreyWhileDisabled, .setup = ButtonLabelLeft};
 }
 constexpr ControlSpec Bound(const char *key, int x, int y) {
-    return {.key = key, .kind = ControlSpecKind::Numeric, .x = x, .y = y, .label = "", .value = 0, .flags = kDragFree};
+    return {.key = key, .kind = ControlSpecKind::Numeric, .x = x, .y = y, .label = "", .value = 0,
+            .flags = kDragFree | kGreyWhileDisabled};
 }
 #define VESK_CHANNEL(low, high, y, lowLabel, highLabel) \
     Switch(low, 130, y, lowLabel), Bound(low "VAL", 155, y), Switch(high, 390, y, highLabel), Bound(high "VAL", 415, y)
@@ -43,22 +44,18 @@ const ControlSpec kTable[kControls] = {
     VESK_CHANNEL("SXL", "SXH", 218, "Min X Scale", "Max X Scale"),
     VESK_CHANNEL("SYL", "SYH", 241, "Min Y Scale", "Max Y Scale"),
     VESK_CHANNEL("SZL", "SZH", 264, "Min Z Scale", "Max Z Scale"),
-    {.key = "INTERACTIVE", .kind = ControlSpecKind::Toggle, .x = 450, .y = 288, .label = "Interactive", .value = 1},
+    {.key = "INTERACTIVE", .kind = ControlSpecKind::Toggle, .x = 450, .y = 288, .label = "Interactive", .value = 1, .flags = kGreyWhileDisabled},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 450, .y = 310, .label = "Disable All Effects", .value = 0,
-     .changed = Reghost},
+     .changed = GreyWhileDisabled},
 };
 #undef VESK_CHANNEL
 
 const PanelSpec kPanel = {.title = "Limiter", .shortName = "Limiter", .width = 580, .height = 360, .create = Create,
-                          .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = Reghost};
+                          .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = GreyWhileDisabled};
 
 
 LWInstance Create(LWError *err, LWItemID item) {
     return BuildInstance(kPanel, kTable, kControls, item, err, ClassInfo(PluginClass::ItemMotion).createFailure);
-}
-
-void Reghost(PluginInstance *p) {
-    for (int i = 0; i < kDisable; ++i) GhostControl(static_cast<ControlRecord *>(p->controls[i]), On(p, kDisable));
 }
 
 void Evaluate(LWInstance instance, const ItemMotionAccess *access) {

@@ -24,32 +24,27 @@ constexpr double kStill = 1e-5;
 const char *const kAxisChoices[] = {"Align +X axis", "Align -X axis", "Align +Y axis",
                                     "Align -Y axis", "Align +Z axis", "Align -Z axis", nullptr};
 
-void Reghost(PluginInstance *p);
 LWInstance Create(LWError *err, LWItemID item);
 // The weights' labels need the room right of the choices.
 
 const ControlSpec kTable[kControls] = {
-    {.key = "AXIS", .kind = ControlSpecKind::Radio, .x = 100, .y = 65, .value = 4, .choices = kAxisChoices,
+    {.key = "AXIS", .kind = ControlSpecKind::Radio, .x = 100, .y = 65, .value = 4, .flags = kGreyWhileDisabled, .choices = kAxisChoices,
      .setup = RadioLabelsLeft},
-    {.key = "VEL", .kind = ControlSpecKind::Percent, .x = 270, .y = 65, .label = "Align to Velocity", .value = 1},
-    {.key = "ACCEL", .kind = ControlSpecKind::Percent, .x = 270, .y = 90, .label = "Align to Acceleration", .value = 0},
-    {.key = "LOOKAHEAD", .kind = ControlSpecKind::Integer, .x = 270, .y = 115, .label = "Lookahead (frames)", .value = 2},
-    {.key = "INTERACTIVE", .kind = ControlSpecKind::Toggle, .x = 350, .y = 150, .label = "Interactive", .value = 1},
+    {.key = "VEL", .kind = ControlSpecKind::Percent, .x = 270, .y = 65, .label = "Align to Velocity", .value = 1, .flags = kGreyWhileDisabled},
+    {.key = "ACCEL", .kind = ControlSpecKind::Percent, .x = 270, .y = 90, .label = "Align to Acceleration", .value = 0, .flags = kGreyWhileDisabled},
+    {.key = "LOOKAHEAD", .kind = ControlSpecKind::Integer, .x = 270, .y = 115, .label = "Lookahead (frames)", .value = 2, .flags = kGreyWhileDisabled},
+    {.key = "INTERACTIVE", .kind = ControlSpecKind::Toggle, .x = 350, .y = 150, .label = "Interactive", .value = 1, .flags = kGreyWhileDisabled},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 350, .y = 175, .label = "Disable", .value = 0,
-     .changed = Reghost},
+     .changed = GreyWhileDisabled},
     {.key = "MB", .kind = ControlSpecKind::ExportMotion, .x = 150, .y = 160},
 };
 
 const PanelSpec kPanel = {.title = "PathAlign", .shortName = "PathAlign", .width = 400, .height = 230, .create = Create,
-                          .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = Reghost};
+                          .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = GreyWhileDisabled};
 
 
 LWInstance Create(LWError *err, LWItemID item) {
     return BuildInstance(kPanel, kTable, kControls, item, err, ClassInfo(PluginClass::ItemMotion).createFailure);
-}
-
-void Reghost(PluginInstance *p) {
-    for (int i : {kAxis, kVel, kAccel, kLookahead, kInteractive}) GhostControl(static_cast<ControlRecord *>(p->controls[i]), On(p, kDisable));
 }
 
 Vec3 WorldPosition(LWItemID item, double time) {

@@ -15,13 +15,12 @@ namespace {
 // Table positions, which are also the creation (and save) order.
 enum { kXVel, kYVel, kZVel, kXAccel, kYAccel, kZAccel, kExportMotion, kDisable, kControls };
 
-void Reghost(PluginInstance *p);
 LWInstance Create(LWError *err, LWItemID item);
 
 // Metres per second, and per second squared: typed freely, four digits.
 constexpr ControlSpec Rate(const char *key, int x, int y, const char *label) {
     return {.key = key, .kind = ControlSpecKind::Numeric, .x = x, .y = y, .label = label, .value = 0,
-            .flags = kDragFree, .digits = 4};
+            .flags = kDragFree | kGreyWhileDisabled, .digits = 4};
 }
 
 const ControlSpec kTable[kControls] = {
@@ -29,20 +28,16 @@ const ControlSpec kTable[kControls] = {
     Rate("XACCEL", 265, 65, "Accel X"), Rate("YACCEL", 265, 88, "Accel Y"), Rate("ZACCEL", 265, 111, "Accel Z"),
     {.key = "MB", .kind = ControlSpecKind::ExportMotion, .x = 64, .y = 143},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 360, .y = 143, .label = "Disable All Effects", .value = 0,
-     .changed = Reghost},
+     .changed = GreyWhileDisabled},
 };
 
 const PanelSpec kPanel = {.title = "Velaccel", .shortName = "Velaccel", .width = 400, .height = 200, .create = Create,
-                          .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = Reghost};
+                          .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = GreyWhileDisabled};
 
 bool Disabled(PluginInstance *p) { return On(p, kDisable); }
 
 LWInstance Create(LWError *err, LWItemID item) {
     return BuildInstance(kPanel, kTable, kControls, item, err, ClassInfo(PluginClass::ItemMotion).createFailure);
-}
-
-void Reghost(PluginInstance *p) {
-    for (int i = kXVel; i <= kZAccel; ++i) GhostControl(static_cast<ControlRecord *>(p->controls[i]), Disabled(p));
 }
 
 void Evaluate(LWInstance instance, const ItemMotionAccess *access) {

@@ -25,19 +25,18 @@ const char *const kAxisChoices[] = {"Forward Rotate Heading",  "Forward Rotate P
                                     "Backward Rotate Heading", "Backward Rotate Pitch", "Backward Rotate Bank", nullptr};
 const char *const kMoveChoices[] = {"Base on X movement", "Base on Y movement", "Base on Z movement", nullptr};
 
-void Reghost(PluginInstance *p);
 LWInstance Create(LWError *err, LWItemID item);
 // The fields beside the choices need the room right of them.
 
 const ControlSpec kTable[kControls] = {
-    {.key = "AXIS", .kind = ControlSpecKind::Radio, .x = 178, .y = 55, .value = 2, .choices = kAxisChoices,
-     .changed = Reghost, .setup = RadioLabelsLeft},
-    {.key = "Move", .kind = ControlSpecKind::Radio, .x = 420, .y = 55, .value = 0, .choices = kMoveChoices},
+    {.key = "AXIS", .kind = ControlSpecKind::Radio, .x = 178, .y = 55, .value = 2, .flags = kGreyWhileDisabled, .choices = kAxisChoices,
+     .changed = GreyWhileDisabled, .setup = RadioLabelsLeft},
+    {.key = "Move", .kind = ControlSpecKind::Radio, .x = 420, .y = 55, .value = 0, .flags = kGreyWhileDisabled, .choices = kMoveChoices},
     {.key = "RATE", .kind = ControlSpecKind::Percent, .x = 325, .y = 129, .label = "Rotation Rate", .value = 1,
-     .flags = kDragFree},
-    {.key = "INTERACTIVE", .kind = ControlSpecKind::Toggle, .x = 422, .y = 158, .label = "Interactive", .value = 1},
+     .flags = kDragFree | kGreyWhileDisabled},
+    {.key = "INTERACTIVE", .kind = ControlSpecKind::Toggle, .x = 422, .y = 158, .label = "Interactive", .value = 1, .flags = kGreyWhileDisabled},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 422, .y = 178, .label = "Disable", .value = 0,
-     .changed = Reghost},
+     .changed = GreyWhileDisabled},
     {.key = "MB", .kind = ControlSpecKind::ExportMotion, .x = 60, .y = 170},
 };
 
@@ -50,16 +49,12 @@ struct Radii {
 };
 
 const PanelSpec kPanel = {.title = "Wheelie!", .shortName = "Wheelie!", .width = 500, .height = 230, .create = Create,
-                          .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = Reghost,
+                          .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = GreyWhileDisabled,
                           .workBytes = sizeof(Radii)};
 
 
 LWInstance Create(LWError *err, LWItemID item) {
     return BuildInstance(kPanel, kTable, kControls, item, err, ClassInfo(PluginClass::ItemMotion).createFailure);
-}
-
-void Reghost(PluginInstance *p) {
-    for (int i : {kAxis, kMove, kRate, kInteractive}) GhostControl(static_cast<ControlRecord *>(p->controls[i]), On(p, kDisable));
 }
 
 void Param(LWItemID item, int code, double time, double v[3]) { hostServices.itemInfo->param(item, code, time, v); }

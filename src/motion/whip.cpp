@@ -28,13 +28,12 @@ constexpr double kGravityConstant = 9.8;
 
 const char *const kAxisChoices[] = {"X-only hinge", "Z-only hinge", "X+Z antenna whip", nullptr};
 
-void Reghost(PluginInstance *p);
 LWInstance Create(LWError *err, LWItemID item);
 
 constexpr ControlSpec Share(const char *key, int y, const char *label, double value, bool capped = true) {
     return {.key = key, .kind = ControlSpecKind::Percent, .x = 150, .y = y, .label = label, .value = value, .low = 0,
             .high = 1, .flags = kClipLow | (capped ? unsigned{kClipHigh} : 0u) | (capped ? 0u : unsigned{kDragFromLow}) |
-                                kNotAnimatable};
+                                kNotAnimatable | kGreyWhileDisabled};
 }
 
 const ControlSpec kTable[kControls] = {
@@ -45,10 +44,10 @@ const ControlSpec kTable[kControls] = {
     Share("LIMIT", 180, "Rotation Limit", 0),
     Share("SENSITIVITY", 210, "Motion Sensitivity", 0.5, false),
     Share("QUALITY", 240, "Simulation Quality", 0.5),
-    {.key = "AXIS", .kind = ControlSpecKind::Radio, .x = 420, .y = 75, .value = kWhip, .choices = kAxisChoices},
-    {.key = "INTERACTIVE", .kind = ControlSpecKind::Toggle, .x = 400, .y = 150, .label = "Interactive", .value = 1},
+    {.key = "AXIS", .kind = ControlSpecKind::Radio, .x = 420, .y = 75, .value = kWhip, .flags = kGreyWhileDisabled, .choices = kAxisChoices},
+    {.key = "INTERACTIVE", .kind = ControlSpecKind::Toggle, .x = 400, .y = 150, .label = "Interactive", .value = 1, .flags = kGreyWhileDisabled},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 400, .y = 175, .label = "Disable All Effects", .value = 0,
-     .changed = Reghost},
+     .changed = GreyWhileDisabled},
     {.key = "MB", .kind = ControlSpecKind::ExportMotion, .x = 350, .y = 238},
 };
 
@@ -60,16 +59,12 @@ struct Samples {
 };
 
 const PanelSpec kPanel = {.title = "Antenna Whip", .shortName = "Whip", .width = 500, .height = 300,
-                          .create = Create, .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = Reghost,
+                          .create = Create, .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = GreyWhileDisabled,
                           .workBytes = sizeof(Samples)};
 
 
 LWInstance Create(LWError *err, LWItemID item) {
     return BuildInstance(kPanel, kTable, kControls, item, err, ClassInfo(PluginClass::ItemMotion).createFailure);
-}
-
-void Reghost(PluginInstance *p) {
-    for (int i = kRestore; i <= kInteractive; ++i) GhostControl(static_cast<ControlRecord *>(p->controls[i]), On(p, kDisable));
 }
 
 // Keeps a hinge's antenna in its plane: X-only swings in X-Y (no Z), Z-only
