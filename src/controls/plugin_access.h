@@ -15,6 +15,8 @@ PluginInstance *OpenEvaluation(LWInstance instance, double time);
 // A call that reads the settings alone (flags, description, a render's start).
 PluginInstance *OpenSettings(LWInstance instance);
 
+// The state of an on/off button by its key; `otherwise` when it has none.
+bool SwitchByKey(PluginInstance *p, const char *key, bool otherwise);
 // Greys the rows the table marks kGreyWhileDisabled while the DISABLE toggle
 // is on: the toggle's change callback and the panel's after-load hook.
 void GreyWhileDisabled(PluginInstance *p);

@@ -148,9 +148,13 @@ PluginInstance *OpenEvaluation(LWInstance instance, double time, LWItemID owner)
     return p;
 }
 
+bool SwitchByKey(PluginInstance *p, const char *key, bool otherwise) {
+    ControlRecord *r = FindControl(p->panel, key);
+    return r && r->kind == kKindButton ? ToggleIsOn(reinterpret_cast<ButtonControl *>(r)) : otherwise;
+}
+
 void GreyWhileDisabled(PluginInstance *p) {
-    const ControlRecord *toggle = FindControl(p->panel, "DISABLE");
-    const bool disabled = toggle && toggle->kind == kKindButton && ToggleIsOn(reinterpret_cast<const ButtonControl *>(toggle));
+    const bool disabled = SwitchByKey(p, "DISABLE", false);
     for (ControlRecord *r = p->panel->record.next; r; r = r->next)
         if (r->greyWhileDisabled) GhostControl(r, disabled);
 }

@@ -105,23 +105,15 @@ const LWItemID *SharedItemsUsed(LWInstance instance) {
 
 namespace {
 
-// The state of a plug-in's on/off button by key; `otherwise` when it has none.
-bool Switch(PluginInstance *p, const char *key, bool otherwise) {
-    ControlRecord *r = FindControl(p->panel, key);
-    return r && r->kind == kKindButton ? ToggleIsOn(reinterpret_cast<ButtonControl *>(r)) : otherwise;
-}
-
 // An instance applied to an item leans on the items it names only while it
 // is on and (where it can be) interactive.
-bool UsesItems(PluginInstance *p) { return !Switch(p, "DISABLE", false) && Switch(p, "INTERACTIVE", true); }
+bool UsesItems(PluginInstance *p) { return !SwitchByKey(p, "DISABLE", false) && SwitchByKey(p, "INTERACTIVE", true); }
 
 }  // namespace
 
 const LWItemID *SharedItemsUsedUnlessDisabled(LWInstance instance) {
-    if (!instance) return nullptr;
-    PluginInstance *p = InstanceOf(instance);
-    SynchronisePanel(p->panel);
-    if (Switch(p, "DISABLE", false)) return nullptr;
+    PluginInstance *p = OpenSettings(instance);
+    if (!p || SwitchByKey(p, "DISABLE", false)) return nullptr;
     return SharedItemsUsed(instance);
 }
 
@@ -154,8 +146,7 @@ const LWItemID *SharedOwnerItemsUsed(LWInstance instance) {
 }
 
 const char *SharedDescription(LWInstance instance, const char *line, const char *disabledLine) {
-    if (!instance) return "Error!";
-    PluginInstance *p = InstanceOf(instance);
-    SynchronisePanel(p->panel);
-    return Switch(p, "DISABLE", false) ? disabledLine : line;
+    PluginInstance *p = OpenSettings(instance);
+    if (!p) return "Error!";
+    return SwitchByKey(p, "DISABLE", false) ? disabledLine : line;
 }
