@@ -215,8 +215,7 @@ const char *Describe(LWInstance instance) {
 }
 
 // The anchor alone is used: the host then knows the object follows it.
-const DisplacementHandler kHandler = {Create,   SharedDestroy, SharedCopy, SharedLoad, SharedSave, NewTime,
-                                      Evaluate, SharedWorldDisplacementFlags, Describe, SharedControlItemsUsed, SharedChangeID};
+const DisplacementHandler kHandler = DisplacementHandlerOf(Create, NewTime, Evaluate, SharedWorldDisplacementFlags, Describe, SharedControlItemsUsed);
 
 }  // namespace
 

@@ -197,8 +197,7 @@ const char *Describe(LWInstance instance) {
 
 // Items used: no items of its own, so the reference items of animated settings,
 // then the object and its ancestors.
-const DisplacementHandler kHandler = {Create,   SharedDestroy, SharedCopy, SharedLoad,           SharedSave,    NewTime,
-                                      Evaluate, Flags,         Describe,   SharedOwnerItemsUsed, SharedChangeID};
+const DisplacementHandler kHandler = DisplacementHandlerOf(Create, NewTime, Evaluate, Flags, Describe, SharedOwnerItemsUsed);
 
 }  // namespace
 

@@ -210,8 +210,7 @@ const char *Describe(LWInstance instance) {
 }
 
 
-const DisplacementHandler kHandler = {Create,   SharedDestroy, SharedCopy, SharedLoad, SharedSave, NewTime,
-                                      Evaluate, SharedObjectDisplacementFlags, Describe, SharedOwnerItemsUsed, SharedChangeID};
+const DisplacementHandler kHandler = DisplacementHandlerOf(Create, NewTime, Evaluate, SharedObjectDisplacementFlags, Describe, SharedOwnerItemsUsed);
 
 }  // namespace
 

@@ -187,8 +187,7 @@ const LWItemID *ItemsUsed(LWInstance instance) {
     return SharedControlItemsUsed(instance);
 }
 
-const DisplacementHandler kHandler = {Create,   SharedDestroy, SharedCopy, SharedLoad, SharedSave, NewTime,
-                                      Evaluate, SharedWorldDisplacementFlags, Describe, ItemsUsed, SharedChangeID};
+const DisplacementHandler kHandler = DisplacementHandlerOf(Create, NewTime, Evaluate, SharedWorldDisplacementFlags, Describe, ItemsUsed);
 
 }  // namespace
 

@@ -62,8 +62,7 @@ const char *Describe(LWInstance instance) {
     return Disabled(p) ? "SuperQ: Disabled" : "SuperQ";
 }
 
-const DisplacementHandler kHandler = {Create,   SharedDestroy, SharedCopy, SharedLoad, SharedSave, NewTime,
-                                      Evaluate, SharedObjectDisplacementFlags, Describe, SharedOwnerItemsUsed, SharedChangeID};
+const DisplacementHandler kHandler = DisplacementHandlerOf(Create, NewTime, Evaluate, SharedObjectDisplacementFlags, Describe, SharedOwnerItemsUsed);
 
 }  // namespace
 

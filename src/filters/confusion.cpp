@@ -231,8 +231,7 @@ void Refresh(PluginInstance *p) {
 unsigned Flags(LWInstance) { return 4096; }  // the depth buffer
 const char *Describe(LWInstance) { return "Confusion"; }
 
-const ImageFilterHandler kHandler = {Create,   SharedDestroy, SharedCopyNoItem, SharedLoad, SharedSave,
-                                     ImageFilterProcess, Flags, Describe,       SharedItemsUsed,  SharedChangeID};
+const ImageFilterHandler kHandler = ImageFilterHandlerOf(Create, Flags, Describe);
 
 }  // namespace
 

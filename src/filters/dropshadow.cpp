@@ -230,8 +230,7 @@ const char *Describe(LWInstance instance) {
     return On(p, kDisable) ? "Drop Shadow: Disabled" : "Drop Shadow";
 }
 
-const ImageFilterHandler kHandler = {Create,   SharedDestroy, SharedCopyNoItem, SharedLoad, SharedSave,
-                                     ImageFilterProcess, Flags, Describe,       SharedItemsUsed,  SharedChangeID};
+const ImageFilterHandler kHandler = ImageFilterHandlerOf(Create, Flags, Describe);
 
 }  // namespace
 

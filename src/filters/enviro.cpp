@@ -224,9 +224,7 @@ const char *Describe(LWInstance instance) {
     return p->description;
 }
 
-const PixelFilterHandler kHandler = {Create,          SharedDestroy, SharedCopyNoItem,   SharedLoad, SharedSave,
-                                     PixelFilterInit, SharedCleanup, PixelFilterNewTime, Evaluate,   Flags,
-                                     Describe,        SharedItemsUsedUnlessDisabled,     SharedChangeID};
+const PixelFilterHandler kHandler = PixelFilterHandlerOf(Create, Evaluate, Flags, Describe, SharedItemsUsedUnlessDisabled);
 
 }  // namespace
 

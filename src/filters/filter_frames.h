@@ -11,6 +11,7 @@
 
 #include "controls/plugin_instance.h"
 #include "controls/static_controls.h"
+#include "module/lifecycle.h"
 
 struct ImageRecord {
     const BufferValue *red, *green, *blue, *alpha;  // planes of width * height, rows top down
@@ -32,6 +33,23 @@ void PixelFilterEvaluate(LWInstance instance, const PixelAccess *access);
 
 // An image filter's process slot.
 void ImageFilterProcess(LWInstance instance, const FilterAccess *access);
+
+// A filter's handler record: the plug-in's own slots around the shared ones
+// and the wrappers above.
+constexpr PixelFilterHandler PixelFilterHandlerOf(decltype(PixelFilterHandler::create) create,
+                                                  decltype(PixelFilterHandler::evaluate) evaluate,
+                                                  decltype(PixelFilterHandler::flags) flags,
+                                                  decltype(PixelFilterHandler::descln) describe,
+                                                  decltype(PixelFilterHandler::useItems) useItems) {
+    return {create, SharedDestroy, SharedCopyNoItem, SharedLoad, SharedSave, PixelFilterInit, SharedCleanup,
+            PixelFilterNewTime, evaluate, flags, describe, useItems, SharedChangeID};
+}
+constexpr ImageFilterHandler ImageFilterHandlerOf(decltype(ImageFilterHandler::create) create,
+                                                  decltype(ImageFilterHandler::flags) flags,
+                                                  decltype(ImageFilterHandler::descln) describe) {
+    return {create, SharedDestroy, SharedCopyNoItem, SharedLoad, SharedSave,
+            ImageFilterProcess, flags, describe, SharedItemsUsed, SharedChangeID};
+}
 
 // The sample's red, green, blue and alpha: one read of the four consecutive
 // buffers from red, as the host allows.

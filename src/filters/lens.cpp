@@ -274,8 +274,7 @@ void Refresh(PluginInstance *p) {
 unsigned Flags(LWInstance) { return 0; }  // only the final colour and alpha
 const char *Describe(LWInstance) { return "Lens"; }
 
-const ImageFilterHandler kHandler = {Create,   SharedDestroy, SharedCopyNoItem, SharedLoad, SharedSave,
-                                     ImageFilterProcess, Flags, Describe,       SharedItemsUsed,  SharedChangeID};
+const ImageFilterHandler kHandler = ImageFilterHandlerOf(Create, Flags, Describe);
 
 }  // namespace
 

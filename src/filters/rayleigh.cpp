@@ -184,9 +184,7 @@ const char *Describe(LWInstance instance) {
     return Disabled(p) ? "Rayleigh: Disabled" : "Rayleigh";
 }
 
-const PixelFilterHandler kHandler = {Create,         SharedDestroy,      SharedCopyNoItem,    SharedLoad, SharedSave,
-                                     PixelFilterInit, SharedCleanup,           PixelFilterNewTime,  PixelFilterEvaluate,
-                                     Flags,          Describe,           SharedItemsUsed,           SharedChangeID};
+const PixelFilterHandler kHandler = PixelFilterHandlerOf(Create, PixelFilterEvaluate, Flags, Describe, SharedItemsUsed);
 
 }  // namespace
 

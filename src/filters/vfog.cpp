@@ -251,9 +251,7 @@ const char *Describe(LWInstance instance) {
     return Disabled(p) ? "Vertical Fog: Disabled" : "Vertical Fog";
 }
 
-const PixelFilterHandler kHandler = {Create,          SharedDestroy,   SharedCopyNoItem,   SharedLoad, SharedSave,
-                                     PixelFilterInit, SharedCleanup,   PixelFilterNewTime, Evaluate,   Flags,
-                                     Describe,        SharedItemsUsedUnlessDisabled, SharedChangeID};
+const PixelFilterHandler kHandler = PixelFilterHandlerOf(Create, Evaluate, Flags, Describe, SharedItemsUsedUnlessDisabled);
 
 }  // namespace
 

@@ -47,3 +47,32 @@ unsigned SharedObjectDisplacementFlags(LWInstance instance);
 LWError SharedShaderInit(LWInstance instance);
 // Nothing to release at the end of a render: the frame keeps no render-long state.
 void SharedCleanup(LWInstance instance);
+
+// A plug-in's handler record: its own slots around the shared ones (destroy,
+// copy, load, save, identifier change), so a plug-in file names only what it
+// does itself. Items used default to what the class usually reports.
+constexpr ItemMotionHandler MotionHandlerOf(decltype(ItemMotionHandler::create) create,
+                                            decltype(ItemMotionHandler::evaluate) evaluate,
+                                            decltype(ItemMotionHandler::descln) describe,
+                                            decltype(ItemMotionHandler::useItems) useItems = SharedOwnerItemsUsed) {
+    return {create, SharedDestroy, SharedCopy, SharedLoad, SharedSave, evaluate, describe, useItems, SharedChangeID};
+}
+constexpr DisplacementHandler DisplacementHandlerOf(decltype(DisplacementHandler::create) create,
+                                                    decltype(DisplacementHandler::newTime) newTime,
+                                                    decltype(DisplacementHandler::evaluate) evaluate,
+                                                    decltype(DisplacementHandler::flags) flags,
+                                                    decltype(DisplacementHandler::descln) describe,
+                                                    decltype(DisplacementHandler::useItems) useItems) {
+    return {create, SharedDestroy, SharedCopy, SharedLoad, SharedSave, newTime,
+            evaluate, flags, describe, useItems, SharedChangeID};
+}
+constexpr ShaderHandler ShaderHandlerOf(decltype(ShaderHandler::create) create,
+                                        decltype(ShaderHandler::newTime) newTime,
+                                        decltype(ShaderHandler::evaluate) evaluate,
+                                        decltype(ShaderHandler::flags) flags,
+                                        decltype(ShaderHandler::descln) describe,
+                                        decltype(ShaderHandler::useItems) useItems = SharedItemsUsed,
+                                        decltype(ShaderHandler::init) init = SharedShaderInit) {
+    return {create, SharedDestroy, SharedCopyNoItem, SharedLoad, SharedSave, init, SharedCleanup,
+            newTime, evaluate, flags, describe, useItems, SharedChangeID};
+}

@@ -1,7 +1,8 @@
 // AccelLink: plays the cycle definition at the phase given by a control object's
 // world acceleration between two chosen values, measured over a span of frames.
+#include <iterator>
+
 #include "controls/choice.h"
-#include "module/lifecycle.h"
 #include "module/server_table.h"
 #include "motion/cycle_link.h"
 
@@ -21,13 +22,8 @@ const ControlSpec kRows[] = {
     CycleSourceValue("HIGHFROM", 190, 330, "Accel (m/s^2) for Cycle End", 1),
 };
 
-LWInstance Create(LWError *err, LWItemID item);
-const CycleMember kMember = {"AccelLink", CycleSource::Accel, kRows, sizeof kRows / sizeof kRows[0], Create};
-LWInstance Create(LWError *err, LWItemID item) { return CycleCreate(kMember, err, item); }
-
-const ItemMotionHandler kHandler = {Create,        SharedDestroy, SharedCopy,     SharedLoad,    SharedSave,
-                                    CycleEvaluate, CycleDescribe, SharedOwnerItemsUsed, SharedChangeID};
+const CycleMember kMember = {"AccelLink", CycleSource::Accel, kRows, std::size(kRows)};
 
 }  // namespace
 
-extern const PluginDef accelLinkPlugin = {"AccelLink", PluginClass::ItemMotion, &kHandler};
+extern const PluginDef accelLinkPlugin = {"AccelLink", PluginClass::ItemMotion, &kCycleHandler<kMember>};

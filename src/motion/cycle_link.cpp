@@ -280,13 +280,14 @@ void CycleRefresh(PluginInstance *p) {
 }
 
 
-LWInstance CycleCreate(const CycleMember &member, LWError *err, LWItemID item) {
+LWInstance CycleCreate(const CycleMember &member, LWInstance (*create)(LWError *, LWItemID), LWError *err,
+                       LWItemID item) {
     ControlSpec rows[kMaxControls];
     int count = 0;
     for (const ControlSpec &row : kCommonRows) rows[count++] = row;
     for (int i = 0; i < member.rowCount && count < kMaxControls; ++i) rows[count++] = member.rows[i];
     const PanelSpec panel = {.title = member.name, .shortName = member.name, .width = 580, .height = 580,
-                             .create = member.create, .destroy = SharedDestroy, .copy = SharedCopy,
+                             .create = create, .destroy = SharedDestroy, .copy = SharedCopy,
                              .afterLoad = CycleRefresh, .workBytes = sizeof(CycleWork)};
     PluginInstance *p =
         BuildInstance(panel, rows, count, item, err, ClassInfo(PluginClass::ItemMotion).createFailure);

@@ -9,6 +9,7 @@
 
 #include "controls/choice.h"
 #include "controls/plugin_instance.h"
+#include "module/lifecycle.h"
 
 enum class CycleSource { Phase, Speed, Accel, Throttle, Distance };
 
@@ -17,7 +18,6 @@ struct CycleMember {
     CycleSource source;
     const ControlSpec *rows;  // the member's own controls, created after the common ones
     int rowCount;
-    LWInstance (*create)(LWError *err, LWItemID item);  // the member's create (kept by the panel)
 };
 
 // The change callback of every control that moves the graph.
@@ -59,6 +59,17 @@ constexpr ControlSpec CyclePercent(const char *key, int x, int y, const char *la
             .changed = CycleRefresh};
 }
 
-LWInstance CycleCreate(const CycleMember &member, LWError *err, LWItemID item);
+// `create` is the member's own create slot, which the panel keeps for copies.
+LWInstance CycleCreate(const CycleMember &member, LWInstance (*create)(LWError *, LWItemID), LWError *err,
+                       LWItemID item);
 void CycleEvaluate(LWInstance instance, const ItemMotionAccess *access);
 const char *CycleDescribe(LWInstance instance);
+
+// A member's handler: its own create around the engine's callbacks, so that a
+// member file is its rows and one line naming them.
+template <const CycleMember &member>
+LWInstance CycleMemberCreate(LWError *err, LWItemID item) {
+    return CycleCreate(member, CycleMemberCreate<member>, err, item);
+}
+template <const CycleMember &member>
+constexpr ItemMotionHandler kCycleHandler = MotionHandlerOf(CycleMemberCreate<member>, CycleEvaluate, CycleDescribe);

@@ -1,8 +1,9 @@
 // DistLink: plays the cycle definition at a phase given by the distance a
 // control object has travelled since time 0: one cycle per chosen distance
 // (a walk step per stride, a wheel turn per circumference).
+#include <iterator>
+
 #include "controls/choice.h"
-#include "module/lifecycle.h"
 #include "module/server_table.h"
 #include "motion/cycle_link.h"
 
@@ -22,13 +23,8 @@ const ControlSpec kRows[] = {
     CyclePercent("STARTPHASE", 175, 340, "Starting Cycle Phase", 0),
 };
 
-LWInstance Create(LWError *err, LWItemID item);
-const CycleMember kMember = {"DistLink", CycleSource::Distance, kRows, sizeof kRows / sizeof kRows[0], Create};
-LWInstance Create(LWError *err, LWItemID item) { return CycleCreate(kMember, err, item); }
-
-const ItemMotionHandler kHandler = {Create,        SharedDestroy, SharedCopy,     SharedLoad,    SharedSave,
-                                    CycleEvaluate, CycleDescribe, SharedOwnerItemsUsed, SharedChangeID};
+const CycleMember kMember = {"DistLink", CycleSource::Distance, kRows, std::size(kRows)};
 
 }  // namespace
 
-extern const PluginDef distLinkPlugin = {"DistLink", PluginClass::ItemMotion, &kHandler};
+extern const PluginDef distLinkPlugin = {"DistLink", PluginClass::ItemMotion, &kCycleHandler<kMember>};

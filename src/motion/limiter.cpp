@@ -85,8 +85,7 @@ const char *Describe(LWInstance instance) { return SharedDescription(instance, "
 
 // Just the item itself, and only when interactive.
 
-const ItemMotionHandler kHandler = {Create,   SharedDestroy, SharedCopy, SharedLoad,    SharedSave,
-                                    Evaluate, Describe,      SharedOwnerItemsUsed,  SharedChangeID};
+const ItemMotionHandler kHandler = MotionHandlerOf(Create, Evaluate, Describe);
 
 }  // namespace
 

@@ -110,8 +110,7 @@ const LWItemID *ItemsUsed(LWInstance instance) {
     return AppendOwnerAncestry(p, CollectUsedItems(p));
 }
 
-const ItemMotionHandler kHandler = {Create,   SharedDestroy, SharedCopy, SharedLoad,    SharedSave,
-                                    Evaluate, Describe,      ItemsUsed,  SharedChangeID};
+const ItemMotionHandler kHandler = MotionHandlerOf(Create, Evaluate, Describe, ItemsUsed);
 
 }  // namespace
 

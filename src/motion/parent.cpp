@@ -216,8 +216,7 @@ const char *Describe(LWInstance instance) {
 }
 
 
-const ItemMotionHandler kHandler = {Create,   SharedDestroy, SharedCopy, SharedLoad,    SharedSave,
-                                    Evaluate, Describe,      SharedOwnerItemsUsed,  SharedChangeID};
+const ItemMotionHandler kHandler = MotionHandlerOf(Create, Evaluate, Describe);
 
 }  // namespace
 

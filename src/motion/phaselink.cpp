@@ -1,7 +1,8 @@
 // PhaseLink: plays the cycle definition at the phase given by a control
 // object's position, angle or scale between two chosen values.
+#include <iterator>
+
 #include "controls/choice.h"
-#include "module/lifecycle.h"
 #include "module/server_table.h"
 #include "motion/cycle_link.h"
 
@@ -21,13 +22,8 @@ const ControlSpec kRows[] = {
     CycleSourceValue("HIGHFROM", 175, 340, "Control Value for Cycle End", 1),
 };
 
-LWInstance Create(LWError *err, LWItemID item);
-const CycleMember kMember = {"PhaseLink", CycleSource::Phase, kRows, sizeof kRows / sizeof kRows[0], Create};
-LWInstance Create(LWError *err, LWItemID item) { return CycleCreate(kMember, err, item); }
-
-const ItemMotionHandler kHandler = {Create,        SharedDestroy, SharedCopy,     SharedLoad,    SharedSave,
-                                    CycleEvaluate, CycleDescribe, SharedOwnerItemsUsed, SharedChangeID};
+const CycleMember kMember = {"PhaseLink", CycleSource::Phase, kRows, std::size(kRows)};
 
 }  // namespace
 
-extern const PluginDef phaseLinkPlugin = {"PhaseLink", PluginClass::ItemMotion, &kHandler};
+extern const PluginDef phaseLinkPlugin = {"PhaseLink", PluginClass::ItemMotion, &kCycleHandler<kMember>};

@@ -1,7 +1,8 @@
 // SpeedLink: plays the cycle definition at the phase given by a control object's
 // world velocity between two chosen values, measured over a span of frames.
+#include <iterator>
+
 #include "controls/choice.h"
-#include "module/lifecycle.h"
 #include "module/server_table.h"
 #include "motion/cycle_link.h"
 
@@ -20,13 +21,8 @@ const ControlSpec kRows[] = {
     CycleSourceValue("HIGHFROM", 190, 330, "Velocity (m/s) for Cycle End", 1),
 };
 
-LWInstance Create(LWError *err, LWItemID item);
-const CycleMember kMember = {"SpeedLink", CycleSource::Speed, kRows, sizeof kRows / sizeof kRows[0], Create};
-LWInstance Create(LWError *err, LWItemID item) { return CycleCreate(kMember, err, item); }
-
-const ItemMotionHandler kHandler = {Create,        SharedDestroy, SharedCopy,     SharedLoad,    SharedSave,
-                                    CycleEvaluate, CycleDescribe, SharedOwnerItemsUsed, SharedChangeID};
+const CycleMember kMember = {"SpeedLink", CycleSource::Speed, kRows, std::size(kRows)};
 
 }  // namespace
 
-extern const PluginDef speedLinkPlugin = {"SpeedLink", PluginClass::ItemMotion, &kHandler};
+extern const PluginDef speedLinkPlugin = {"SpeedLink", PluginClass::ItemMotion, &kCycleHandler<kMember>};

@@ -1,8 +1,9 @@
 // ThrottleLink: plays the cycle definition at a phase that advances at an
 // animatable phase velocity (100% is one cycle a second), integrated from
 // time 0. It has no control object.
+#include <iterator>
+
 #include "controls/choice.h"
-#include "module/lifecycle.h"
 #include "module/server_table.h"
 #include "motion/cycle_link.h"
 
@@ -13,13 +14,8 @@ const ControlSpec kRows[] = {
     CyclePercent("STARTPHASE", 150, 200, "Starting Cycle Phase", 0),
 };
 
-LWInstance Create(LWError *err, LWItemID item);
-const CycleMember kMember = {"ThrottleLink", CycleSource::Throttle, kRows, sizeof kRows / sizeof kRows[0], Create};
-LWInstance Create(LWError *err, LWItemID item) { return CycleCreate(kMember, err, item); }
-
-const ItemMotionHandler kHandler = {Create,        SharedDestroy, SharedCopy,     SharedLoad,    SharedSave,
-                                    CycleEvaluate, CycleDescribe, SharedOwnerItemsUsed, SharedChangeID};
+const CycleMember kMember = {"ThrottleLink", CycleSource::Throttle, kRows, std::size(kRows)};
 
 }  // namespace
 
-extern const PluginDef throttleLinkPlugin = {"ThrottleLink", PluginClass::ItemMotion, &kHandler};
+extern const PluginDef throttleLinkPlugin = {"ThrottleLink", PluginClass::ItemMotion, &kCycleHandler<kMember>};

@@ -70,8 +70,7 @@ const char *Describe(LWInstance instance) { return SharedDescription(instance, "
 
 // Items used: no items of its own, so the reference items of animated settings,
 // then the item and its ancestors.
-const ItemMotionHandler kHandler = {Create,   SharedDestroy, SharedCopy,           SharedLoad,    SharedSave,
-                                    Evaluate, Describe,      SharedOwnerItemsUsed, SharedChangeID};
+const ItemMotionHandler kHandler = MotionHandlerOf(Create, Evaluate, Describe);
 
 }  // namespace
 

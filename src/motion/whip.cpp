@@ -164,8 +164,7 @@ void Evaluate(LWInstance instance, const ItemMotionAccess *access) {
 const char *Describe(LWInstance instance) { return SharedDescription(instance, "Whip", "Whip: Disabled"); }
 
 
-const ItemMotionHandler kHandler = {Create,   SharedDestroy, SharedCopy, SharedLoad,    SharedSave,
-                                    Evaluate, Describe,      SharedOwnerItemsUsed,  SharedChangeID};
+const ItemMotionHandler kHandler = MotionHandlerOf(Create, Evaluate, Describe);
 
 }  // namespace
 

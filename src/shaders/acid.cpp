@@ -359,8 +359,7 @@ const char *Describe(LWInstance instance) {
     return p->description;
 }
 
-const ShaderHandler kHandler = {Create, SharedDestroy, SharedCopyNoItem, SharedLoad, SharedSave, SharedShaderInit, SharedCleanup,
-                                NewTime, Evaluate, Flags, Describe, SharedItemsUsedUnlessDisabled, SharedChangeID};
+const ShaderHandler kHandler = ShaderHandlerOf(Create, NewTime, Evaluate, Flags, Describe, SharedItemsUsedUnlessDisabled);
 
 }  // namespace
 

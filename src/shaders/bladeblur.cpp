@@ -247,8 +247,7 @@ const char *Describe(LWInstance instance) {
     return p->description;
 }
 
-const ShaderHandler kHandler = {Create, SharedDestroy, SharedCopyNoItem, SharedLoad, SharedSave, Init, SharedCleanup,
-                                NewTime, Evaluate, Flags, Describe, SharedItemsUsedUnlessDisabled, SharedChangeID};
+const ShaderHandler kHandler = ShaderHandlerOf(Create, NewTime, Evaluate, Flags, Describe, SharedItemsUsedUnlessDisabled, Init);
 
 }  // namespace
 

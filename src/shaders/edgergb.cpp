@@ -66,9 +66,7 @@ void Evaluate(LWInstance instance, ShaderAccess *spot) {
 unsigned Flags(LWInstance) { return LWSHF_COLOR; }
 const char *Describe(LWInstance) { return "EdgeRGB"; }
 
-const ShaderHandler kHandler = {Create,   SharedDestroy,   SharedCopyNoItem, SharedLoad, SharedSave,
-                                SharedShaderInit,     SharedCleanup,         NewTime,          Evaluate,   Flags,
-                                Describe, SharedItemsUsed, SharedChangeID};
+const ShaderHandler kHandler = ShaderHandlerOf(Create, NewTime, Evaluate, Flags, Describe);
 
 }  // namespace
 

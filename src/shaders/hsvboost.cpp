@@ -198,9 +198,7 @@ void Refresh(PluginInstance *p) {
 unsigned Flags(LWInstance) { return LWSHF_COLOR; }
 const char *Describe(LWInstance) { return "HSV Boost"; }
 
-const ShaderHandler kHandler = {Create,   SharedDestroy,   SharedCopyNoItem, SharedLoad, SharedSave,
-                                SharedShaderInit,     SharedCleanup,         NewTime,          Evaluate,   Flags,
-                                Describe, SharedItemsUsed, SharedChangeID};
+const ShaderHandler kHandler = ShaderHandlerOf(Create, NewTime, Evaluate, Flags, Describe);
 
 }  // namespace
 

@@ -57,9 +57,7 @@ void Evaluate(LWInstance instance, ShaderAccess *spot) {
 unsigned Flags(LWInstance) { return LWSHF_TRANSP; }
 const char *Describe(LWInstance) { return "Unveil"; }
 
-const ShaderHandler kHandler = {Create,  SharedDestroy, SharedCopyNoItem, SharedLoad, SharedSave,
-                                SharedShaderInit,    SharedCleanup,       NewTime,          Evaluate,   Flags,
-                                Describe, SharedItemsUsed,    SharedChangeID};
+const ShaderHandler kHandler = ShaderHandlerOf(Create, NewTime, Evaluate, Flags, Describe);
 
 }  // namespace
 
