@@ -10,25 +10,13 @@
 
 namespace {
 
-class Acid : public PluginTest {
+class Acid : public InstanceTest<ShaderHandler> {
 protected:
-    const ShaderHandler *h = nullptr;
-    LWInstance acid = nullptr;
-    void SetUp() override {
-        PluginTest::SetUp();
-        host.scene.framesPerSecond = 30;
-        h = HandlerOf<ShaderHandler>("ShaderHandler", "Acid");
-        LWError err = nullptr;
-        acid = h->create(&err);
-    }
-    void TearDown() override {
-        h->destroy(acid);
-        PluginTest::TearDown();
-    }
+    Acid() : InstanceTest("Acid") {}
     void With(const std::string &settings) {
-        Renew(h, &acid, "Acid", settings);
-        ASSERT_EQ(h->init(acid), nullptr);
-        ASSERT_EQ(h->newTime(acid, 0, 0), nullptr);
+        Renew(settings);
+        ASSERT_EQ(h->init(instance), nullptr);
+        ASSERT_EQ(h->newTime(instance, 0, 0), nullptr);
     }
     // A spot at an object position (the world's too, unless scaled), facing +Y,
     // colour 0.8 grey, specular 0.5.
@@ -43,7 +31,7 @@ protected:
         s.wNorm[1] = 1;
         s.specular = 0.5;
         s.spotSize = spotSize;
-        h->evaluate(acid, &s);
+        h->evaluate(instance, &s);
         return s;
     }
     // The eaten share at a spot, read back from the specular (0.5 towards 0).
@@ -89,7 +77,7 @@ TEST_F(Acid, EffectorsNearANull) {
     }
     EXPECT_NEAR(Spot(0.8, 0, 0).specular, 0.214859333, 1e-9) << "local coverage 0.352";
     for (double x : {0.9, 1.0, 1.2}) EXPECT_EQ(Spot(x, 0, 0).specular, 0.5) << x;
-    EXPECT_STREQ(h->descln(acid), "Acid, ragged, 1 effectors");
+    EXPECT_STREQ(h->descln(instance), "Acid, ragged, 1 effectors");
     // Scaling the null by 2 doubles both radii.
     host.scene.objects[0]->SetRest({0, 0, 0}, {0, 0, 0}, {2, 2, 2});
     With(near);
@@ -158,12 +146,12 @@ TEST_F(Acid, BandLimitingOffsetsAndBump) {
 }
 
 TEST_F(Acid, FlagsAndDescriptions) {
-    EXPECT_EQ(h->flags(acid), 19u);
-    Settings(h, acid, "Acid", Toggle("TRANON", true) + Toggle("BUMPON", false) + Toggle("DISABLE", true));
-    EXPECT_EQ(h->flags(acid), 82u) << "colour, specular, transparency; the same while disabled";
-    EXPECT_STREQ(h->descln(acid), "Acid: Disabled");
+    EXPECT_EQ(h->flags(instance), 19u);
+    Settings(h, instance, "Acid", Toggle("TRANON", true) + Toggle("BUMPON", false) + Toggle("DISABLE", true));
+    EXPECT_EQ(h->flags(instance), 82u) << "colour, specular, transparency; the same while disabled";
+    EXPECT_STREQ(h->descln(instance), "Acid: Disabled");
     With(Radio("SHAPE", 1) + Toggle("SPECON", false) + PluginTest::Number("COVERAGE", 1));
-    EXPECT_STREQ(h->descln(acid), "Acid, breakup");
+    EXPECT_STREQ(h->descln(instance), "Acid, breakup");
     EXPECT_EQ(Spot(0.1, 0.2, 0.3).specular, 0.5) << "a switched-off attribute is never written";
     EXPECT_EQ(h->flags(nullptr), 0u);
 }

@@ -10,34 +10,25 @@ namespace {
 
 constexpr double kPi = 3.14159265358979323846;
 
-class BladeBlur : public PluginTest {
+class BladeBlur : public InstanceTest<ShaderHandler> {
 protected:
-    const ShaderHandler *h = nullptr;
-    LWInstance blur = nullptr;
+    BladeBlur() : InstanceTest("BladeBlur") {}
     void SetUp() override {
-        PluginTest::SetUp();
-        host.scene.framesPerSecond = 30;
+        InstanceTest::SetUp();
         host.scene.AddCamera("Camera");
-        h = HandlerOf<ShaderHandler>("ShaderHandler", "BladeBlur");
-        LWError err = nullptr;
-        blur = h->create(&err);
-    }
-    void TearDown() override {
-        h->destroy(blur);
-        PluginTest::TearDown();
     }
     // A fresh instance with these settings, at a frame (and a pass time).
     void At(const std::string &settings, double frame, double time = -1) {
-        Renew(h, &blur, "BladeBlur", settings);
-        ASSERT_EQ(h->init(blur), nullptr);
-        ASSERT_EQ(h->newTime(blur, static_cast<LWFrame>(frame), time < 0 ? frame / 30 : time), nullptr);
+        Renew(settings);
+        ASSERT_EQ(h->init(instance), nullptr);
+        ASSERT_EQ(h->newTime(instance, static_cast<LWFrame>(frame), time < 0 ? frame / 30 : time), nullptr);
     }
     ShaderAccess Spot(double x, double y, double z) const {
         ShaderAccess s{};
         s.oPos[0] = x, s.oPos[1] = y, s.oPos[2] = z;
         s.color[0] = s.color[1] = s.color[2] = 0.5;
         s.transparency = 0.25, s.specular = 0.8, s.mirror = 0.4;
-        h->evaluate(blur, &s);
+        h->evaluate(instance, &s);
         return s;
     }
     double Clear(double x, double y, double z = 0) const { return Spot(x, y, z).transparency; }
@@ -165,9 +156,9 @@ TEST_F(BladeBlur, RadiiExposureAndAxes) {
 }
 
 TEST_F(BladeBlur, FlagsTintAndDisable) {
-    EXPECT_EQ(h->flags(blur), 114u);
+    EXPECT_EQ(h->flags(instance), 114u);
     At(Toggle("FADESPEC", false) + Number("TINTAMT", 0.5) + Number("RPM", 0), 10);
-    EXPECT_EQ(h->flags(blur), 66u);
+    EXPECT_EQ(h->flags(instance), 66u);
     ShaderAccess s = Spot(0.5, 0, 0);
     EXPECT_NEAR(s.color[0], 0.5 * 0.5 + 0.5 * 30 / 255.0, 1e-12);
     EXPECT_EQ(s.specular, 0.8) << "highlights kept";
@@ -175,10 +166,10 @@ TEST_F(BladeBlur, FlagsTintAndDisable) {
     EXPECT_EQ(Spot(0, 0.5, 0).specular, 0) << "no blade there: no highlight";
     At(Toggle("DISABLE", true), 10);
     EXPECT_EQ(Clear(0.5, 0), 0.25);
-    EXPECT_STREQ(h->descln(blur), "Blade Blur: Disabled");
-    EXPECT_EQ(h->flags(blur), 114u);
+    EXPECT_STREQ(h->descln(instance), "Blade Blur: Disabled");
+    EXPECT_EQ(h->flags(instance), 114u);
     At(Number("BLADES", 5), 10);
-    EXPECT_STREQ(h->descln(blur), "Blade Blur: 5-Blade Rotor");
+    EXPECT_STREQ(h->descln(instance), "Blade Blur: 5-Blade Rotor");
     EXPECT_EQ(h->flags(nullptr), 0u);
 }
 

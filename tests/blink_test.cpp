@@ -14,9 +14,9 @@ struct Event {
 
 class BlinkTest : public MotionPluginTest {
 protected:
+    BlinkTest() : MotionPluginTest("Null") {}
     void SetUp() override {
         MotionPluginTest::SetUp();
-        item = &host.scene.AddNullObject("Null");
         Ramp(*item);
     }
     // At rest until frame 1000, then X and heading rise by 6 over six frames.

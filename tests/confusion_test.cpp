@@ -67,8 +67,8 @@ TEST_F(Confusion, MapModes) {
             }
         }
     }
-    EXPECT_STREQ(h->descln(filter), "Confusion");
-    EXPECT_EQ(h->flags(filter), 4096u);
+    EXPECT_STREQ(h->descln(instance), "Confusion");
+    EXPECT_EQ(h->flags(instance), 4096u);
 }
 
 TEST_F(Confusion, FastBlurEqualsTheDirectSum) {
@@ -89,9 +89,9 @@ TEST_F(Confusion, FastBlurEqualsTheDirectSum) {
         host.scene.limitedRegion[0] = host.scene.limitedRegion[1] = 0;
         RgbaImage image = source;
         host.scene.frameHeight = 500;
-        Settings(h, filter, "Confusion", Toggle("BLURBG", background));
+        Settings(h, instance, "Confusion", Toggle("BLURBG", background));
         std::string error;
-        ASSERT_TRUE(RunImageFilter(h, filter, &image, 0, 0, &error)) << error;
+        ASSERT_TRUE(RunImageFilter(h, instance, &image, 0, 0, &error)) << error;
         RgbaImage want = DirectBlur(source, 700, background);
         int differ = 0, changed = 0;
         for (size_t i = 0; i < image.rgba.size(); ++i) {
@@ -172,7 +172,7 @@ TEST_F(Confusion, PreviewFollowsTheFocus) {
     // focus line (yellow) stands at column 170 * 10 / 456.4 = 3. Beyond it
     // the map strip brightens to white and the blur curve climbs to the cap.
     host.scene.frameWidth = 640;
-    auto *p = static_cast<PluginInstance *>(filter);
+    auto *p = static_cast<PluginInstance *>(instance);
     auto *preview = reinterpret_cast<PreviewControl *>(FindControl(p->panel, "PREVIEW"));
     ASSERT_EQ(preview->width, 170);
     p->panel->afterLoad(p);
@@ -187,7 +187,7 @@ TEST_F(Confusion, PreviewFollowsTheFocus) {
     for (int y = 0; y < 10; ++y) orange += pixel(169, y)[0] == 255 && pixel(169, y)[1] == 150;
     EXPECT_GT(orange, 0) << "the blur curve reaches the cap";
     EXPECT_EQ(pixel(60, 5)[1], 36) << "halfway it is well below";
-    Settings(h, filter, "Confusion", Radio("APPLYTYPE", 5));
+    Settings(h, instance, "Confusion", Radio("APPLYTYPE", 5));
     p->panel->afterLoad(p);
     int bright = 0;
     for (int i = 0; i < 170 * 170 * 3; ++i) bright += preview->rgb[i] > 120;

@@ -16,7 +16,6 @@ protected:
     Item *driver = nullptr;
     void SetUp() override {
         MotionPluginTest::SetUp();
-        host.scene.framesPerSecond = 30;
         driver = &host.scene.AddNullObject("Driver");
         item = &host.scene.AddNullObject("Walker");
         item->SetRest({0, 7, 0});

@@ -10,10 +10,9 @@ namespace {
 
 class DiffuseTest : public DisplacementPluginTest {
 protected:
+    DiffuseTest() : DisplacementPluginTest("Dust", "Dust.lwo") {}
     void SetUp() override {
         DisplacementPluginTest::SetUp();
-        host.scene.framesPerSecond = 30;
-        object = &host.scene.AddObject("Dust", "Dust.lwo");
         object->geometry.points = {{0.31, 0.72, -1.13}};
     }
     Point Moved(double frame, size_t n = 0) {

@@ -11,11 +11,7 @@ namespace {
 
 class DiffuserTest : public MotionPluginTest {
 protected:
-    void SetUp() override {
-        MotionPluginTest::SetUp();
-        host.scene.framesPerSecond = 30;
-        item = &host.scene.AddNullObject("Debris.003");
-    }
+    DiffuserTest() : MotionPluginTest("Debris.003") {}
     // X drift alone: the other five rates off.
     static std::string OnlyX(double rate) {
         std::string s = Number("XRATE", rate);

@@ -17,6 +17,15 @@ protected:
     Item *object = nullptr;
     LWInstance instance = nullptr;
     const DisplacementHandler *handler = nullptr;
+    const char *objectName, *objectFile;
+    // With a name, each test starts with an object of that name (loaded from
+    // `file` when asked) as its object.
+    explicit DisplacementPluginTest(const char *name = nullptr, const char *file = "")
+        : objectName(name), objectFile(file) {}
+    void SetUp() override {
+        PluginTest::SetUp();
+        if (objectName) object = &host.scene.AddObject(objectName, objectFile);
+    }
 
     // Puts a new instance of `name` on the object, replacing what was there.
     void Apply(const char *name, const std::string &blocks = "") {

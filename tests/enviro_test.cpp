@@ -31,31 +31,21 @@ double Trace(const double from[3], const double direction[3], double colour[3]) 
     return traced.length;
 }
 
-class Enviro : public PluginTest {
+class Enviro : public InstanceTest<PixelFilterHandler> {
 protected:
-    const PixelFilterHandler *h = nullptr;
-    LWInstance map = nullptr;
+    Enviro() : InstanceTest("Enviro") {}
     void SetUp() override {
-        PluginTest::SetUp();
+        InstanceTest::SetUp();
         host.scene.AddCamera("Camera").SetRest({0, 2, -5});
-        h = HandlerOf<PixelFilterHandler>("PixelFilterHandler", "Enviro");
-        New("");
-    }
-    void TearDown() override {
-        h->destroy(map);
-        PluginTest::TearDown();
-    }
-    void New(const std::string &settings) {
-        Renew(h, &map, "Enviro", settings);
     }
     // The direction of the sample at (sx, sy) of a W x H frame; false when it was filled.
     bool Look(int width, int height, double sx, double sy, V *direction, bool withRays = true) {
         host.scene.frameWidth = width, host.scene.frameHeight = height;
-        EXPECT_EQ(h->init(map), nullptr);
-        EXPECT_EQ(h->newTime(map, 0, 0), nullptr);
+        EXPECT_EQ(h->init(instance), nullptr);
+        EXPECT_EQ(h->newTime(instance, 0, 0), nullptr);
         int before = traced.rays;
         PixelAccess access{sx, sy, Bytes, nullptr, Set, nullptr, withRays ? Trace : nullptr, nullptr, nullptr};
-        h->evaluate(map, &access);
+        h->evaluate(instance, &access);
         *direction = traced.direction;
         return traced.rays > before;
     }
@@ -92,18 +82,18 @@ TEST_F(Enviro, DirectionsOfEachMapping) {
         {"front disc at 45 degrees right", Mapping(3), 1024, 512, 255.5 + 256 * r, 255.5, {r, 0, r}},
     };
     for (const Case &c : cases) {
-        New(c.settings);
+        Renew(c.settings);
         V d;
         ASSERT_TRUE(Look(c.W, c.H, c.sx, c.sy, &d)) << c.what;
         ExpectDirection(d, c.want, c.what);
     }
     // The top row of the spherical map: within a pixel's latitude of straight up.
-    New(Mapping(0));
+    Renew(Mapping(0));
     V up;
     Look(1024, 512, 100.5, -0.5, &up);
     EXPECT_NEAR(up[1], 1, 1e-12);
     // The touching point of the hemisphere discs: +X from both sides.
-    New(Mapping(3));
+    Renew(Mapping(3));
     V left, right;
     Look(1024, 512, 511.5 - 1e-9, 255.5, &left);
     Look(1024, 512, 511.5 + 1e-9, 255.5, &right);
@@ -118,7 +108,7 @@ TEST_F(Enviro, DirectionsOfEachMapping) {
 TEST_F(Enviro, TheCubesEdgesMeet) {
     // 1024 x 768: cells of 256. Across each edge of the cross the two cells give
     // one direction: sample just either side of the boundary.
-    New(Mapping(2));
+    Renew(Mapping(2));
     struct Edge {
         const char *what;
         double x1, y1, x2, y2;  // frame positions (sx + 0.5) on either side
@@ -145,38 +135,38 @@ TEST_F(Enviro, FillHitsAndAlpha) {
     const std::string fill = " BEGIN COLOR FILL\n  RED 10\n  GREEN 20\n  BLUE 30\n END\n";
     const std::array<BufferValue, 4> filled = {10, 20, 30, 0};
     V d;
-    New(Mapping(2) + fill);
+    Renew(Mapping(2) + fill);
     EXPECT_FALSE(Look(1024, 768, 100, 100, &d)) << "cell (0, 0)";
     EXPECT_EQ(std::to_array(traced.out), filled);
     EXPECT_FALSE(Look(800, 800, 400, 50, &d)) << "800 x 800: the band above the cross";
     EXPECT_TRUE(Look(800, 800, 299.5, 149.5, &d)) << "the top cell begins at row 100";
     ExpectDirection(d, {0, 1, -0.5}, "top cell, a quarter from its top edge");
-    New(Mapping(3) + fill);
+    Renew(Mapping(3) + fill);
     EXPECT_FALSE(Look(1024, 512, 2, 2, &d)) << "a corner";
     EXPECT_EQ(std::to_array(traced.out), filled);
     // A hit: the colour traced, alpha 255. A miss (-1): the colour the host
     // gives, alpha 255, or 0 with "Alpha from Hits"; a host that leaves the
     // colour alone gives the fill.
-    New(Mapping(0) + fill);
+    Renew(Mapping(0) + fill);
     Look(64, 32, 10, 10, &d);
     EXPECT_EQ(std::to_array(traced.out), (std::array<BufferValue, 4>{255, 128, 0, 255}));
     traced.length = -1;
     Look(64, 32, 10, 10, &d);
     EXPECT_EQ(traced.out[3], 255);
-    New(Mapping(0) + fill + Toggle("HITALPHA", true));
+    Renew(Mapping(0) + fill + Toggle("HITALPHA", true));
     traced.touchColour = false;
     Look(64, 32, 10, 10, &d);
     EXPECT_EQ(std::to_array(traced.out), filled);
     traced.length = 5, traced.touchColour = true;
     // DISABLE, or no ray functions: the render passes through.
-    New(Toggle("DISABLE", true));
+    Renew(Toggle("DISABLE", true));
     EXPECT_FALSE(Look(64, 32, 10, 10, &d));
     EXPECT_EQ(std::to_array(traced.out), (std::array<BufferValue, 4>{77, 77, 77, 77}));
-    New("");
+    Renew("");
     EXPECT_FALSE(Look(64, 32, 10, 10, &d, false));
     EXPECT_EQ(std::to_array(traced.out), (std::array<BufferValue, 4>{77, 77, 77, 77}));
-    EXPECT_EQ(h->flags(map), LWPFF_RAYTRACE);
-    EXPECT_STREQ(h->descln(map), "Enviro: Spherical");
+    EXPECT_EQ(h->flags(instance), LWPFF_RAYTRACE);
+    EXPECT_STREQ(h->descln(instance), "Enviro: Spherical");
 }
 
 TEST_F(Enviro, AlignedToAViewItem) {
@@ -187,19 +177,19 @@ TEST_F(Enviro, AlignedToAViewItem) {
     const std::string view = " BEGIN ITEM CENTER\n OBJECT 1 1 3 @Eye\n END ITEM CENTER\n";
     for (double sx : {100.5, 511.5, 900.5}) {
         V aligned, offset;
-        New(view + Toggle("ALIGN", true) + Number("NEAR", 0.5));
+        Renew(view + Toggle("ALIGN", true) + Number("NEAR", 0.5));
         Look(1024, 512, sx, 200.5, &aligned);
         V from = traced.from;
-        New(Number("HEADING", 90));
+        Renew(Number("HEADING", 90));
         Look(1024, 512, sx, 200.5, &offset);
         ExpectDirection(aligned, offset, "aligned to a null turned 90");
         for (int i = 0; i < 3; ++i) EXPECT_NEAR(from[i], (i == 0 ? 1 : i == 1 ? 2 : 3) + 0.5 * aligned[i], 1e-12);
     }
-    New(view);
-    EXPECT_STREQ(h->descln(map), "Enviro: Spherical from Eye");
+    Renew(view);
+    EXPECT_STREQ(h->descln(instance), "Enviro: Spherical from Eye");
     // With bank the horizon tilts: the map's level centre row climbs on one side.
     eye.SetRest({0, 0, 0}, {0, 0, 30});
-    New(view + Toggle("ALIGN", true));
+    Renew(view + Toggle("ALIGN", true));
     V side;
     Look(1024, 512, 767.5, 255.5, &side);
     EXPECT_NEAR(std::fabs(side[1]), 0.5, 1e-12) << "the map's +X lifted or lowered by the bank of 30";
@@ -265,7 +255,7 @@ namespace {
 TEST_F(Enviro, FillsBlackByDefault) {
     // Outside the cross with the fill left at its default: black, clear.
     V d;
-    New(Radio("MAPPING", 2));
+    Renew(Radio("MAPPING", 2));
     EXPECT_FALSE(Look(1024, 768, 100, 100, &d));
     EXPECT_EQ(std::to_array(traced.out), (std::array<BufferValue, 4>{0, 0, 0, 0}));
 }

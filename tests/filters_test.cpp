@@ -12,21 +12,9 @@
 
 namespace {
 
-class Rayleigh : public PluginTest {
+class Rayleigh : public InstanceTest<PixelFilterHandler> {
 protected:
-    const PixelFilterHandler *h = nullptr;
-    LWInstance fog = nullptr;
-    void SetUp() override {
-        PluginTest::SetUp();
-        h = HandlerOf<PixelFilterHandler>("PixelFilterHandler", "Rayleigh");
-        LWError err = nullptr;
-        fog = h->create(&err);
-        ASSERT_NE(fog, nullptr);
-    }
-    void TearDown() override {
-        h->destroy(fog);
-        PluginTest::TearDown();
-    }
+    Rayleigh() : InstanceTest("Rayleigh") {}
     // One pixel of colour (100, 150, 200), alpha a, at a depth.
     std::array<int, 4> Pixel(double depth, int a = 128) {
         RgbaImage image;
@@ -34,7 +22,7 @@ protected:
         image.rgba = {100, 150, 200, static_cast<unsigned char>(a)};
         image.depth = {static_cast<float>(depth)};
         std::string error;
-        EXPECT_TRUE(RunPixelFilter(h, fog, &image, 0, 0, &error)) << error;
+        EXPECT_TRUE(RunPixelFilter(h, instance, &image, 0, 0, &error)) << error;
         return {image.rgba[0], image.rgba[1], image.rgba[2], image.rgba[3]};
     }
 };
@@ -42,7 +30,7 @@ protected:
 int Byte(double v) { return static_cast<int>(std::floor(v + 0.5)); }
 
 TEST_F(Rayleigh, FogsEachChannelByItsOwnFalloff) {
-    Settings(h, fog, "Rayleigh", Number("NOFOG", 10) + Number("MAXFOG", 500));
+    Settings(h, instance, "Rayleigh", Number("NOFOG", 10) + Number("MAXFOG", 500));
     for (double depth : {60.0, 300.0, 5000.0}) {
         double d = std::min(depth, 500.0) - 10;
         double tr = std::exp(-d / 1000), tg = std::exp(-d / 3000), tb = std::exp(-d / 20000);
@@ -62,21 +50,21 @@ TEST_F(Rayleigh, AlphaModes) {
                                   " BEGIN RADIO ALPHA\n  SELECTION 1\n END RADIO ALPHA\n",
                                   " BEGIN RADIO ALPHA\n  SELECTION 2\n END RADIO ALPHA\n"};
     // At the clear distance: d = 0, the colour stays, but Replace Alpha writes 0.
-    Settings(h, fog, "Rayleigh", Number("NOFOG", 10) + radio[2]);
+    Settings(h, instance, "Rayleigh", Number("NOFOG", 10) + radio[2]);
     EXPECT_EQ(Pixel(10), (std::array<int, 4>{100, 150, 200, 0}));
     double d = 1000, m = 1 - (std::exp(-1.0) + std::exp(-d / 3000) + std::exp(-d / 20000)) / 3;
-    Settings(h, fog, "Rayleigh", Number("NOFOG", 0) + radio[1]);
+    Settings(h, instance, "Rayleigh", Number("NOFOG", 0) + radio[1]);
     EXPECT_EQ(Pixel(d, 51)[3], Byte(255 * (1 - (1 - 0.2) * (1 - m))));
-    Settings(h, fog, "Rayleigh", radio[2]);
+    Settings(h, instance, "Rayleigh", radio[2]);
     EXPECT_EQ(Pixel(d, 51)[3], Byte(255 * m));
     // Max Distance below the clear distance: nothing is touched.
-    Settings(h, fog, "Rayleigh", Number("NOFOG", 100) + Number("MAXFOG", 50));
+    Settings(h, instance, "Rayleigh", Number("NOFOG", 100) + Number("MAXFOG", 50));
     EXPECT_EQ(Pixel(1e6, 51), (std::array<int, 4>{100, 150, 200, 51}));
 }
 
 TEST_F(Rayleigh, AnimatedFalloffsStopAtAThousandth) {
     // RLENGTH falls linearly to 0 and below; the frame holds it at 0.001.
-    Settings(h, fog, "Rayleigh",
+    Settings(h, instance, "Rayleigh",
              std::string(" BEGIN NUM RLENGTH\n  ANIMATE LINEAR\n VALUE 1\n  LINEAR -1\n END\n") + Number("MAXFOG", 99999) +
                  Number("NOFOG", 0) + Toggle("DISABLE", false));
     host.scene.framesPerSecond = 1;
@@ -85,12 +73,12 @@ TEST_F(Rayleigh, AnimatedFalloffsStopAtAThousandth) {
     image.rgba = {100, 150, 200, 255};
     image.depth = {0.002f};
     std::string error;
-    ASSERT_TRUE(RunPixelFilter(h, fog, &image, 5, 5.0, &error)) << error;  // frame 5: 1 - 4 = -3
+    ASSERT_TRUE(RunPixelFilter(h, instance, &image, 5, 5.0, &error)) << error;  // frame 5: 1 - 4 = -3
     EXPECT_EQ(image.rgba[0], Byte(38 * (1 - std::exp(-2.0)) + std::exp(-2.0) * 100));
-    EXPECT_STREQ(h->descln(fog), "Rayleigh");
-    Settings(h, fog, "Rayleigh", Toggle("DISABLE", true));
-    EXPECT_STREQ(h->descln(fog), "Rayleigh: Disabled");
-    auto *p = static_cast<PluginInstance *>(fog);
+    EXPECT_STREQ(h->descln(instance), "Rayleigh");
+    Settings(h, instance, "Rayleigh", Toggle("DISABLE", true));
+    EXPECT_STREQ(h->descln(instance), "Rayleigh: Disabled");
+    auto *p = static_cast<PluginInstance *>(instance);
     p->panel->afterLoad(p);  // as the window does when it opens
     for (const char *key : {"NOFOG", "COLOR", "BLENGTH", "ALPHA"}) EXPECT_TRUE(FindControl(p->panel, key)->ghosted) << key;
     EXPECT_FALSE(FindControl(p->panel, "DISABLE")->ghosted);
@@ -100,7 +88,7 @@ TEST_F(Rayleigh, AnimatedFalloffsStopAtAThousandth) {
 class DropShadow : public ImageFilterTest {
 protected:
     DropShadow() : ImageFilterTest("DropShadow") {}
-    LWInstance &shadow = filter;
+    LWInstance &shadow = instance;
     std::vector<unsigned char> Run(const std::vector<unsigned char> &rgba, int w, int hgt, const ShadowSettings &s) {
         host.scene.renderOptions = s.fields ? LWROPT_FIELDS : 0;
         RgbaImage image;
@@ -212,7 +200,7 @@ TEST_F(Rayleigh, PreviewShowsFogOverDistance) {
     // Defaults: falloffs 1000, 3000 and 20000, so the distance axis runs to
     // 3 * 20000 = 60000 and column 64 stands at 64.5 / 128 * 60000. The white
     // bar (235) there is fog (38, 134, 185) mixed by each channel's exp(-d / L).
-    const PreviewControl *preview = PreviewOf(fog);
+    const PreviewControl *preview = PreviewOf(instance);
     ASSERT_EQ(preview->width, 128);
     const double d = 64.5 / 128 * 60000, fogColour[3] = {38, 134, 185}, falloff[3] = {1000, 3000, 20000};
     for (int c = 0; c < 3; ++c) {
@@ -230,8 +218,8 @@ TEST_F(Rayleigh, PreviewShowsFogOverDistance) {
     EXPECT_LT(rowOf(2), 126 - 5);
     // A change redraws it: a shorter blue falloff brings blue down.
     int blueBefore = rowOf(2);
-    Settings(h, fog, "Rayleigh", Number("BLENGTH", 2000));
-    preview = PreviewOf(fog);
+    Settings(h, instance, "Rayleigh", Number("BLENGTH", 2000));
+    preview = PreviewOf(instance);
     EXPECT_GT(rowOf(2), blueBefore);
 }
 

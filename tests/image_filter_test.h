@@ -9,38 +9,16 @@
 #include "host/passes.h"
 #include "plugin_harness.h"
 
-class ImageFilterTest : public PluginTest {
+class ImageFilterTest : public InstanceTest<ImageFilterHandler> {
 protected:
-    const ImageFilterHandler *h = nullptr;
-    LWInstance filter = nullptr;
-    std::string server;
-    explicit ImageFilterTest(const char *name) : server(name) {}
-    void SetUp() override {
-        PluginTest::SetUp();
-        h = HandlerOf<ImageFilterHandler>("ImageFilterHandler", server.c_str());
-        LWError err = nullptr;
-        filter = h->create(&err);
-        ASSERT_NE(filter, nullptr);
-    }
-    void TearDown() override {
-        h->destroy(filter);
-        PluginTest::TearDown();
-    }
-    // A new instance at its defaults, for a table of cases that each set only
-    // what they change.
-    void Recreate() {
-        h->destroy(filter);
-        LWError err = nullptr;
-        filter = h->create(&err);
-        ASSERT_NE(filter, nullptr);
-    }
+    using InstanceTest::InstanceTest;
     // The image is the whole frame; the settings replace the instance's.
     RgbaImage Run(RgbaImage image, const std::string &settings, int frame = 0) {
         host.scene.frameWidth = image.width;
         host.scene.frameHeight = image.height;
-        Settings(h, filter, server.c_str(), settings);
+        Settings(h, instance, server, settings);
         std::string error;
-        EXPECT_TRUE(RunImageFilter(h, filter, &image, frame, frame / host.scene.framesPerSecond, &error)) << error;
+        EXPECT_TRUE(RunImageFilter(h, instance, &image, frame, frame / host.scene.framesPerSecond, &error)) << error;
         return image;
     }
     static RgbaImage Noise(int w, int h, unsigned seed) {

@@ -60,7 +60,7 @@ TEST_F(Lens, WholeFrameMappings) {
                         << c.what << " at " << x << "," << y << " from " << sx << "," << sy;
             }
     }
-    EXPECT_STREQ(h->descln(filter), "Lens");
+    EXPECT_STREQ(h->descln(instance), "Lens");
 }
 
 TEST_F(Lens, KeystoneThroughZero) {
@@ -136,17 +136,17 @@ TEST_F(Lens, InverseUndoesForward) {
 TEST_F(Lens, PreviewShowsTheWarp) {
     // At the defaults the preview is its own test card; mirrored, the card's
     // left and right change places.
-    auto *p = static_cast<PluginInstance *>(filter);
+    auto *p = static_cast<PluginInstance *>(instance);
     PreviewControl *preview = nullptr;
     for (int i = 0; i < p->controlCount; ++i)
         if (std::string(static_cast<ControlRecord *>(p->controls[i])->key) == "PREVIEW")
             preview = static_cast<PreviewControl *>(p->controls[i]);
     ASSERT_NE(preview, nullptr);
     ASSERT_EQ(preview->width, 172);
-    Settings(h, filter, "Lens", "");
+    Settings(h, instance, "Lens", "");
     p->panel->afterLoad(p);  // as the window does when it opens
     std::vector<unsigned char> card(preview->rgb, preview->rgb + 172 * 172 * 3);
-    Settings(h, filter, "Lens", Number("XSCALE", -1));
+    Settings(h, instance, "Lens", Number("XSCALE", -1));
     p->panel->afterLoad(p);
     int n = 172, differ = 0;
     for (int y = 0; y < n; ++y)

@@ -10,11 +10,7 @@ namespace {
 
 class MotionChannels : public MotionPluginTest {
 protected:
-    void SetUp() override {
-        MotionPluginTest::SetUp();
-        host.scene.framesPerSecond = 30;
-        item = &host.scene.AddNullObject("Mover");
-    }
+    MotionChannels() : MotionPluginTest("Mover") {}
     // A linear key on all channels at a time in seconds.
     void Key(double seconds, std::array<double, 9> values) { item->AddKey(seconds * 30, values, true); }
     static std::string Radio(const char *key, int selection) {

@@ -16,6 +16,13 @@ protected:
     Item *item = nullptr;
     LWInstance instance = nullptr;
     const ItemMotionHandler *handler = nullptr;
+    const char *nullName;
+    // With a name, each test starts with a null of that name as its item.
+    explicit MotionPluginTest(const char *name = nullptr) : nullName(name) {}
+    void SetUp() override {
+        PluginTest::SetUp();
+        if (nullName) item = &host.scene.AddNullObject(nullName);
+    }
 
     // Puts a new instance of `name` on `target` (the test's item by default),
     // replacing what was there, and loads `blocks` into it.

@@ -14,7 +14,6 @@ protected:
     Item *camera = nullptr;
     void SetUp() override {
         MotionPluginTest::SetUp();
-        host.scene.framesPerSecond = 30;
         host.scene.renderOptions |= LWROPT_MOTIONBLUR;
         camera = &host.scene.AddCamera();
         camera->blurLength = ConstantChannel(0.5);
@@ -90,7 +89,6 @@ protected:
     std::string path = ScratchPath("wheelie_wheel.lwo");
     void SetUp() override {
         MotionPluginTest::SetUp();
-        host.scene.framesPerSecond = 30;
         // A wheel of radius 1 about Z: its points lie 1 from the X axis.
         WriteLwob(path, {{1, 0, 0}, {0, 1, 0}, {-1, 0, 0}, {0, -1, 0}});
         item = &host.scene.AddObject("Wheel", path);

@@ -15,7 +15,6 @@ protected:
     Item *handA = nullptr, *handB = nullptr;
     void SetUp() override {
         MotionPluginTest::SetUp();
-        host.scene.framesPerSecond = 30;
         handA = &host.scene.AddNullObject("HandA");
         handB = &host.scene.AddNullObject("HandB");
         item = &host.scene.AddNullObject("Ball");

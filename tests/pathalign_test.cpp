@@ -12,11 +12,7 @@ constexpr double kDeg = 0.017453292519943295;
 
 class PathAlignTest : public MotionPluginTest {
 protected:
-    void SetUp() override {
-        MotionPluginTest::SetUp();
-        host.scene.framesPerSecond = 30;
-        item = &host.scene.AddNullObject("Plane");
-    }
+    PathAlignTest() : MotionPluginTest("Plane") {}
     // The item's axis (0 +X ... 5 -Z) in the world at a frame.
     Vec3 Axis(double frame, int axis = 4) {
         std::vector<double> m = At(frame);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <type_traits>
 
 #include "module_fixture.h"
 #include "text_store.h"
@@ -51,5 +52,41 @@ protected:
     static std::string Toggle(const char *key, bool on) {
         return std::string(" BEGIN BUTTON ") + key + "\n  CHECKED " + (on ? "YES" : "NO") + "\n  HIGHLIGHTED " +
                (on ? "YES" : "NO") + "\n END\n";
+    }
+};
+
+// One instance of a shader or filter, made by its handler's create before each
+// test and destroyed after it; Renew gives a fresh one with new settings.
+template <typename Handler>
+class InstanceTest : public PluginTest {
+protected:
+    const Handler *h = nullptr;
+    LWInstance instance = nullptr;
+    const char *server;
+    explicit InstanceTest(const char *name) : server(name) {}
+    void SetUp() override {
+        PluginTest::SetUp();
+        h = HandlerOf<Handler>(ClassName(), server);
+        LWError err = nullptr;
+        instance = h->create(&err);
+        ASSERT_NE(instance, nullptr);
+    }
+    void TearDown() override {
+        h->destroy(instance);
+        PluginTest::TearDown();
+    }
+    void Renew(const std::string &blocks) { PluginTest::Renew(h, &instance, server, blocks); }
+    // A new instance at its defaults, for a table of cases that each set only
+    // what they change.
+    void Recreate() {
+        h->destroy(instance);
+        LWError err = nullptr;
+        instance = h->create(&err);
+        ASSERT_NE(instance, nullptr);
+    }
+    static constexpr const char *ClassName() {
+        if constexpr (std::is_same_v<Handler, ShaderHandler>) return "ShaderHandler";
+        else if constexpr (std::is_same_v<Handler, PixelFilterHandler>) return "PixelFilterHandler";
+        else return "ImageFilterHandler";
     }
 };

@@ -12,10 +12,9 @@ namespace {
 class PokeTest : public DisplacementPluginTest {
 protected:
     Item *ball = nullptr;
+    PokeTest() : DisplacementPluginTest("Plane", "Plane.lwo") {}
     void SetUp() override {
         DisplacementPluginTest::SetUp();
-        host.scene.framesPerSecond = 30;
-        object = &host.scene.AddObject("Plane", "Plane.lwo");
         ball = &host.scene.AddNullObject("Ball.1");
     }
     std::vector<Point> Poked(const std::vector<Point> &points, const std::string &settings = "", double frame = 0) {

@@ -11,30 +11,20 @@
 
 namespace {
 
-class PolyPop : public PluginTest {
+class PolyPop : public InstanceTest<ShaderHandler> {
 protected:
-    const ShaderHandler *h = nullptr;
-    LWInstance pop = nullptr;
     Item *thing = nullptr;
+    PolyPop() : InstanceTest("PolyPop") {}
     void SetUp() override {
-        PluginTest::SetUp();
-        host.scene.framesPerSecond = 30;
+        InstanceTest::SetUp();
         thing = &host.scene.AddObject("Thing", "thing.lwo");
-        h = HandlerOf<ShaderHandler>("ShaderHandler", "PolyPop");
-        LWError err = nullptr;
-        pop = h->create(&err);
-        ASSERT_NE(pop, nullptr);
-    }
-    void TearDown() override {
-        h->destroy(pop);
-        PluginTest::TearDown();
     }
     // New settings on a fresh instance, for `polygons` polygons, at a frame.
     void At(long polygons, double frame, const std::string &settings) {
-        Renew(h, &pop, "PolyPop", settings);
+        Renew(settings);
         thing->numPolygons = static_cast<int>(polygons);
-        ASSERT_EQ(h->init(pop), nullptr);
-        ASSERT_EQ(h->newTime(pop, static_cast<LWFrame>(frame), frame / 30), nullptr);
+        ASSERT_EQ(h->init(instance), nullptr);
+        ASSERT_EQ(h->newTime(instance, static_cast<LWFrame>(frame), frame / 30), nullptr);
     }
     // A spot of polygon n with its fields at recognisable values, shaded.
     ShaderAccess Spot(long n) const {
@@ -42,7 +32,7 @@ protected:
         s.objID = IdOf(thing);
         s.polNum = static_cast<int>(n);
         s.luminous = 0.2, s.diffuse = 0.8, s.specular = 0.5, s.mirror = 0.1, s.transparency = 0.3, s.eta = 1.5;
-        h->evaluate(pop, &s);
+        h->evaluate(instance, &s);
         return s;
     }
     // How much of polygon n shows, read back from its transparency.
@@ -190,13 +180,13 @@ TEST_F(PolyPop, AnyOrderAnyThreadSameSpots) {
 }
 
 TEST_F(PolyPop, FlagsAndDescriptions) {
-    EXPECT_EQ(h->flags(pop), 252u);
-    EXPECT_STREQ(h->descln(pop), "PolyPop, random order");
-    Settings(h, pop, "PolyPop", Radio("ORDER", 1) + Toggle("INVERT", true));
-    EXPECT_STREQ(h->descln(pop), "PolyPop, reverse order, disappearing");
-    Settings(h, pop, "PolyPop", Toggle("DISABLE", true));
-    EXPECT_EQ(h->flags(pop), 252u) << "the same while disabled";
-    EXPECT_STREQ(h->descln(pop), "PolyPop: Disabled");
+    EXPECT_EQ(h->flags(instance), 252u);
+    EXPECT_STREQ(h->descln(instance), "PolyPop, random order");
+    Settings(h, instance, "PolyPop", Radio("ORDER", 1) + Toggle("INVERT", true));
+    EXPECT_STREQ(h->descln(instance), "PolyPop, reverse order, disappearing");
+    Settings(h, instance, "PolyPop", Toggle("DISABLE", true));
+    EXPECT_EQ(h->flags(instance), 252u) << "the same while disabled";
+    EXPECT_STREQ(h->descln(instance), "PolyPop: Disabled");
     At(10, 0, Toggle("DISABLE", true));
     EXPECT_EQ(Spot(0).transparency, 0.3) << "disabled: spots alone";
     EXPECT_EQ(h->flags(nullptr), 0u);

@@ -31,34 +31,25 @@ void Set(BufferValue rgba[4]) {
     ++sample.sets;
 }
 
-class VFog : public PluginTest {
+class VFog : public InstanceTest<PixelFilterHandler> {
 protected:
-    const PixelFilterHandler *h = nullptr;
-    LWInstance fog = nullptr;
     Item *camera = nullptr;
+    VFog() : InstanceTest("VFog") {}
     void SetUp() override {
-        PluginTest::SetUp();
+        InstanceTest::SetUp();
         host.scene.frameWidth = 640, host.scene.frameHeight = 480;
         camera = &host.scene.AddCamera("Camera");  // zoom 3.2: tan of the half angles 0.416667 and 0.3125
-        h = HandlerOf<PixelFilterHandler>("PixelFilterHandler", "VFog");
-        LWError err = nullptr;
-        fog = h->create(&err);
-        ASSERT_NE(fog, nullptr);
-    }
-    void TearDown() override {
-        h->destroy(fog);
-        PluginTest::TearDown();
     }
     // The output of one sample with the camera at (0, y, 0) turned by pitch
     // degrees, from a new instance with these settings.
     std::array<int, 4> Run(double y, double pitch, const std::string &settings, Sample s = Sample()) {
         camera->SetRest({0, y, 0}, {0, pitch, 0});
-        Renew(h, &fog, "VFog", settings);
-        EXPECT_EQ(h->init(fog), nullptr);
-        EXPECT_EQ(h->newTime(fog, 0, 0), nullptr);
+        Renew(settings);
+        EXPECT_EQ(h->init(instance), nullptr);
+        EXPECT_EQ(h->newTime(instance, 0, 0), nullptr);
         sample = s;
         PixelAccess access{s.sx, s.sy, Bytes, Floats, Set, nullptr, nullptr, nullptr, nullptr};
-        h->evaluate(fog, &access);
+        h->evaluate(instance, &access);
         EXPECT_EQ(sample.sets, 1) << "every sample is set once";
         return {sample.out[0], sample.out[1], sample.out[2], sample.out[3]};
     }
@@ -160,15 +151,15 @@ TEST_F(VFog, SunGlowAndAlpha) {
 }
 
 TEST_F(VFog, FlagsDescriptionAndItems) {
-    EXPECT_EQ(h->flags(fog), 4096u);
-    EXPECT_STREQ(h->descln(fog), "Vertical Fog");
+    EXPECT_EQ(h->flags(instance), 4096u);
+    EXPECT_STREQ(h->descln(instance), "Vertical Fog");
     Item &sun = host.scene.AddLight("Sun");
-    Settings(h, fog, "VFog", " BEGIN ITEM SUN\n LIGHT 1 1 3 @Sun\n END ITEM SUN\n" + Toggle("DISABLE", true));
-    EXPECT_EQ(h->flags(fog), 4096u) << "the same with DISABLE on";
-    EXPECT_STREQ(h->descln(fog), "Vertical Fog: Disabled");
-    EXPECT_EQ(h->useItems(fog), nullptr);
-    Settings(h, fog, "VFog", Toggle("DISABLE", false));
-    const LWItemID *used = h->useItems(fog);
+    Settings(h, instance, "VFog", " BEGIN ITEM SUN\n LIGHT 1 1 3 @Sun\n END ITEM SUN\n" + Toggle("DISABLE", true));
+    EXPECT_EQ(h->flags(instance), 4096u) << "the same with DISABLE on";
+    EXPECT_STREQ(h->descln(instance), "Vertical Fog: Disabled");
+    EXPECT_EQ(h->useItems(instance), nullptr);
+    Settings(h, instance, "VFog", Toggle("DISABLE", false));
+    const LWItemID *used = h->useItems(instance);
     ASSERT_NE(used, nullptr);
     EXPECT_EQ(used[0], IdOf(&sun));
     EXPECT_EQ(h->flags(nullptr), 0u);

@@ -13,11 +13,7 @@ constexpr double kDeg = 0.017453292519943295;
 
 class WhipTest : public MotionPluginTest {
 protected:
-    void SetUp() override {
-        MotionPluginTest::SetUp();
-        host.scene.framesPerSecond = 30;
-        item = &host.scene.AddNullObject("Antenna");
-    }
+    WhipTest() : MotionPluginTest("Antenna") {}
     Vec3 Up(double frame) {
         std::vector<double> m = At(frame);
         return RotationRows({m[3] * kDeg, m[4] * kDeg, m[5] * kDeg})[1];
