@@ -2,6 +2,8 @@
 
 #include <cstdio>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 
 namespace {
 
@@ -198,6 +200,7 @@ bool Loader::Exports() {
     if (!InImage(at, 40, "the export directory")) return false;
     uint32_t functionCount = Image().U32(at + 20), nameCount = Image().U32(at + 24), functions = Image().U32(at + 28),
              names = Image().U32(at + 32), ordinals = Image().U32(at + 36);
+    if (Image().U32(at + 12) && !Name(Image().U32(at + 12), "the module's name", &out_.internalName)) return false;
     if (nameCount > 65536 || functionCount > 65536) return Fail("its export counts are not ones a module has");
     if (!InImage(functions, 4 * functionCount, "the export address table") ||
         !InImage(names, 4 * nameCount, "the export name table") ||
@@ -263,5 +266,48 @@ bool LayOutPeModule(const std::vector<uint8_t> &file, const std::string &fileNam
         return false;
     if (out->entryRva && out->entryRva >= out->image.size())
         return loader.Fail("its entry point, " + Hex(out->entryRva) + ", lies outside the image");
+    return true;
+}
+
+namespace {
+
+// A zero-terminated name at a relative address of the layout; empty when it
+// runs past the image.
+std::string LaidOutName(const PeLayout &layout, uint32_t rva) {
+    const std::vector<uint8_t> &image = layout.image;
+    if (rva >= image.size() || !std::memchr(&image[rva], 0, image.size() - rva)) return "";
+    return reinterpret_cast<const char *>(&image[rva]);
+}
+
+}  // namespace
+
+bool ReadPeModule(const std::string &path, PeModuleFacts *facts, std::string *error) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        *error = "cannot open " + path;
+        return false;
+    }
+    const std::vector<uint8_t> file(std::istreambuf_iterator<char>(in), {});
+    *facts = PeModuleFacts();
+    // Laid out at address 0, an address stored in the module is its relative
+    // address. Every import is answered, so each DLL it asks of is listed.
+    PeLayout layout;
+    auto note = [facts](const std::string &dll, const std::string &) -> uint32_t {
+        if (facts->importedDlls.empty() || facts->importedDlls.back() != dll) facts->importedDlls.push_back(dll);
+        return 1;
+    };
+    if (!LayOutPeModule(file, path, 0, note, &layout, error)) return false;
+    facts->internalName = layout.internalName;
+    for (const auto &e : layout.exports) facts->exports.push_back(e.first);
+    const Bytes image{layout.image.data(), layout.image.size()};
+    // The descriptor: sync, version, machine, start-up, shut-down, server table.
+    uint32_t d = layout.Export("_mod_descrip");
+    if (!d || !image.Has(d, 24)) return true;
+    facts->hasDescriptor = true;
+    facts->sysSync = image.U32(d);
+    facts->sysVersion = image.U32(d + 4);
+    facts->sysMachine = image.U32(d + 8);
+    for (uint32_t row = image.U32(d + 20); row && image.Has(row, 12) && image.U32(row); row += 12)
+        facts->servers.push_back({LaidOutName(layout, image.U32(row)), LaidOutName(layout, image.U32(row + 4))});
     return true;
 }

@@ -22,6 +22,7 @@ struct PeLayout {
     uint32_t preferredBase = 0;  // the address it was linked for
     uint32_t loadAddress = 0;    // the address the relocations were applied for
     uint32_t entryRva = 0;       // its DLL entry point (0: none)
+    std::string internalName;  // the name its export directory gives it
     // Exports by name: relative virtual addresses.
     std::vector<std::pair<std::string, uint32_t>> exports;
     // The thread-local storage directory, when it has one: where the loader
@@ -44,3 +45,24 @@ struct PeLayout {
 // Lays the module out for loadAddress. `fileName` names it in messages.
 bool LayOutPeModule(const std::vector<uint8_t> &file, const std::string &fileName, uint32_t loadAddress,
                     const PeImportResolver &resolve, PeLayout *out, std::string *error);
+
+// What a module file says of itself, read without running it (the same
+// checked layout, at address 0): its internal name, exports, the DLLs it
+// imports, and the descriptor and server table it exports under
+// "_mod_descrip". This is how a 32-bit module is listed and checked on
+// machines that cannot load it.
+struct StaticServerRow {
+    std::string className, name;
+};
+struct PeModuleFacts {
+    std::string internalName;
+    std::vector<std::string> exports;
+    std::vector<std::string> importedDlls;
+    bool hasDescriptor = false;
+    uint32_t sysSync = 0, sysVersion = 0, sysMachine = 0;
+    std::vector<StaticServerRow> servers;
+};
+
+// False, with the reason, when the file cannot be read or is not a 32-bit
+// module this reader understands.
+bool ReadPeModule(const std::string &path, PeModuleFacts *facts, std::string *error);

@@ -1,5 +1,5 @@
 // vesk list: the server table, from the built-in module or a built vesk.p.
-#include "host/pe_image.h"
+#include "host/pe_loader.h"
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
