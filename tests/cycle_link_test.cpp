@@ -6,7 +6,7 @@
 #include "controls/numeric.h"
 #include "controls/plugin_instance.h"
 #include "controls/static_controls.h"
-#include "motion/transform.h"
+#include "helpers/transform.h"
 #include "motion_plugin_test.h"
 
 namespace {

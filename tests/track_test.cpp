@@ -4,7 +4,7 @@
 
 #include "controls/plugin_instance.h"
 #include "module_fixture.h"
-#include "motion/transform.h"
+#include "helpers/transform.h"
 #include "text_store.h"
 
 namespace {

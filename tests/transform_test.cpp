@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "module_fixture.h"
-#include "motion/transform.h"
+#include "helpers/transform.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "controls/plugin_instance.h"
-#include "motion/transform.h"
+#include "helpers/transform.h"
 #include "motion_plugin_test.h"
 
 namespace {

@@ -12,10 +12,10 @@
 #include "controls/numeric.h"
 #include "controls/plugin_access.h"
 #include "controls/plugin_instance.h"
-#include "displace/placement.h"
 #include "helpers/curves.h"
 #include "services/host_services.h"
 #include "module/lifecycle.h"
+#include "helpers/transform.h"
 #include "module/server_table.h"
 
 namespace {
@@ -46,6 +46,11 @@ const ControlSpec kTable[kControls] = {
      .changed = GreyWhileDisabled},
 };
 
+// A placement and its inverse, worked out once per sample for every point.
+struct Placed {
+    Transform forward, inverse;
+};
+
 struct History {
     int effectors;    // n
     int samples;      // N: samples before the current time
@@ -53,7 +58,7 @@ struct History {
     double first;     // t0
     double last;      // tN = t0 + N step
     double now;       // t
-    Placement records[kHistoryRecords];  // block 0 the object's, block j effector j's; N + 1 each
+    Placed records[kHistoryRecords];  // block 0 the object's, block j effector j's; N + 1 each
 };
 
 const PanelSpec kPanel = {.title = "Poke", .shortName = "Poke", .width = 550, .height = 230, .create = Create,
@@ -104,15 +109,14 @@ LWError NewTime(LWInstance instance, LWItemID object, LWFrame, LWTime t) {
     const int stride = h.samples + 1;
     for (int i = 0; i <= h.samples; ++i) {
         double at = i < h.samples ? first + i * step : t;
-        Placement &own = h.records[i];
-        PlaceItem(object, at, &own);
-        PrepareInverse(&own);
+        Placed &own = h.records[i];
+        own.forward = ItemWorldTransform(object, at);
+        own.inverse = Inverse(own.forward);
         for (int j = 1; j <= n; ++j) {
-            Placement effector;
-            PlaceItem(effectors->items[j - 1], at, &effector);
-            Placement &relative = h.records[stride * j + i];
-            RelativePlacement(own, &effector, &relative);
-            PrepareInverse(&relative);
+            // The object's coordinates into the effector's.
+            Placed &relative = h.records[stride * j + i];
+            relative.forward = Product(own.forward, Inverse(ItemWorldTransform(effectors->items[j - 1], at)));
+            relative.inverse = Inverse(relative.forward);
         }
     }
     h.effectors = n;
@@ -153,23 +157,21 @@ void Evaluate(LWInstance instance, DisplacementAccess *access) {
     double sharpness = Number(p, kSharpness)->current;
     double weight = 1 - std::exp(-5 * restore * h.step);
     const int stride = h.samples + 1;
-    const Placement &now = h.records[h.samples];
+    const Placed &now = h.records[h.samples];
 
-    double rest[3], cur[3], q[3];
-    PlaceInverse(now, access->source, rest);
-    for (int i = 0; i < 3; ++i) cur[i] = rest[i];
+    const Vec3 rest = Apply(now.inverse, {access->source[0], access->source[1], access->source[2]});
+    Vec3 cur = rest, q;
     for (int i = 0; i <= h.samples; ++i) {
         if (i == h.samples) weight = 1 - std::exp(-5 * (h.now - h.last) * restore);
         for (int k = 0; k < 3; ++k) cur[k] = weight * rest[k] + (1 - weight) * cur[k];  // relax, then push
         for (int j = 1; j <= h.effectors; ++j) {
-            const Placement &relative = h.records[stride * j + i];
-            PlaceForward(relative, cur, q);
-            Push(q, e, sharpness);
-            PlaceInverse(relative, q, cur);
+            const Placed &relative = h.records[stride * j + i];
+            q = Apply(relative.forward, cur);
+            Push(q.data(), e, sharpness);
+            cur = Apply(relative.inverse, q);
         }
     }
-    double world[3];
-    PlaceForward(now, cur, world);
+    const Vec3 world = Apply(now.forward, cur);
     for (int k = 0; k < 3; ++k) access->source[k] = strength * world[k] + (1 - strength) * access->source[k];
 }
 

@@ -7,7 +7,7 @@
 #include <cstdio>
 
 #include "hostapi/lwhost.h"
-#include "motion/transform.h"
+#include "helpers/transform.h"
 
 // N = floor((E + 1) * density + 0.5), at least 1 and at most E + 1.
 int ExportKeyCount(int endFrame, double density);

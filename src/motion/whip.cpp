@@ -13,7 +13,7 @@
 #include "services/host_services.h"
 #include "module/lifecycle.h"
 #include "module/server_table.h"
-#include "motion/transform.h"
+#include "helpers/transform.h"
 
 namespace {
 

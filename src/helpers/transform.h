@@ -1,5 +1,5 @@
-// Placement arithmetic shared by the item-motion plug-ins and the motion
-// export, in the host's convention: row vectors, an item's rows are its right,
+// Placement arithmetic shared by the item-motion plug-ins, Poke's history and
+// the motion export, in the host's convention: row vectors, an item's rows are its right,
 // up and forward axes (scaled) in its parent's frame, a point maps as
 // p * rows + position, and rotations are heading (Y), pitch (X), bank (Z) with
 // rows = Rz(bank) * Rx(pitch) * Ry(heading).

@@ -1,4 +1,4 @@
-#include "motion/transform.h"
+#include "helpers/transform.h"
 
 #include <cmath>
 
