@@ -123,7 +123,38 @@ void Screenshot(HWND h, const std::string &name) {
     Check(false, "screenshot " + name + " answered");
 }
 
+// Continue: the button row sits below the lowest control; a panel that
+// closes by Enter is sent one too.
+void Accept(HWND w) {
+    RECT size;
+    GetClientRect(w, &size);
+    Click(w, size.right - 180 + 10, size.bottom - 26 + 10);
+    if (IsWindow(w)) PostMessageA(w, WM_KEYDOWN, VK_RETURN, 0);
+}
+
+COLORREF PixelOf(HWND w, int x, int y) {
+    HDC dc = GetDC(w);
+    COLORREF c = GetPixel(dc, x, y);
+    ReleaseDC(w, dc);
+    return c;
+}
+
 // ---- the host's side, on the main thread ----
+
+// A shader or filter instance, made through its handler's create (every
+// class's record begins with create, destroy, copy, load and save).
+struct Made {
+    const ShaderHandler *handler = nullptr;
+    LWInstance instance = nullptr;
+};
+Made Make(EmbeddedHost &host, const char *cls, const char *server) {
+    std::string error;
+    Made m;
+    m.handler = static_cast<const ShaderHandler *>(host.Handler(cls, server, &error));
+    LWError failure = nullptr;
+    m.instance = m.handler ? m.handler->create(&failure) : nullptr;
+    return m;
+}
 
 struct Plugin {
     const ItemMotionHandler *handler;
@@ -371,14 +402,9 @@ int main(int argc, char **argv) {
         {"PixelFilterHandler", "PixelFilterInterface", "Rayleigh", "Rayleigh", "rayleigh"},
     };
     for (const Other &o : others) {
-        LWInstance instance = nullptr;
-        if (std::string(o.cls) == "DisplacementHandler") {
-            instance = host.AddDisplacementPlugin(other, o.server, &error2);
-        } else {
-            auto *h = static_cast<const ShaderHandler *>(host.Handler(o.cls, o.server, &error2));
-            LWError failure = nullptr;
-            instance = h ? h->create(&failure) : nullptr;
-        }
+        LWInstance instance = std::string(o.cls) == "DisplacementHandler"
+                                  ? host.AddDisplacementPlugin(other, o.server, &error2)
+                                  : Make(host, o.cls, o.server).instance;
         Check(instance != nullptr, std::string(o.server) + " created: " + error2);
         if (!instance) continue;
         const ServerRecord *row = FindServer(module, o.interfaceCls, o.server);
@@ -499,9 +525,7 @@ int main(int argc, char **argv) {
             if (m.typed) Type(w, m.fieldX, m.fieldY, m.typed);
             Click(w, m.toggleX + 5, m.toggleY + 5);
             Screenshot(w, m.shot);
-            RECT size;
-            GetClientRect(w, &size);  // the button row sits below the lowest control
-            Click(w, size.right - 180 + 10, size.bottom - 26 + 10);  // Continue
+            Accept(w);
         });
         Check(shown == 0, std::string(m.server) + "'s panel accepted");
         std::string saved = Settings({track.handler, instance});
@@ -522,9 +546,8 @@ int main(int argc, char **argv) {
     // 9. The view-angle shaders: HSVBoost's hue swatch redrawn after a typed
     // glancing hue shift, EdgeRGB's coverage typed; both read back.
     for (const char *server : {"HSVBoost", "EdgeRGB"}) {
-        auto *h = static_cast<const ShaderHandler *>(host.Handler("ShaderHandler", server, &error2));
-        LWError failure = nullptr;
-        LWInstance instance = h ? h->create(&failure) : nullptr;
+        Made made = Make(host, "ShaderHandler", server);
+        LWInstance instance = made.instance;
         Check(instance != nullptr, std::string(server) + " created");
         if (!instance) continue;
         bool boost = std::string(server) == "HSVBoost";
@@ -533,20 +556,13 @@ int main(int argc, char **argv) {
             HWND w = WaitWindow("ML_CL_A10:32:44", boost ? "HSVBoost" : "Simple Edge Coloring Tool");
             Check(w != nullptr, std::string(server) + "'s panel opens");
             if (!w) return;
-            auto rim = [&] {  // a pixel near the rim of the hue swatch
-                HDC dc = GetDC(w);
-                COLORREF c = GetPixel(dc, 350 + 3, 166 + 32);
-                ReleaseDC(w, dc);
-                return c;
-            };
-            if (boost) before = rim();
+            // A pixel near the rim of the hue swatch.
+            if (boost) before = PixelOf(w, 350 + 3, 166 + 32);
             Type(w, boost ? 180 : 185, boost ? 180 : 100, boost ? "90" : "0.8");
             Sleep(300);
-            if (boost) after = rim();
+            if (boost) after = PixelOf(w, 350 + 3, 166 + 32);
             Screenshot(w, boost ? "hsvboost" : "edgergb");
-            RECT size;
-            GetClientRect(w, &size);
-            Click(w, size.right - 180 + 10, size.bottom - 26 + 10);
+            Accept(w);
         });
         std::string saved = Settings({track.handler, instance});
         if (boost) {
@@ -559,75 +575,35 @@ int main(int argc, char **argv) {
             Check(Block(saved, "BEGIN NUM TRANS").find("VALUE 0.8") != std::string::npos,
                   "EdgeRGB: TRANS typed as 0.8:\n" + Block(saved, "BEGIN NUM TRANS"));
         }
-        h->destroy(instance);
+        made.handler->destroy(instance);
     }
 
     // 10. The image filters' previews: a field typed, the preview redrawn (a
     // pixel of it read before and after), the value read back from the
-    // settings.
-    struct FilterPanel {
-        const char *server, *title, *shot;
-        int fieldX, fieldY;
-        const char *typed, *field;
-        int pixelX, pixelY;  // a preview pixel the change must alter
-        bool (*before)(COLORREF), (*after)(COLORREF);
-    } filterPanels[] = {
-        // The test card's yellow top-left corner; barrel distortion pulls it in.
-        {"Lens", "Lens", "lens", 120, 60, "-0.3", "BEGIN NUM XPIN", 300 + 2, 60 + 2,
-         [](COLORREF c) { return GetRValue(c) > 200 && GetGValue(c) > 150 && GetBValue(c) < 60; },
-         [](COLORREF c) { return !(GetRValue(c) > 200 && GetGValue(c) > 150 && GetBValue(c) < 60); }},
-        // F-stop 0.5 brings the cap in to 65.8 m, so the focus line stands at
-        // 170 * 10 / 65.8 = 25 pixels.
-        {"Confusion", "Confusion", "confusion", 116, 65, "0.5", "BEGIN NUM FSTOP", 258 + 25, 67 + 80,
-         [](COLORREF c) { return !(GetRValue(c) > 200 && GetGValue(c) > 200 && GetBValue(c) < 60); },
-         [](COLORREF c) { return GetRValue(c) > 200 && GetGValue(c) > 200 && GetBValue(c) < 60; }},
-        // Right of the disc, in its shadow; an X offset to the other side clears it.
-        {"DropShadow", "DropShadow", "dropshadow", 120, 60, "-0.1", "BEGIN NUM XOFF", 322 + 80, 60 + 58,
-         [](COLORREF c) { return GetRValue(c) < 170; }, [](COLORREF c) { return GetRValue(c) > 180; }},
-    };
-    for (const FilterPanel &f : filterPanels) {
-        auto *h = static_cast<const ImageFilterHandler *>(host.Handler("ImageFilterHandler", f.server, &error2));
-        LWError failure = nullptr;
-        LWInstance instance = h ? h->create(&failure) : nullptr;
-        Check(instance != nullptr, std::string(f.server) + " created");
-        if (!instance) continue;
-        COLORREF before = 0, after = 0;
-        OpenPanel(module, *FindServer(module, "ImageFilterInterface", f.server), instance, [&] {
-            HWND w = WaitWindow("ML_CL_A10:32:44", f.title);
-            Check(w != nullptr, std::string(f.server) + "'s panel opens");
-            if (!w) return;
-            auto pixel = [&] {
-                HDC dc = GetDC(w);
-                COLORREF c = GetPixel(dc, f.pixelX, f.pixelY);
-                ReleaseDC(w, dc);
-                return c;
-            };
-            Sleep(200);
-            before = pixel();
-            Type(w, f.fieldX, f.fieldY, f.typed);
-            Sleep(300);
-            after = pixel();
-            Screenshot(w, f.shot);
-            RECT size;
-            GetClientRect(w, &size);
-            Click(w, size.right - 180 + 10, size.bottom - 26 + 10);
-            if (IsWindow(w)) PostMessageA(w, WM_KEYDOWN, VK_RETURN, 0);
-        });
-        std::string saved = Settings({track.handler, instance});
-        Check(Block(saved, f.field).find(std::string("VALUE ") + f.typed) != std::string::npos,
-              std::string(f.server) + ": typed " + f.typed + ":\n" + Block(saved, f.field));
-        Check(f.before(before) && f.after(after), std::string(f.server) + "'s preview redrawn: " + std::to_string(before) +
-                                                      " then " + std::to_string(after));
-        h->destroy(instance);
-    }
-
-    // 11. The plug-ins drawn on rendered geometry: a field typed in each,
-    // read back from the settings.
-    struct RenderPanel {
+    // settings. Then the plug-ins drawn on rendered geometry: a field typed
+    // in each, read back.
+    using ColourTest = bool (*)(COLORREF);
+    struct TypedPanel {
         const char *cls, *interfaceCls, *server, *title, *shot;
         int fieldX, fieldY;
         const char *typed, *field;
-    } renderPanels[] = {
+        int pixelX = 0, pixelY = 0;  // a preview pixel the change must alter
+        ColourTest before = nullptr, after = nullptr;
+    } typedPanels[] = {
+        // The test card's yellow top-left corner; barrel distortion pulls it in.
+        {"ImageFilterHandler", "ImageFilterInterface", "Lens", "Lens", "lens", 120, 60, "-0.3", "BEGIN NUM XPIN",
+         300 + 2, 60 + 2, [](COLORREF c) { return GetRValue(c) > 200 && GetGValue(c) > 150 && GetBValue(c) < 60; },
+         [](COLORREF c) { return !(GetRValue(c) > 200 && GetGValue(c) > 150 && GetBValue(c) < 60); }},
+        // F-stop 0.5 brings the cap in to 65.8 m, so the focus line stands at
+        // 170 * 10 / 65.8 = 25 pixels.
+        {"ImageFilterHandler", "ImageFilterInterface", "Confusion", "Confusion", "confusion", 116, 65, "0.5",
+         "BEGIN NUM FSTOP", 258 + 25, 67 + 80,
+         [](COLORREF c) { return !(GetRValue(c) > 200 && GetGValue(c) > 200 && GetBValue(c) < 60); },
+         [](COLORREF c) { return GetRValue(c) > 200 && GetGValue(c) > 200 && GetBValue(c) < 60; }},
+        // Right of the disc, in its shadow; an X offset to the other side clears it.
+        {"ImageFilterHandler", "ImageFilterInterface", "DropShadow", "DropShadow", "dropshadow", 120, 60, "-0.1",
+         "BEGIN NUM XOFF", 322 + 80, 60 + 58, [](COLORREF c) { return GetRValue(c) < 170; },
+         [](COLORREF c) { return GetRValue(c) > 180; }},
         {"PixelFilterHandler", "PixelFilterInterface", "VFog", "Vertical Fog Layer", "vfog", 140, 65, "12.5",
          "BEGIN NUM ALTITUDE"},
         {"PixelFilterHandler", "PixelFilterInterface", "Enviro", "Environment Map Renderer", "enviro", 300, 150, "45",
@@ -639,30 +615,30 @@ int main(int argc, char **argv) {
         {"ShaderHandler", "ShaderInterface", "Acid", "Acid Surface Eater", "acid", 160, 126, "6",
          "BEGIN NUM DETAIL"},
     };
-    for (const RenderPanel &f : renderPanels) {
-        // Every class's record begins with create, destroy, copy, load and save.
-        auto *h = static_cast<const PixelFilterHandler *>(host.Handler(f.cls, f.server, &error2));
-        LWError failure = nullptr;
-        LWInstance instance = h ? h->create(&failure) : nullptr;
-        Check(instance != nullptr, std::string(f.server) + " created");
-        if (!instance) continue;
-        OpenPanel(module, *FindServer(module, f.interfaceCls, f.server), instance, [&] {
+    for (const TypedPanel &f : typedPanels) {
+        Made made = Make(host, f.cls, f.server);
+        Check(made.instance != nullptr, std::string(f.server) + " created");
+        if (!made.instance) continue;
+        COLORREF before = 0, after = 0;
+        OpenPanel(module, *FindServer(module, f.interfaceCls, f.server), made.instance, [&] {
             HWND w = WaitWindow("ML_CL_A10:32:44", f.title);
             Check(w != nullptr, std::string(f.server) + "'s panel opens");
             if (!w) return;
             Sleep(200);
+            before = PixelOf(w, f.pixelX, f.pixelY);
             Type(w, f.fieldX, f.fieldY, f.typed);
-            Sleep(200);
+            Sleep(300);
+            after = PixelOf(w, f.pixelX, f.pixelY);
             Screenshot(w, f.shot);
-            RECT size;
-            GetClientRect(w, &size);
-            Click(w, size.right - 180 + 10, size.bottom - 26 + 10);
-            if (IsWindow(w)) PostMessageA(w, WM_KEYDOWN, VK_RETURN, 0);
+            Accept(w);
         });
-        std::string saved = Settings({track.handler, instance});
+        std::string saved = Settings({track.handler, made.instance});
         Check(Block(saved, f.field).find(std::string("VALUE ") + f.typed) != std::string::npos,
               std::string(f.server) + ": typed " + f.typed + ":\n" + Block(saved, f.field));
-        h->destroy(instance);
+        if (f.before)
+            Check(f.before(before) && f.after(after), std::string(f.server) + "'s preview redrawn: " +
+                                                          std::to_string(before) + " then " + std::to_string(after));
+        made.handler->destroy(made.instance);
     }
 
     std::ifstream cut(aborted);
