@@ -26,9 +26,6 @@ protected:
         on.AddKey(1006, {6, 0, 0, 6, 0, 0, 1, 1, 1}, true);
         on.motion[kPosX].keys[0].linear = on.motion[kHeading].keys[0].linear = true;
     }
-    static std::string Radio(int selection) {
-        return " BEGIN RADIO MODE\n  SELECTION " + std::to_string(selection) + "\n END RADIO MODE\n";
-    }
     // The events between two frames: scans in quarter frames for X leaving 0,
     // then solves the ramp's line through two samples inside the event.
     std::vector<Event> Events(double from, double to, const Item *of = nullptr) {
@@ -113,7 +110,7 @@ TEST_F(BlinkTest, ReplaceAndAddWithStrength) {
         double strength, x;
     } cases[] = {{0, 1, 101}, {1, 1, 21}, {0, 0.5, 60.5}, {1, 0.5, 20.5}};
     for (const Case &c : cases) {
-        Apply("Blink", Number("START", 1000) + Number("DURVAR", 0) + Radio(c.mode) + Number("STRENGTH", c.strength));
+        Apply("Blink", Number("START", 1000) + Number("DURVAR", 0) + Radio("MODE", c.mode) + Number("STRENGTH", c.strength));
         EXPECT_NEAR(At(middle)[0], c.x, 1e-5) << "mode " << c.mode << " strength " << c.strength;
     }
 }
@@ -124,7 +121,7 @@ TEST_F(BlinkTest, EaseWeightsTheEvent) {
     item->AddKey(999, {0, 0, 0, 0, 0, 0, 1, 1, 1}, true);
     item->AddKey(1000, {10, 0, 0, 0, 0, 0, 1, 1, 1}, true);
     item->AddKey(1006, {10, 0, 0, 0, 0, 0, 1, 1, 1}, true);
-    Apply("Blink", Number("START", 1000) + Number("DURVAR", 0) + Number("BLEND", 2) + Radio(0));
+    Apply("Blink", Number("START", 1000) + Number("DURVAR", 0) + Number("BLEND", 2) + Radio("MODE", 0));
     const double start = 42.643643;
     const double into[] = {1, 2, 3, 4, 5}, weight[] = {0.5, 1, 1, 1, 0.5};
     for (int i = 0; i < 5; ++i) EXPECT_NEAR(At(start + into[i])[0], 10 * weight[i], 1e-4) << into[i] << " frames in";

@@ -23,9 +23,6 @@ protected:
         item->motion[kPosX].keys[0].linear = true;
         item->SetEndBehavior(EndBehavior::Stop);
     }
-    static std::string Choice(const char *key, int n) {
-        return std::string(" BEGIN RADIO ") + key + "\n  SELECTION " + std::to_string(n) + "\n END RADIO " + key + "\n";
-    }
     static std::string Driven() { return " BEGIN ITEM CONTROLITEM\n OBJECT 1 1 6 @Driver\n END ITEM CONTROLITEM\n"; }
     void LinearDriver(std::vector<std::pair<double, Vec3>> keys) {
         driver->SetRest(keys[0].second);
@@ -52,7 +49,7 @@ TEST_F(CycleLinkTest, PhaseLinkMapsAndEnds) {
     };
     for (const Case &c : cases) {
         driver->SetRest({c.x, 0, 0});
-        Apply("PhaseLink", Driven() + Choice("ENDBEHAVIOR", c.end));
+        Apply("PhaseLink", Driven() + Radio("ENDBEHAVIOR", c.end));
         EXPECT_NEAR(At(10)[0], c.shown, 1e-9) << "X " << c.x << " end " << c.end;
     }
     // Only X switched on at half strength: X halfway between the cycle's and its
@@ -74,7 +71,7 @@ TEST_F(CycleLinkTest, PhaseLinkMapsAndEnds) {
 
 TEST_F(CycleLinkTest, ControlObjectFallsBackToSelf) {
     item->SetRest({0.4, 0, 0});  // its own X as the control value is 0.4 at rest... but it is the cycle too
-    Apply("PhaseLink", Choice("CONTROL", 2));
+    Apply("PhaseLink", Radio("CONTROL", 2));
     EXPECT_STREQ(handler->descln(instance), "PhaseLink: Controlled by Walker");
     TextStore saved;
     LWSaveState state = saved.SaveState();
@@ -88,14 +85,14 @@ TEST_F(CycleLinkTest, SpeedAndAccelerationSpans) {
     // 60 m/s for one frame, then still. At time 0 with one frame of lookahead
     // the span runs from 0 to 2/30 s: 2 m in 2/30 s is 30 m/s (not 60).
     LinearDriver({{0, {0, 0, 0}}, {1, {2, 0, 0}}, {2, {2, 0, 0}}});
-    Apply("SpeedLink", Driven() + Number("HIGHFROM", 100) + Choice("ENDBEHAVIOR", 2));
+    Apply("SpeedLink", Driven() + Number("HIGHFROM", 100) + Radio("ENDBEHAVIOR", 2));
     EXPECT_NEAR(At(0)[0], 30, 1e-9);
-    Apply("SpeedLink", Driven() + Number("HIGHFROM", 100) + Choice("ENDBEHAVIOR", 2) + Choice("TRACKFROM", 3));
+    Apply("SpeedLink", Driven() + Number("HIGHFROM", 100) + Radio("ENDBEHAVIOR", 2) + Radio("TRACKFROM", 3));
     EXPECT_NEAR(At(0)[0], 30, 1e-9) << "absolute";
     // Still until frame 15, then 30 m/s: the second difference over frames 10
     // to 20 is 5 m, divided by the span of 10 frames (1/3 s): 15.
     LinearDriver({{0, {0, 0, 0}}, {15, {0, 0, 0}}, {20, {5, 0, 0}}});
-    Apply("AccelLink", Driven() + Number("HIGHFROM", 100) + Choice("ENDBEHAVIOR", 2));
+    Apply("AccelLink", Driven() + Number("HIGHFROM", 100) + Radio("ENDBEHAVIOR", 2));
     EXPECT_NEAR(At(15)[0], 15, 1e-9);
     EXPECT_STREQ(handler->descln(instance), "AccelLink: Controlled by Driver");
 }
@@ -109,8 +106,8 @@ TEST_F(CycleLinkTest, DistanceAndThrottleAccumulate) {
         double shown;
     } cases[] = {
         {Number("DISTANCE", 10), 30},
-        {Number("DISTANCE", 10) + Choice("TRACKFROM", 3), 50},
-        {Number("DISTANCE", 10) + Choice("TRACKFROM", 3) + Number("STARTPHASE", 0.25), 75},
+        {Number("DISTANCE", 10) + Radio("TRACKFROM", 3), 50},
+        {Number("DISTANCE", 10) + Radio("TRACKFROM", 3) + Number("STARTPHASE", 0.25), 75},
         {Number("DISTANCE", 1e-7), 0},  // 3 m taken as 3 cycles: phase 0 again
     };
     for (const Case &c : cases) {
@@ -134,7 +131,7 @@ TEST_F(CycleLinkTest, GraphEqualsSingleEvaluations) {
     for (const char *server : {"DistLink", "ThrottleLink", "SpeedLink"}) {
         // Phases stay below 1 over the graph, where the walker's keys show them.
         Apply(server, Driven() + Number("DISTANCE", 30) + Number("HIGHFROM", 35) + Number("PHASEVELOCITY", 0.1) +
-                          Choice("ENDBEHAVIOR", 3) +
+                          Radio("ENDBEHAVIOR", 3) +
                           Number("LOWGRAPH", 5) + Number("HIGHGRAPH", 245));
         GraphControl *g = Graph();
         ASSERT_EQ(g->count, 480);
@@ -173,7 +170,7 @@ TEST_F(CycleLinkTest, DescriptionsAndADriverMovedByTrack) {
     LWInstance track = host.AddMotionPlugin(*driver, "Track", &error);
     ASSERT_NE(track, nullptr) << error;
     Settings(driver->motionPlugins[0].handler, track, "Track", " BEGIN ITEM TRACKITEM\n OBJECT 1 1 6 @Target\n END ITEM TRACKITEM\n");
-    Apply("PhaseLink", Driven() + Choice("TRACKFROM", 3) + Number("HIGHFROM", 90) + Choice("ENDBEHAVIOR", 2));
+    Apply("PhaseLink", Driven() + Radio("TRACKFROM", 3) + Number("HIGHFROM", 90) + Radio("ENDBEHAVIOR", 2));
     EXPECT_NEAR(At(10)[0], 50, 1e-9);
 }
 

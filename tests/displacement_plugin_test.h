@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/passes.h"
+#include "controls/plugin_instance.h"
 #include "plugin_harness.h"
 
 using Point = std::array<double, 3>;

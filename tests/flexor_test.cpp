@@ -21,9 +21,6 @@ protected:
         guide = &host.scene.AddNullObject("Guide");
         object = &host.scene.AddObject("Stalk", "Stalk.lwo");
     }
-    static std::string Choose(const char *key, int selection) {
-        return std::string(" BEGIN RADIO ") + key + "\n  SELECTION " + std::to_string(selection) + "\n END RADIO " + key + "\n";
-    }
     static std::string GuideBlock() { return " BEGIN ITEM GUIDE\n OBJECT 1 1 5 @Guide\n END ITEM GUIDE\n"; }
     // Bends the points toward a guide at a world position; LENGTH 2 unless said.
     std::vector<Point> Bent(const std::vector<Point> &points, Point at, const std::string &settings = "") {
@@ -66,7 +63,7 @@ TEST_F(FlexorTest, WorkedBends) {
 
 TEST_F(FlexorTest, PlacementAxesAndAim) {
     // Negative axis: -X with the object's extent typed as 2.
-    ExpectPoint(Bent({{-2, 0, 0}}, {0, 10, 0}, Choose("AXIS", 1))[0], {-kQuarter, kQuarter, 0}, 1e-11, "-X");
+    ExpectPoint(Bent({{-2, 0, 0}}, {0, 10, 0}, Radio("AXIS", 1))[0], {-kQuarter, kQuarter, 0}, 1e-11, "-X");
     // A moved pivot: the guide is taken into the object's own coordinates.
     object->pivot = {0, 1, 0};
     ExpectPoint(Bent({{0, 2, 0}}, {10, -1, 0}, "")[0], {kQuarter, kQuarter, 0}, 1e-11, "pivot at (0, 1, 0)");
@@ -80,7 +77,7 @@ TEST_F(FlexorTest, PlacementAxesAndAim) {
     object->SetRest({0, 0, 0});
     // Aimed: the tip's line passes through the guide (points past the zone run on along it).
     for (Point g : {Point{10, 0, 0}, Point{3, 0, 0}, Point{-1.5, 0.5, 2}}) {
-        auto line = Bent({{0, 2, 0}, {0, 3, 0}}, g, Choose("AIM", 1));
+        auto line = Bent({{0, 2, 0}, {0, 3, 0}}, g, Radio("AIM", 1));
         double ux = line[1][0] - line[0][0], uy = line[1][1] - line[0][1], uz = line[1][2] - line[0][2];
         double vx = g[0] - line[0][0], vy = g[1] - line[0][1], vz = g[2] - line[0][2];
         double cross = std::hypot(uy * vz - uz * vy, uz * vx - ux * vz, ux * vy - uy * vx);
@@ -91,7 +88,7 @@ TEST_F(FlexorTest, PlacementAxesAndAim) {
 TEST_F(FlexorTest, ArcKeepsLengthsAlongTheAxis) {
     std::vector<Point> axis;
     for (int i = 0; i <= 2000; ++i) axis.push_back({0, i * 0.001, 0});
-    for (std::string settings : {std::string(""), Number("CENTRE", 0.3), Number("STRENGTH", 0.7) + Choose("AIM", 1)}) {
+    for (std::string settings : {std::string(""), Number("CENTRE", 0.3), Number("STRENGTH", 0.7) + Radio("AIM", 1)}) {
         auto bent = Bent(axis, {3, 4, 1}, settings);
         double length = 0;
         for (size_t i = 1; i < bent.size(); ++i)

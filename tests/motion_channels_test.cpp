@@ -13,9 +13,6 @@ protected:
     MotionChannels() : MotionPluginTest("Mover") {}
     // A linear key on all channels at a time in seconds.
     void Key(double seconds, std::array<double, 9> values) { item->AddKey(seconds * 30, values, true); }
-    static std::string Radio(const char *key, int selection) {
-        return std::string(" BEGIN RADIO ") + key + "\n  SELECTION " + std::to_string(selection) + "\n END RADIO " + key + "\n";
-    }
     static std::string Linear(const char *key, double value, double perFrame) {
         char text[160];
         std::snprintf(text, sizeof text, " BEGIN NUM %s\n  ANIMATE LINEAR\n VALUE %.17g\n  LINEAR %.17g\n END\n", key, value,

@@ -29,7 +29,6 @@ protected:
         host.MotionInPass(*item, f, at / 30, m);
         return m[0];
     }
-    static std::string Mode(int mode) { return " BEGIN RADIO MODE\n  SELECTION " + std::to_string(mode) + "\n END RADIO MODE\n"; }
 };
 
 TEST_F(ObjblurTest, MapsBlurSamples) {
@@ -43,13 +42,13 @@ TEST_F(ObjblurTest, MapsBlurSamples) {
         {"before it, held", "", 40, 39.2, 30},
         {"the frame itself", "", 40, 40, 40},
         {"forward frames", Number("FORWARD", 4), 40, 40, 44},
-        {"frozen, frame 20", Mode(1), 20, 19.75, 5},
-        {"frozen, frame 50", Mode(1), 50, 49.75, 5},
-        {"frozen, start", Mode(1), 50, 49.5, 0},
-        {"normal blur of 2 frames", Mode(2) + Number("BLUR", 2), 40, 39.75, 39},
+        {"frozen, frame 20", Radio("MODE", 1), 20, 19.75, 5},
+        {"frozen, frame 50", Radio("MODE", 1), 50, 49.75, 5},
+        {"frozen, start", Radio("MODE", 1), 50, 49.5, 0},
+        {"normal blur of 2 frames", Radio("MODE", 2) + Number("BLUR", 2), 40, 39.75, 39},
         {"skew 0 is 1%", Number("SKEW", 0), 40, 39.75, 30.1},
         {"skew 100 is 99%", Number("SKEW", 1), 40, 39.75, 39.9},
-        {"disabled", Mode(3), 40, 39.75, 39.75},
+        {"disabled", Radio("MODE", 3), 40, 39.75, 39.75},
     };
     for (const Case &c : cases) {
         Apply("Objblur", c.settings);
@@ -73,13 +72,13 @@ TEST_F(ObjblurTest, HostPassesAndPanel) {
     host.scene.renderOptions = 0;
     EXPECT_EQ(host.BlurPassTimes(40).size(), 1u);
 
-    Apply("Objblur", Mode(1));
+    Apply("Objblur", Radio("MODE", 1));
     auto *p = static_cast<PluginInstance *>(instance);
     p->panel->afterLoad(p);
     EXPECT_TRUE(Ghosted("BACK") && Ghosted("BLUR"));
     EXPECT_FALSE(Ghosted("START") || Ghosted("END") || Ghosted("SKEW"));
     EXPECT_STREQ(handler->descln(instance), "Object Blur: Frozen In Time");
-    Apply("Objblur", Mode(3));
+    Apply("Objblur", Radio("MODE", 3));
     EXPECT_STREQ(handler->descln(instance), "Object Blur: Disabled");
     EXPECT_EQ(handler->useItems(instance), nullptr);
 }
@@ -97,7 +96,6 @@ protected:
         std::remove(path.c_str());
         MotionPluginTest::TearDown();
     }
-    static std::string Axis(int a) { return " BEGIN RADIO AXIS\n  SELECTION " + std::to_string(a) + "\n END RADIO AXIS\n"; }
 };
 
 constexpr double kTwoPi = 6.283185307179586;
@@ -110,7 +108,7 @@ TEST_F(WheelieTest, RollsByTheDistance) {
         double degrees;
     } cases[] = {
         {"", 360},                                    // forward bank: one turn
-        {Axis(5), -360},                              // backward
+        {Radio("AXIS", 5), -360},                              // backward
         {Number("RATE", 0.5), 180},                   // half the rate
         // A rate falling by 1/30 a frame from 1 at frame 1: its mean over the
         // second is 1 - 1/2 + 1/30.

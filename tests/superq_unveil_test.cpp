@@ -3,28 +3,18 @@
 #include <cmath>
 
 #include "host/passes.h"
-#include "plugin_harness.h"
+#include "displacement_plugin_test.h"
 
 namespace {
 
-class SuperQ : public PluginTest {
+class SuperQ : public DisplacementPluginTest {
 protected:
-    Item *ball = nullptr;
-    LWInstance instance = nullptr;
-    const DisplacementHandler *handler = nullptr;
-    void SetUp() override {
-        PluginTest::SetUp();
-        ball = &host.scene.AddObject("Ball", "Ball.lwo");
-        ball->geometry.points = {{0, 0, 0}, {2, 0, 0}, {0, -3, 0}, {0, 0, 0.5}, {1, 2, -2}, {-0.6, 0.8, 0}};
-        std::string error;
-        instance = host.AddDisplacementPlugin(*ball, "SuperQ", &error);
-        ASSERT_NE(instance, nullptr) << error;
-        handler = ball->displacementPlugins[0].handler;
-    }
-    std::vector<std::array<double, 3>> Points(const std::string &settings) {
-        Settings(handler, instance, "SuperQ", settings);
-        std::string error;
-        return DisplacedPoints(host, *ball, 0, &error);
+    SuperQ() : DisplacementPluginTest("Ball", "Ball.lwo") {}
+    // A fresh SuperQ with these settings over six points; their displacement.
+    std::vector<Point> Points(const std::string &settings) {
+        object->geometry.points = {{0, 0, 0}, {2, 0, 0}, {0, -3, 0}, {0, 0, 0.5}, {1, 2, -2}, {-0.6, 0.8, 0}};
+        Apply("SuperQ", settings);
+        return At(0);
     }
 };
 
@@ -47,7 +37,7 @@ TEST_F(SuperQ, BendsEachCoordinateByItsShare) {
     for (const Case &c : cases) {
         auto moved = Points(Number("XEXP", c.x) + Number("YEXP", c.y) + Number("ZEXP", c.z));
         for (size_t n = 0; n < moved.size(); ++n) {
-            const auto &p = ball->geometry.points[n];
+            const auto &p = object->geometry.points[n];
             double r = std::sqrt(p[0] * p[0] + p[1] * p[1] + p[2] * p[2]) + 1e-16;
             EXPECT_NEAR(moved[n][0], Bent(p[0], r, c.ux), 1e-12) << n;
             EXPECT_NEAR(moved[n][1], Bent(p[1], r, c.uy), 1e-12) << n;
@@ -55,7 +45,7 @@ TEST_F(SuperQ, BendsEachCoordinateByItsShare) {
         }
         // The origin and points on an axis stay where they are, for any curvature.
         for (size_t n : {0u, 1u, 2u, 3u})
-            for (int i = 0; i < 3; ++i) EXPECT_NEAR(moved[n][i], ball->geometry.points[n][i], 1e-12) << n;
+            for (int i = 0; i < 3; ++i) EXPECT_NEAR(moved[n][i], object->geometry.points[n][i], 1e-12) << n;
     }
     // (-0.6, 0.8, 0) has r = 1: with curvature 1 the x share squared is 0.36.
     auto moved = Points(Number("XEXP", 1) + Number("YEXP", 1) + Number("ZEXP", 1));
@@ -65,12 +55,12 @@ TEST_F(SuperQ, BendsEachCoordinateByItsShare) {
 
 TEST_F(SuperQ, DisabledLeavesPointsAndDependsOnNothing) {
     auto moved = Points(Number("XEXP", 0.1) + Toggle("DISABLE", true));
-    EXPECT_EQ(moved, ball->geometry.points);
+    EXPECT_EQ(moved, object->geometry.points);
     EXPECT_EQ(handler->useItems(instance), nullptr);
     EXPECT_STREQ(handler->descln(instance), "SuperQ: Disabled");
     Points(Toggle("DISABLE", false));
     EXPECT_STREQ(handler->descln(instance), "SuperQ");
-    EXPECT_EQ(handler->useItems(instance)[0], IdOf(ball));
+    EXPECT_EQ(handler->useItems(instance)[0], IdOf(object));
     EXPECT_EQ(handler->flags(instance), 0u);
     EXPECT_STREQ(handler->newTime(nullptr, nullptr, 0, 0), "Eeek, no inst at newtime");
 }

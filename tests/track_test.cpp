@@ -3,45 +3,29 @@
 #include <cmath>
 
 #include "controls/plugin_instance.h"
-#include "module_fixture.h"
+#include "motion_plugin_test.h"
 #include "helpers/transform.h"
-#include "text_store.h"
 
 namespace {
 
 constexpr double kDeg = 0.017453292519943295;
 
-class TrackTest : public ModuleTest {
+class TrackTest : public MotionPluginTest {
 protected:
-    Item *self = nullptr, *target = nullptr;
-    LWInstance instance = nullptr;
-    const ItemMotionHandler *handler = nullptr;
+    Item *&self = item;
+    Item *target = nullptr;
 
     void SetUp() override {
-        ModuleTest::SetUp();
-        host.UseModule(&module);
+        MotionPluginTest::SetUp();
         host.scene.framesPerSecond = 24;
         target = &host.scene.AddNullObject("Target");
-        self = &host.scene.AddNullObject("Tracker");
-        std::string error;
-        instance = host.AddMotionPlugin(*self, "Track", &error);
-        ASSERT_NE(instance, nullptr) << error;
-        handler = self->motionPlugins[0].handler;
+        item = &host.scene.AddNullObject("Tracker");
+        Apply("Track");
     }
-    // Settings go in as the host's load slot takes them.
+    // Settings go in as the host's load slot takes them, tracking Target.
     void Settings(const std::string &blocks) {
-        TextStore text = TextStore::Text("BEGIN MARVEN_LABS_PLUGIN Track\nVERSION 1\n" + blocks +
-                                         " BEGIN ITEM TRACKITEM\n OBJECT 1 1 6 @Target\n END ITEM TRACKITEM\n"
-                                         "END MARVEN_LABS_PLUGIN Track\n");
-        LWLoadState state = text.LoadState();
-        handler->load(instance, &state);
-        ASSERT_TRUE(host.messages.empty()) << host.messages[0].line1 << " " << host.messages[0].line2;
-    }
-    static std::string Axis(int choice) {
-        return " BEGIN RADIO AXIS\n  SELECTION " + std::to_string(choice) + "\n END RADIO AXIS\n";
-    }
-    static std::string Number(const char *key, double v) {
-        return std::string(" BEGIN NUM ") + key + "\n VALUE " + std::to_string(v) + "\n END\n";
+        PluginTest::Settings(handler, instance, "Track",
+                             blocks + " BEGIN ITEM TRACKITEM\n OBJECT 1 1 6 @Target\n END ITEM TRACKITEM\n");
     }
     Vec3 World(const Item &item, int param, double time = 0) {
         Vec3 v;
@@ -67,7 +51,7 @@ TEST_F(TrackTest, AimsEachAxisThroughATurnedParent) {
     target->SetRest({4, 5, 6});
     const int rows[] = {LWIP_RIGHT, LWIP_RIGHT, LWIP_UP, LWIP_UP, LWIP_FORWARD, LWIP_FORWARD};
     for (int choice = 0; choice < 6; ++choice) {
-        Settings(Axis(choice));
+        Settings(Radio("AXIS", choice));
         Vec3 axis = Normalised(World(*self, rows[choice]));
         if (choice % 2) axis = {-axis[0], -axis[1], -axis[2]};
         ExpectNear(axis, ToTarget(), "choice " + std::to_string(choice), 1e-6);
@@ -105,11 +89,11 @@ TEST_F(TrackTest, LimitsApplyToTheZChoicesInOrder) {
         {"", {-135, -35.26438968, 25}},
         {Number("MINH", 10) + Number("MAXH", 5), {5, -35.26438968, 25}},  // the maximum wins
         {Number("MINP", -20), {-135, -20, 25}},
-        {Axis(5), {45, 35.26438968, 25}},  // -Z points at the target
-        {Axis(5) + Number("MAXH", 30) + Number("MAXP", 0), {30, 0, 25}},
+        {Radio("AXIS", 5), {45, 35.26438968, 25}},  // -Z points at the target
+        {Radio("AXIS", 5) + Number("MAXH", 30) + Number("MAXP", 0), {30, 0, 25}},
     };
     for (const Case &c : cases) {
-        Settings(Number("MINH", -180) + Number("MAXH", 180) + Number("MINP", -90) + Number("MAXP", 90) + Axis(4) +
+        Settings(Number("MINH", -180) + Number("MAXH", 180) + Number("MINP", -90) + Number("MAXP", 90) + Radio("AXIS", 4) +
                  c.settings);
         ExpectNear(Rotation(), {c.degrees[0] * kDeg, c.degrees[1] * kDeg, c.degrees[2] * kDeg}, c.settings, 1e-7);
     }
@@ -118,9 +102,9 @@ TEST_F(TrackTest, LimitsApplyToTheZChoicesInOrder) {
 TEST_F(TrackTest, ZeroDistanceTurnsToNothing) {
     self->SetRest({1, 1, 1}, {30, 40, 50});
     target->SetRest({1, 1, 1});
-    Settings(Axis(4));
+    Settings(Radio("AXIS", 4));
     ExpectNear(Rotation(), {0, 0, 50 * kDeg}, "Z keeps its own bank");
-    Settings(Axis(2));
+    Settings(Radio("AXIS", 2));
     ExpectNear(Rotation(), {0, 0, 0}, "Y: all zero");
 }
 
@@ -152,7 +136,7 @@ TEST_F(TrackTest, GhostsDescribesAndListsItsItems) {
     EXPECT_STREQ(handler->descln(instance), "Track (no target!)");
     EXPECT_EQ(handler->useItems(instance)[0], IdOf(self)) << "no target: only the item itself";
 
-    Settings(Axis(0));
+    Settings(Radio("AXIS", 0));
     EXPECT_TRUE(ghosted("MINH") && ghosted("MAXP"));
     EXPECT_FALSE(ghosted("STRENGTH"));
     EXPECT_STREQ(handler->descln(instance), "Tracking Target");
@@ -166,7 +150,7 @@ TEST_F(TrackTest, GhostsDescribesAndListsItsItems) {
     EXPECT_STREQ(handler->descln(instance), "Track: Disabled");
     EXPECT_EQ(handler->useItems(instance), nullptr);
 
-    Settings(Axis(4) + " BEGIN BUTTON INTERACTIVE\n  CHECKED NO\n  HIGHLIGHTED NO\n END\n" +
+    Settings(Radio("AXIS", 4) + " BEGIN BUTTON INTERACTIVE\n  CHECKED NO\n  HIGHLIGHTED NO\n END\n" +
              " BEGIN BUTTON DISABLE\n  CHECKED NO\n  HIGHLIGHTED NO\n END\n");
     EXPECT_FALSE(ghosted("MINH"));
     EXPECT_EQ(handler->useItems(instance), nullptr) << "not interactive";

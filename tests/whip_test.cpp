@@ -18,7 +18,6 @@ protected:
         std::vector<double> m = At(frame);
         return RotationRows({m[3] * kDeg, m[4] * kDeg, m[5] * kDeg})[1];
     }
-    static std::string Axis(int a) { return " BEGIN RADIO AXIS\n  SELECTION " + std::to_string(a) + "\n END RADIO AXIS\n"; }
     long QueriesAt(double frame) {
         long before = host.paramQueries;
         At(frame);
@@ -41,7 +40,7 @@ TEST_F(WhipTest, StillBaseHingesAndBudget) {
     item->AddKey(10, {3, 1, -2, 0, 0, 0, 1, 1, 1});
     item->AddKey(20, {-1, 0, 4, 0, 0, 0, 1, 1, 1});
     for (int axis : {0, 1}) {
-        Apply("Whip", Axis(axis));
+        Apply("Whip", Radio("AXIS", axis));
         for (double f : {12.0, 25.0, 40.0}) EXPECT_NEAR(Up(f)[axis == 0 ? 2 : 0], 0, 1e-12) << "hinge " << axis << " frame " << f;
     }
     // Lying flat with no spring, gravity pulls it down past the horizontal; a
