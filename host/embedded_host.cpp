@@ -1,4 +1,5 @@
 #include "host/embedded_host.h"
+#include "host/scene_file.h"
 
 #include <cstdio>
 #include <cmath>
@@ -135,6 +136,20 @@ LWInstance EmbeddedHost::AddFilterPlugin(const std::string &className, const std
     }
     scene.filterPlugins.push_back(use);
     return use.instance;
+}
+
+LWInstance EmbeddedHost::ApplyPluginBlock(const PluginBlock &block, std::string *error) {
+    bool filter = !block.item, motion = block.className == "ItemMotionHandler";
+    LWInstance instance = filter   ? AddFilterPlugin(block.className, block.server, error)
+                          : motion ? AddMotionPlugin(*block.item, block.server, error)
+                                   : AddDisplacementPlugin(*block.item, block.server, error);
+    if (!instance) return nullptr;
+    const FilterPluginUse *use = filter ? &scene.filterPlugins.back() : nullptr;
+    auto load = filter   ? (use->pixel ? use->pixel->load : use->image->load)
+                : motion ? block.item->motionPlugins.back().handler->load
+                         : block.item->displacementPlugins.back().handler->load;
+    LoadInstanceLines(load, instance, block.lines);
+    return instance;
 }
 
 GlobalFunc *EmbeddedHost::Lookup() { return GlobalLookup; }

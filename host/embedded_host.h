@@ -111,6 +111,9 @@ public:
     void RemovePlugins(Item &item);
     // Adds a pixel or image filter to the scene's effects, after the ones it has.
     LWInstance AddFilterPlugin(const std::string &className, const std::string &server, std::string *error);
+    // Creates a scene file's plug-in and hands it the block's lines through its
+    // load slot: after its item's plug-ins, or the scene's filters.
+    LWInstance ApplyPluginBlock(const PluginBlock &block, std::string *error);
     // The item's motion with its plug-ins applied, at a time in seconds.
     void FinalMotion(const Item &item, double time, double out[9]);
     // The item's placement in the world (Scene::Placement), remembered as its

@@ -42,6 +42,17 @@ struct FilterPluginUse {
     long version = 3;  // the handler version it accepted: older records lack slots
 };
 
+// A plug-in block of a scene file as read: its class and server, the lines
+// between "Plugin" and "EndPlugin", the line it starts on, and the item it
+// follows (none for the scene's filters). The host applies the blocks once the
+// whole scene is read.
+struct PluginBlock {
+    std::string className, server;
+    std::vector<std::string> lines;
+    int line = 0;
+    struct Item *item = nullptr;
+};
+
 struct Item {
     LWItemType type = LWI_OBJECT;
     std::string name;  // as given; the host numbers duplicates when it shows them

@@ -101,9 +101,19 @@ public:
         cutShort_ = !text.empty() && text.back() != '\n' && text.back() != '\r';
     }
 
+    // The scene, then its plug-ins: each is created once the whole scene is
+    // read, so it finds every item the file names, and a refused scene makes none.
     bool Read(std::string *error) {
         host_.Forget();  // a scene read anew: nothing worked out before holds
-        return Finish(Run(), error);
+        if (!Finish(Run(), error)) return false;
+        for (const PluginBlock &block : blocks_) {
+            std::string why;
+            if (!host_.ApplyPluginBlock(block, &why)) {
+                *error = name_ + ":" + std::to_string(block.line) + ": " + why;
+                return false;
+            }
+        }
+        return true;
     }
 
     // A motion file: "LWMO", its version, then one keyed block of nine
@@ -147,6 +157,7 @@ private:
     int at_ = 0;  // line number of the last line taken
     std::string problem_;
     const char *what_ = "scene";
+    std::vector<PluginBlock> blocks_;
     Item *item_ = nullptr;    // the item whose lines these are
     Item *object_ = nullptr;  // the object that bones belong to
     std::vector<Channel *> lastCurve_;
@@ -269,19 +280,7 @@ private:
         if (!motion && !displacement && !filter) return true;
         if (!filter && !item_) return Fail("a " + words[1] + " outside an item");
         if (displacement && item_->type != LWI_OBJECT) return Fail("a displacement plug-in outside an object");
-        std::string why;
-        LWInstance instance = filter   ? host_.AddFilterPlugin(words[1], words[3], &why)
-                              : motion ? host_.AddMotionPlugin(*item_, words[3], &why)
-                                       : host_.AddDisplacementPlugin(*item_, words[3], &why);
-        if (!instance) {
-            at_ = begin;
-            return Fail(why);
-        }
-        const FilterPluginUse *use = filter ? &host_.scene.filterPlugins.back() : nullptr;
-        auto load = filter   ? (use->pixel ? use->pixel->load : use->image->load)
-                    : motion ? item_->motionPlugins.back().handler->load
-                             : item_->displacementPlugins.back().handler->load;
-        LoadInstanceLines(load, instance, body);
+        blocks_.push_back({words[1], words[3], std::move(body), begin, filter ? nullptr : item_});
         return true;
     }
 

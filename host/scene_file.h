@@ -1,8 +1,10 @@
 // The host's version-1 text scene files and motion files (LightWave 3.x to 5.x): objects, null
 // objects, lights, the camera, bones, keyed motions and envelopes with their end
 // behaviours, parents, targets, pivots, the scene's frame range, fps and frame
-// size, and item-motion plug-in blocks, whose lines reach each instance through
-// its load slot in line mode, as the host hands them over.
+// size, and plug-in blocks. The reader fills the scene and collects the blocks;
+// once the whole file is read the host applies them (EmbeddedHost::
+// ApplyPluginBlock), each block's lines reaching its instance through the load
+// slot in line mode, as the host hands them over.
 #pragma once
 
 #include <string>
@@ -13,7 +15,8 @@
 
 class EmbeddedHost;
 
-// Reads a scene into the host's (empty) scene. False with "FILE:LINE: reason".
+// Reads a scene into the host's (empty) scene, then makes its plug-ins. False
+// with "FILE:LINE: reason"; a scene refused while it is read makes no plug-in.
 bool LoadSceneFile(EmbeddedHost &host, const std::string &path, std::string *error);
 // Hands a plug-in instance its settings lines through its handler's load slot,
 // one line per read, as the host does from a scene.

@@ -12,6 +12,7 @@
 
 namespace {
 
+constexpr double kPi = 3.14159265358979323846;
 const std::string kReal = std::string(VESK_SHARED_DIR) + "/realdata/legacy-lightwave-projects/content/";
 
 class SceneFiles : public ModuleTest {
@@ -136,6 +137,26 @@ TEST_F(SceneFiles, ErrorsNameTheLine) {
         EXPECT_FALSE(LoadSceneText(other, c.text, "bad.lws", &error));
         EXPECT_EQ(error, c.error);
     }
+}
+
+TEST_F(SceneFiles, PluginsAreMadeOnceTheWholeSceneIsRead) {
+    // Track on the first null names one the file adds after it; Track turns
+    // its +Z towards it: from the origin to (0, 5, 0) is pitch -90.
+    const std::string track = "Plugin ItemMotionHandler 1 Track\nBEGIN MARVEN_LABS_PLUGIN Track\nVERSION 1\n"
+                              " BEGIN ITEM TRACKITEM\n OBJECT 1 1 5 @Later\n END ITEM TRACKITEM\n"
+                              "END MARVEN_LABS_PLUGIN Track\nEndPlugin\n";
+    const std::string later = "AddNullObject Later\nObjectMotion (unnamed)\n  9\n  1\n  0 5 0 0 0 0 1 1 1\n  0 0 0 0 0\n";
+    std::string error;
+    ASSERT_TRUE(LoadSceneText(host, "LWSC\n1\nAddNullObject Tracker\n" + track + later, "ahead.lws", &error)) << error;
+    double rotation[3];
+    host.scene.Param(*host.scene.objects[0], LWIP_ROTATION, 0, rotation);
+    EXPECT_NEAR(rotation[1], -kPi / 2, 1e-9);
+    // A scene refused after its plug-in block makes no plug-in.
+    EmbeddedHost other;
+    other.UseModule(&module);
+    EXPECT_FALSE(LoadSceneText(other, "LWSC\n1\nAddNullObject Tracker\n" + track + "ZoomFactor x\n", "cut.lws", &error));
+    EXPECT_EQ(error, "cut.lws:12: 'x' is not a number");
+    EXPECT_TRUE(other.scene.objects.at(0)->motionPlugins.empty());
 }
 
 TEST_F(SceneFiles, PluginsSurviveWritingAndReading) {
