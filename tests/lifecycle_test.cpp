@@ -233,11 +233,15 @@ TEST_F(GreyedWhileDisabled, EveryMarkedControlFollowsTheToggle) {
         {"PixelFilterHandler", "VFog", "VFog"},        {"ItemMotionHandler", "Whip", "Whip"},
         {"ItemMotionHandler", "Wheelie", "Wheelie!"},  {"ItemMotionHandler", "PathAlign", "PathAlign"},
         {"ItemMotionHandler", "VelAccel", "Velaccel"}, {"ItemMotionHandler", "Limiter", "Limiter"},
+        {"ItemMotionHandler", "Blink", "Blink"},       {"ItemMotionHandler", "Diffuser", "Diffuser"},
+        {"ShaderHandler", "BladeBlur", "BladeBlur"},
     };
     for (const auto &plugin : plugins) {
         // Every class's record begins with create, destroy and load; a
-        // displacement's create, like an item motion's, takes the item too.
-        const bool displacement = std::strcmp(plugin.cls, "PixelFilterHandler") != 0;
+        // displacement's create, like an item motion's, takes the item too,
+        // a shader's, like a filter's, does not.
+        const bool displacement =
+            std::strcmp(plugin.cls, "PixelFilterHandler") != 0 && std::strcmp(plugin.cls, "ShaderHandler") != 0;
         const auto *d = displacement ? HandlerOf<DisplacementHandler>(plugin.cls, plugin.server) : nullptr;
         const auto *f = displacement ? nullptr : HandlerOf<PixelFilterHandler>(plugin.cls, plugin.server);
         for (bool on : {true, false}) {

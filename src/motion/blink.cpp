@@ -32,7 +32,6 @@ constexpr int kMaxEvents = 100000;
 
 const char *const kModeChoices[] = {"Replace keys during events", "Add to keys during events", nullptr};
 
-void Reghost(PluginInstance *p);
 LWInstance Create(LWError *err, LWItemID item);
 
 // Frame fields: one decimal, dragged three times faster than the general field.
@@ -40,38 +39,48 @@ constexpr int kFrameDigits = 1;
 constexpr double kFrameDrag = 0.15;
 
 const ControlSpec kTable[kControls] = {
-    {.key = "START", .kind = ControlSpecKind::Numeric, .x = 200, .y = 65, .label = "Stretch Start (frame)", .value = 0,
-     .flags = kDragFree, .digits = kFrameDigits, .dragStep = kFrameDrag},
-    {.key = "LENGTH", .kind = ControlSpecKind::Numeric, .x = 200, .y = 90, .label = "Stretch Length (frames)", .value = 6,
-     .low = 0, .flags = kClipLow | kDragFromLow, .digits = kFrameDigits, .dragStep = kFrameDrag},
+    {.key = "START", .kind = ControlSpecKind::Numeric, .x = 200, .y = 65, .label = "Stretch Start (frame)",
+     .value = 0, .flags = kDragFree | kGreyWhileDisabled, .digits = kFrameDigits, .dragStep = kFrameDrag},
+    {.key = "LENGTH", .kind = ControlSpecKind::Numeric, .x = 200, .y = 90, .label = "Stretch Length (frames)",
+     .value = 6, .low = 0, .flags = kClipLow | kDragFromLow | kGreyWhileDisabled, .digits = kFrameDigits,
+     .dragStep = kFrameDrag},
     {.key = "PERIOD", .kind = ControlSpecKind::Numeric, .x = 200, .y = 125, .label = "Average Period (frames)",
-     .value = 96, .low = 1, .flags = kClipLow | kDragFromLow, .digits = kFrameDigits, .dragStep = kFrameDrag},
+     .value = 96, .low = 1, .flags = kClipLow | kDragFromLow | kGreyWhileDisabled, .digits = kFrameDigits,
+     .dragStep = kFrameDrag},
     {.key = "PERIODVAR", .kind = ControlSpecKind::Percent, .x = 200, .y = 150, .label = "Period Variation",
-     .value = 0.5, .low = 0, .high = 1, .flags = kClipLow | kClipHigh},
+     .value = 0.5, .low = 0, .high = 1, .flags = kClipLow | kClipHigh | kGreyWhileDisabled},
     {.key = "DURATION", .kind = ControlSpecKind::Percent, .x = 200, .y = 185, .label = "Duration (% of stretch)",
-     .value = 1, .low = 0.01, .flags = kClipLow | kDragRange, .dragLow = 0.01, .dragHigh = 4},
-    {.key = "DURVAR", .kind = ControlSpecKind::Percent, .x = 200, .y = 210, .label = "Duration Variation", .value = 0.2,
-     .low = 0, .high = 1, .flags = kClipLow | kClipHigh},
-    {.key = "FIRST", .kind = ControlSpecKind::Numeric, .x = 470, .y = 65, .label = "Earliest Event (frame)", .value = 0,
-     .low = 0, .flags = kClipLow | kDragFromLow | kNotAnimatable, .digits = kFrameDigits, .dragStep = kFrameDrag},
+     .value = 1, .low = 0.01, .flags = kClipLow | kDragRange | kGreyWhileDisabled, .dragLow = 0.01, .dragHigh = 4},
+    {.key = "DURVAR", .kind = ControlSpecKind::Percent, .x = 200, .y = 210, .label = "Duration Variation",
+     .value = 0.2, .low = 0, .high = 1, .flags = kClipLow | kClipHigh | kGreyWhileDisabled},
+    {.key = "FIRST", .kind = ControlSpecKind::Numeric, .x = 470, .y = 65, .label = "Earliest Event (frame)",
+     .value = 0, .low = 0, .flags = kClipLow | kDragFromLow | kNotAnimatable | kGreyWhileDisabled,
+     .digits = kFrameDigits, .dragStep = kFrameDrag},
     {.key = "GAP", .kind = ControlSpecKind::Numeric, .x = 470, .y = 90, .label = "Minimum Gap (frames)", .value = 0,
-     .low = 0, .flags = kClipLow | kDragFromLow, .digits = kFrameDigits, .dragStep = kFrameDrag},
-    {.key = "BLEND", .kind = ControlSpecKind::Numeric, .x = 470, .y = 125, .label = "Ease In/Out (frames)", .value = 0,
-     .low = 0, .flags = kClipLow | kDragFromLow, .digits = kFrameDigits, .dragStep = kFrameDrag},
-    {.key = "STRENGTH", .kind = ControlSpecKind::Percent, .x = 470, .y = 150, .label = "Strength", .value = 1, .low = 0,
-     .high = 1, .flags = kClipLow | kClipHigh},
-    {.key = "SEED", .kind = ControlSpecKind::Integer, .x = 470, .y = 185, .label = "Seed", .value = 1},
-    {.key = "MODE", .kind = ControlSpecKind::Radio, .x = 60, .y = 250, .value = kAdd, .choices = kModeChoices},
-    {.key = "POSITION", .kind = ControlSpecKind::Toggle, .x = 330, .y = 245, .label = "Replay Position", .value = 1},
-    {.key = "ROTATION", .kind = ControlSpecKind::Toggle, .x = 330, .y = 267, .label = "Replay Rotation", .value = 1},
-    {.key = "VARY", .kind = ControlSpecKind::Toggle, .x = 470, .y = 245, .label = "Vary by Item", .value = 0},
+     .low = 0, .flags = kClipLow | kDragFromLow | kGreyWhileDisabled, .digits = kFrameDigits, .dragStep = kFrameDrag},
+    {.key = "BLEND", .kind = ControlSpecKind::Numeric, .x = 470, .y = 125, .label = "Ease In/Out (frames)",
+     .value = 0, .low = 0, .flags = kClipLow | kDragFromLow | kGreyWhileDisabled, .digits = kFrameDigits,
+     .dragStep = kFrameDrag},
+    {.key = "STRENGTH", .kind = ControlSpecKind::Percent, .x = 470, .y = 150, .label = "Strength", .value = 1,
+     .low = 0, .high = 1, .flags = kClipLow | kClipHigh | kGreyWhileDisabled},
+    {.key = "SEED", .kind = ControlSpecKind::Integer, .x = 470, .y = 185, .label = "Seed", .value = 1,
+     .flags = kGreyWhileDisabled},
+    {.key = "MODE", .kind = ControlSpecKind::Radio, .x = 60, .y = 250, .value = kAdd, .flags = kGreyWhileDisabled,
+     .choices = kModeChoices},
+    {.key = "POSITION", .kind = ControlSpecKind::Toggle, .x = 330, .y = 245, .label = "Replay Position", .value = 1,
+     .flags = kGreyWhileDisabled},
+    {.key = "ROTATION", .kind = ControlSpecKind::Toggle, .x = 330, .y = 267, .label = "Replay Rotation", .value = 1,
+     .flags = kGreyWhileDisabled},
+    {.key = "VARY", .kind = ControlSpecKind::Toggle, .x = 470, .y = 245, .label = "Vary by Item", .value = 0,
+     .flags = kGreyWhileDisabled},
     {.key = "MB", .kind = ControlSpecKind::ExportMotion, .x = 60, .y = 295},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 330, .y = 295, .label = "Disable All Effects", .value = 0,
-     .changed = Reghost},
+     .changed = GreyWhileDisabled},
 };
 
 const PanelSpec kPanel = {.title = "Blink: Keyed Replay", .shortName = "Blink", .width = 600, .height = 330,
-                          .create = Create, .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = Reghost};
+                          .create = Create, .destroy = SharedDestroy, .copy = SharedCopy,
+                          .afterLoad = GreyWhileDisabled};
 
 double Held(double v, double low, double high) { return v < low ? low : (v > high ? high : v); }
 // A setting at an event's time. The holds the event search puts on top repeat
@@ -80,11 +89,6 @@ double At(PluginInstance *p, int i, double time) { return EvaluateNumeric(Number
 
 LWInstance Create(LWError *err, LWItemID item) {
     return BuildInstance(kPanel, kTable, kControls, item, err, ClassInfo(PluginClass::ItemMotion).createFailure);
-}
-
-void Reghost(PluginInstance *p) {
-    bool disabled = On(p, kDisable);
-    for (int i = kStart; i <= kVary; ++i) GhostControl(static_cast<ControlRecord *>(p->controls[i]), disabled);
 }
 
 // One event, in seconds.

@@ -32,7 +32,6 @@ constexpr int kChannels = 6;
 // the finest step.
 constexpr double kLastStep = 67108864.0;  // 2^26
 
-void Reghost(PluginInstance *p);
 LWInstance Create(LWError *err, LWItemID item);
 
 // The rate fields are a little narrower than usual: the Smooth Path and
@@ -40,11 +39,12 @@ LWInstance Create(LWError *err, LWItemID item);
 // Position rates in metres, rotation rates in degrees, per square-root second.
 constexpr ControlSpec PositionRate(const char *key, int y, const char *label) {
     return {.key = key, .kind = ControlSpecKind::Numeric, .x = 200, .y = y, .label = label, .value = 0.1, .low = 0,
-            .flags = kClipLow | kDragRange, .dragLow = 0, .dragHigh = 10, .width = 68};
+            .flags = kClipLow | kDragRange | kGreyWhileDisabled, .dragLow = 0, .dragHigh = 10, .width = 68};
 }
 constexpr ControlSpec AngleRate(const char *key, int y, const char *label) {
     return {.key = key, .kind = ControlSpecKind::Numeric, .x = 200, .y = y, .label = label, .value = 2.0, .low = 0,
-            .flags = kClipLow | kDragRange, .dragLow = 0, .dragHigh = 360, .digits = 2, .dragStep = 0.15, .width = 68};
+            .flags = kClipLow | kDragRange | kGreyWhileDisabled, .dragLow = 0, .dragHigh = 360, .digits = 2,
+            .dragStep = 0.15, .width = 68};
 }
 
 const ControlSpec kTable[kControls] = {
@@ -56,33 +56,32 @@ const ControlSpec kTable[kControls] = {
     AngleRate("BRATE", 200, "Bank Rate (deg/sqrt sec)"),
     // The lattice and the pull shape the walk itself, so they are fixed values.
     {.key = "STEP", .kind = ControlSpecKind::Numeric, .x = 470, .y = 65, .label = "Walk Step (frames)", .value = 4,
-     .low = 0.1, .high = 10000, .flags = kClipLow | kClipHigh | kDragRange | kNotAnimatable, .dragLow = 0.1,
-     .dragHigh = 1000, .digits = 1, .dragStep = 0.15},
+     .low = 0.1, .high = 10000, .flags = kClipLow | kClipHigh | kDragRange | kNotAnimatable | kGreyWhileDisabled,
+     .dragLow = 0.1, .dragHigh = 1000, .digits = 1, .dragStep = 0.15},
     {.key = "DAMPING", .kind = ControlSpecKind::Numeric, .x = 470, .y = 90, .label = "Pull to Keys (per sec)",
-     .value = 0, .low = 0, .flags = kClipLow | kDragRange | kNotAnimatable, .dragLow = 0, .dragHigh = 100,
-     .dragStep = 0.005},
-    {.key = "SEED", .kind = ControlSpecKind::Integer, .x = 470, .y = 115, .label = "Seed", .value = 1},
-    {.key = "STRENGTH", .kind = ControlSpecKind::Percent, .x = 470, .y = 150, .label = "Strength", .value = 1, .low = 0,
-     .high = 1, .flags = kClipLow | kClipHigh},
-    {.key = "SMOOTH", .kind = ControlSpecKind::Toggle, .x = 300, .y = 180, .label = "Smooth Path", .value = 1},
-    {.key = "VARY", .kind = ControlSpecKind::Toggle, .x = 470, .y = 205, .label = "Vary by Item", .value = 0},
+     .value = 0, .low = 0, .flags = kClipLow | kDragRange | kNotAnimatable | kGreyWhileDisabled, .dragLow = 0,
+     .dragHigh = 100, .dragStep = 0.005},
+    {.key = "SEED", .kind = ControlSpecKind::Integer, .x = 470, .y = 115, .label = "Seed", .value = 1,
+     .flags = kGreyWhileDisabled},
+    {.key = "STRENGTH", .kind = ControlSpecKind::Percent, .x = 470, .y = 150, .label = "Strength", .value = 1,
+     .low = 0, .high = 1, .flags = kClipLow | kClipHigh | kGreyWhileDisabled},
+    {.key = "SMOOTH", .kind = ControlSpecKind::Toggle, .x = 300, .y = 180, .label = "Smooth Path", .value = 1,
+     .flags = kGreyWhileDisabled},
+    {.key = "VARY", .kind = ControlSpecKind::Toggle, .x = 470, .y = 205, .label = "Vary by Item", .value = 0,
+     .flags = kGreyWhileDisabled},
     {.key = "MB", .kind = ControlSpecKind::ExportMotion, .x = 60, .y = 240},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 300, .y = 205, .label = "Disable All Effects", .value = 0,
-     .changed = Reghost},
+     .changed = GreyWhileDisabled},
 };
 
 const PanelSpec kPanel = {.title = "Diffuser: Random Drift", .shortName = "Diffuser", .width = 600, .height = 290,
-                          .create = Create, .destroy = SharedDestroy, .copy = SharedCopy, .afterLoad = Reghost};
+                          .create = Create, .destroy = SharedDestroy, .copy = SharedCopy,
+                          .afterLoad = GreyWhileDisabled};
 
 double AtLeast(double v, double low) { return v < low ? low : v; }
 
 LWInstance Create(LWError *err, LWItemID item) {
     return BuildInstance(kPanel, kTable, kControls, item, err, ClassInfo(PluginClass::ItemMotion).createFailure);
-}
-
-void Reghost(PluginInstance *p) {
-    bool disabled = On(p, kDisable);
-    for (int i = kXRate; i <= kVary; ++i) GhostControl(static_cast<ControlRecord *>(p->controls[i]), disabled);
 }
 
 void Evaluate(LWInstance instance, const ItemMotionAccess *access) {

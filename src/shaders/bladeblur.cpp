@@ -35,7 +35,6 @@ constexpr double kRpmToRadiansPerSecond = 0.10471975511965977,
 // The scene renders motion blur (the render option bit).
 constexpr int kMotionBlurOption = 32;
 
-void Reghost(PluginInstance *p);
 LWInstance Create(LWError *err);
 
 void BladeColour(void *c) { auto *k = static_cast<ColorControl *>(c); k->red = k->green = k->blue = 30; }
@@ -43,36 +42,44 @@ void BladeColour(void *c) { auto *k = static_cast<ColorControl *>(c); k->red = k
 // A length in the object's units: clipped at 0, dragged by 0.01.
 constexpr ControlSpec Length(const char *key, int y, const char *label, double value) {
     return {.key = key, .kind = ControlSpecKind::Factor, .x = 150, .y = y, .label = label, .value = value,
-            .dragStep = 0.01};
+            .flags = kGreyWhileDisabled, .dragStep = 0.01};
 }
 
 const ControlSpec kTable[kControls] = {
-    {.key = "AXIS", .kind = ControlSpecKind::Radio, .x = 320, .y = 65, .value = 2, .choices = kAxisChoices},
-    {.key = "BLADES", .kind = ControlSpecKind::Integer, .x = 150, .y = 65, .label = "Blade Count", .value = 3, .low = 1,
-     .high = 64, .flags = kClipLow | kClipHigh | kNotAnimatable | kDragRange, .dragLow = 1, .dragHigh = 64},
+    {.key = "AXIS", .kind = ControlSpecKind::Radio, .x = 320, .y = 65, .value = 2, .flags = kGreyWhileDisabled,
+     .choices = kAxisChoices},
+    {.key = "BLADES", .kind = ControlSpecKind::Integer, .x = 150, .y = 65, .label = "Blade Count", .value = 3,
+     .low = 1, .high = 64, .flags = kClipLow | kClipHigh | kNotAnimatable | kDragRange | kGreyWhileDisabled,
+     .dragLow = 1, .dragHigh = 64},
     {.key = "RPM", .kind = ControlSpecKind::Numeric, .x = 150, .y = 88, .label = "Speed (RPM)", .value = 1000.0,
-     .flags = kDragFree, .digits = 1, .dragStep = 5.0},
+     .flags = kDragFree | kGreyWhileDisabled, .digits = 1, .dragStep = 5.0},
     {.key = "PHASE", .kind = ControlSpecKind::Numeric, .x = 150, .y = 111, .label = "Phase (degrees)", .value = 0,
-     .flags = kDragFree, .digits = 1, .dragStep = 0.5},
+     .flags = kDragFree | kGreyWhileDisabled, .digits = 1, .dragStep = 0.5},
     Length("TIPRAD", 134, "Tip Radius", 1.0),
     Length("HUBRAD", 157, "Hub Radius", 0.0),
     Length("ROOTW", 180, "Root Width", 0.15),
     Length("TIPW", 203, "Tip Width", 0.08),
     {.key = "SWEEP", .kind = ControlSpecKind::Numeric, .x = 150, .y = 226, .label = "Tip Sweep (degrees)", .value = 0,
-     .flags = kDragRange, .dragLow = -90, .dragHigh = 90, .digits = 1, .dragStep = 0.5},
+     .flags = kDragRange | kGreyWhileDisabled, .dragLow = -90, .dragHigh = 90, .digits = 1, .dragStep = 0.5},
     {.key = "OPACITY", .kind = ControlSpecKind::Percent, .x = 150, .y = 249, .label = "Blade Opacity", .value = 1.0,
-     .low = 0, .high = 1, .flags = kClipLow | kClipHigh},
+     .low = 0, .high = 1, .flags = kClipLow | kClipHigh | kGreyWhileDisabled},
     {.key = "EXPMODE", .kind = ControlSpecKind::Radio, .x = 320, .y = 190, .value = kCameraBlurLength,
-     .choices = kExposureChoices},
-    {.key = "EXPOSURE", .kind = ControlSpecKind::Numeric, .x = 150, .y = 272, .label = "Exposure (frames)", .value = 0.5,
-     .low = 0, .flags = kClipLow | kDragRange, .dragLow = 0, .dragHigh = 4, .dragStep = 0.005},
-    {.key = "COLOR", .kind = ControlSpecKind::Color, .x = 400, .y = 296, .label = "Blade Color", .setup = BladeColour},
+     .flags = kGreyWhileDisabled, .choices = kExposureChoices},
+    // Exposure stays enabled under Camera Blur Length: it is the fall-back when
+    // the scene renders without motion blur.
+    {.key = "EXPOSURE", .kind = ControlSpecKind::Numeric, .x = 150, .y = 272, .label = "Exposure (frames)",
+     .value = 0.5, .low = 0, .flags = kClipLow | kDragRange | kGreyWhileDisabled, .dragLow = 0, .dragHigh = 4,
+     .dragStep = 0.005},
+    {.key = "COLOR", .kind = ControlSpecKind::Color, .x = 400, .y = 296, .label = "Blade Color",
+     .flags = kGreyWhileDisabled, .setup = BladeColour},
     {.key = "TINTAMT", .kind = ControlSpecKind::Percent, .x = 150, .y = 295, .label = "Color Amount", .value = 0,
-     .low = 0, .high = 1, .flags = kClipLow | kClipHigh},
-    {.key = "FADESPEC", .kind = ControlSpecKind::Toggle, .x = 150, .y = 325, .label = "Fade Highlights", .value = 1},
-    {.key = "STEADY", .kind = ControlSpecKind::Toggle, .x = 320, .y = 250, .label = "Steady Disc"},
+     .low = 0, .high = 1, .flags = kClipLow | kClipHigh | kGreyWhileDisabled},
+    {.key = "FADESPEC", .kind = ControlSpecKind::Toggle, .x = 150, .y = 325, .label = "Fade Highlights", .value = 1,
+     .flags = kGreyWhileDisabled},
+    {.key = "STEADY", .kind = ControlSpecKind::Toggle, .x = 320, .y = 250, .label = "Steady Disc",
+     .flags = kGreyWhileDisabled},
     {.key = "DISABLE", .kind = ControlSpecKind::Toggle, .x = 150, .y = 350, .label = "Disable All Effects",
-     .changed = Reghost},
+     .changed = GreyWhileDisabled},
 };
 
 // What new-time works out for the time; evaluate only reads it.
@@ -87,19 +94,12 @@ struct Rotor {
 
 const PanelSpec kPanel = {.title = "Rotor Blade Blur", .shortName = "BladeBlur", .width = 460, .height = 420,
                           .create = [](LWError *err, LWItemID) { return Create(err); }, .destroy = SharedDestroy,
-                          .copy = SharedCopy, .afterLoad = Reghost, .workBytes = sizeof(Rotor)};
+                          .copy = SharedCopy, .afterLoad = GreyWhileDisabled, .workBytes = sizeof(Rotor)};
 
 NumericControl *Numeric(PluginInstance *p, int i) { return Number(p, i); }
 
 LWInstance Create(LWError *err) {
     return BuildInstance(kPanel, kTable, kControls, LWITEM_NULL, err, ClassInfo(PluginClass::Shader).createFailure);
-}
-
-// Exposure stays enabled under Camera Blur Length: it is the fall-back when
-// the scene renders without motion blur.
-void Reghost(PluginInstance *p) {
-    for (int i = 0; i < kControls; ++i)
-        if (i != kDisable) GhostControl(static_cast<ControlRecord *>(p->controls[i]), On(p, kDisable));
 }
 
 // The speed integrated from t0 to t1 (revolutions per minute times seconds)
