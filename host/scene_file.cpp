@@ -89,7 +89,8 @@ std::string BaseName(const std::string &path) {
 
 class Reader {
 public:
-    Reader(EmbeddedHost &host, const std::string &text, const std::string &name) : host_(host), name_(name) {
+    Reader(EmbeddedHost &host, const std::string &text, const std::string &name, SceneLayout *layout = nullptr)
+        : host_(host), name_(name), layout_(layout) {
         std::string line;
         std::istringstream in(text);
         while (std::getline(in, line)) {
@@ -158,6 +159,7 @@ private:
     std::string problem_;
     const char *what_ = "scene";
     std::vector<PluginBlock> blocks_;
+    SceneLayout *layout_;
     Item *item_ = nullptr;    // the item whose lines these are
     Item *object_ = nullptr;  // the object that bones belong to
     std::vector<Channel *> lastCurve_;
@@ -236,7 +238,10 @@ private:
         if (!item_) return Fail("a motion with no item before it");
         std::vector<Channel *> channels;
         for (Channel &c : item_->motion) channels.push_back(&c);
-        return Curve(channels);
+        const int first = at_ + 1;
+        if (!Curve(channels)) return false;
+        if (layout_) layout_->motions.push_back({item_, first, at_});
+        return true;
     }
 
     // "Keyword value" or "Keyword (envelope)" and its block.
@@ -280,6 +285,7 @@ private:
         if (!motion && !displacement && !filter) return true;
         if (!filter && !item_) return Fail("a " + words[1] + " outside an item");
         if (displacement && item_->type != LWI_OBJECT) return Fail("a displacement plug-in outside an object");
+        if (layout_ && motion) layout_->motionPlugins.push_back({item_, begin, at_});
         blocks_.push_back({words[1], words[3], std::move(body), begin, filter ? nullptr : item_});
         return true;
     }
@@ -587,16 +593,20 @@ LWError LoadInstanceBytes(LWError (*load)(LWInstance, const LWLoadState *), LWIn
     return load(instance, &state);
 }
 
-bool LoadSceneText(EmbeddedHost &host, const std::string &text, const std::string &name, std::string *error) {
-    return Reader(host, text, name).Read(error);
+bool LoadSceneText(EmbeddedHost &host, const std::string &text, const std::string &name, std::string *error,
+                   SceneLayout *layout) {
+    return Reader(host, text, name, layout).Read(error);
 }
 
-bool LoadSceneFile(EmbeddedHost &host, const std::string &path, std::string *error) {
-    std::string text;
-    if (!ReadTextFile(path, &text, error)) return false;
+bool LoadSceneFile(EmbeddedHost &host, const std::string &path, std::string *error, SceneLayout *layout,
+                   std::string *text) {
+    std::string read;
+    if (!ReadTextFile(path, &read, error)) return false;
     host.scene.filename = path;
     host.scene.name = BaseName(path);
-    return LoadSceneText(host, text, path, error);
+    if (!LoadSceneText(host, read, path, error, layout)) return false;
+    if (text) *text = std::move(read);
+    return true;
 }
 
 bool ReadMotionText(const std::string &text, const std::string &name, std::vector<Channel> *nine, std::string *error) {

@@ -15,9 +15,23 @@
 
 class EmbeddedHost;
 
+// Where a scene file keeps what a plain-key export rewrites, by line (from 1):
+// each item's keyed motion, from the line after its "...Motion" keyword to
+// its last key, and each item-motion plug-in block, "Plugin" to "EndPlugin".
+struct SceneLayout {
+    struct Span {
+        const struct Item *item;
+        int first, last;
+    };
+    std::vector<Span> motions, motionPlugins;
+};
+
 // Reads a scene into the host's (empty) scene, then makes its plug-ins. False
 // with "FILE:LINE: reason"; a scene refused while it is read makes no plug-in.
-bool LoadSceneFile(EmbeddedHost &host, const std::string &path, std::string *error);
+// With `layout`, also where its motions and motion plug-ins stand, and with
+// `text` the file as read.
+bool LoadSceneFile(EmbeddedHost &host, const std::string &path, std::string *error, SceneLayout *layout = nullptr,
+                   std::string *text = nullptr);
 // Hands a plug-in instance its settings lines through its handler's load slot,
 // one line per read, as the host does from a scene.
 void LoadInstanceLines(LWError (*load)(LWInstance, const LWLoadState *), LWInstance instance,
@@ -27,7 +41,8 @@ void LoadInstanceLines(LWError (*load)(LWInstance, const LWLoadState *), LWInsta
 // at the end. The load slot's own error, if any.
 LWError LoadInstanceBytes(LWError (*load)(LWInstance, const LWLoadState *), LWInstance instance,
                           const std::vector<unsigned char> &bytes);
-bool LoadSceneText(EmbeddedHost &host, const std::string &text, const std::string &name, std::string *error);
+bool LoadSceneText(EmbeddedHost &host, const std::string &text, const std::string &name, std::string *error,
+                   SceneLayout *layout = nullptr);
 
 // A motion file (LWMO version 1) into its nine channels X Y Z H P B SX SY SZ.
 // False with "FILE:LINE: reason"; the channels are untouched then.

@@ -21,7 +21,7 @@ refuse() {  # refuse WHAT PATTERN COMMAND...: non-zero exit and one error line m
     fi
 }
 
-for sub in list settings describe bake blur filter displace shade render describe-plugin; do check "$sub --help" "$vesk" "$sub" --help; done
+for sub in list settings describe bake blur filter displace shade render describe-plugin export; do check "$sub --help" "$vesk" "$sub" --help; done
 
 check "default settings" "$vesk" settings Track
 cp "$work/out" "$work/defaults"
@@ -373,6 +373,19 @@ refuse "unknown item" "no item named 'Ghost'" "$vesk" bake "$source/examples/tra
 printf 'LWSC\n1\nAddNullObject N\nObjectMotion (unnamed)\n  9\n  1\n  0 0 zero 0 0 0 1 1 1\n' >"$work/broken.lws"
 refuse "malformed scene line" "broken.lws:7: 'zero' is not a number" "$vesk" describe "$work/broken.lws"
 refuse "unwritable output" "cannot be written" "$vesk" bake "$source/examples/track_demo.lws" Camera -o "$work/no/such/dir.mot"
+
+# The plain-key export: the camera's Track baked to keys, read back without
+# the plug-in, bakes to the same motion; a missing object refuses before writing.
+check "export the demo as plain keys" "$vesk" export "$source/examples/track_demo.lws" -o "$work/plain.lws"
+check "the export has no motion plug-in" awk '/^Plugin ItemMotionHandler/ { exit 1 }' "$work/plain.lws"
+check "bake the export" "$vesk" bake "$work/plain.lws" Camera -o "$work/plain.mot"
+check "the same motion, within the motion file's digits" awk 'NR == FNR { a[FNR] = $0; next }
+    { n = split(a[FNR], x); if (n != split($0, y)) exit 1; for (i = 1; i <= n; ++i) { d = x[i] - y[i]; if (d * d > 1e-10) exit 1 } }' \
+    "$work/camera.mot" "$work/plain.mot"
+printf 'LWSC\n1\nLoadObject nowhere/gone_wheel.lwo\n' >"$work/gone.lws"
+refuse "an export whose object is missing" "gone_wheel.lwo: no such file" "$vesk" export "$work/gone.lws" -o "$work/gone_out.lws"
+check "nothing written" test ! -e "$work/gone_out.lws"
+refuse "an export to another format" "written as a .lws file" "$vesk" export "$work/gone.lws" -o "$work/out.glb"
 
 echo "vesk command: $passed passed, $failed failed"
 [ "$failed" -eq 0 ]

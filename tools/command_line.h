@@ -105,4 +105,4 @@ bool ShowProgress(void *data, int done, int total);
 
 // The subcommands, each in its own file.
 extern const Command listCommand, settingsCommand, describeCommand, bakeCommand, filterCommand, blurCommand,
-    displaceCommand, shadeCommand, renderCommand, describePluginCommand, genericCommand;
+    displaceCommand, shadeCommand, renderCommand, describePluginCommand, genericCommand, exportCommand;

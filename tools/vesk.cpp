@@ -11,7 +11,7 @@ namespace {
 
 const Command *const kCommands[] = {&listCommand,     &settingsCommand, &describeCommand, &bakeCommand,
                                     &blurCommand,     &displaceCommand, &describePluginCommand,
-                                    &filterCommand,   &shadeCommand,    &genericCommand,
+                                    &filterCommand,   &shadeCommand,    &genericCommand,  &exportCommand,
 #ifndef VESK_NO_RENDER  // the 32-bit build has no renderer
                                     &renderCommand
 #endif
