@@ -388,8 +388,7 @@ std::vector<double> EmbeddedHost::BlurPassTimes(int frame) {
     if (!(scene.renderOptions & LWROPT_MOTIONBLUR) || !camera) return {at};
     double blur = camera->blurLength.ValueAt(frame);
     if (blur <= 0) return {at};
-    const int passes[] = {5, 5, 9, 17};
-    int count = passes[scene.antialiasing < 0 ? 0 : (scene.antialiasing > 3 ? 3 : scene.antialiasing)];
+    const int count = std::max(5, scene.AntialiasingPasses());
     std::vector<double> times;
     for (int k = 0; k < count; ++k) times.push_back((frame - blur + blur * k / (count - 1)) / fps);
     return times;

@@ -124,6 +124,11 @@ std::string Scene::ShownName(const Item &item) const {
     return index > 1 ? item.name + " (" + std::to_string(index) + ")" : item.name;
 }
 
+int Scene::AntialiasingPasses() const {
+    const int passes[] = {1, 5, 9, 17};
+    return passes[antialiasing < 0 ? 0 : (antialiasing > 3 ? 3 : antialiasing)];
+}
+
 void Scene::KeyedMotion(const Item &item, double time, double out[9]) const {
     double frame = FrameAt(time);
     for (int i = 0; i < kMotionChannels; ++i) out[i] = item.motion[i].ValueAt(frame);

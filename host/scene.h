@@ -139,6 +139,12 @@ struct Scene {
     double pixelAspect = 1;
     int renderType = LWRTYPE_REALISTIC, renderOptions = 0;
     int antialiasing = 0;  // 0 off, 1 low, 2 medium, 3 high
+    // Only the pixels whose neighbours differ by more than the threshold (in
+    // levels of 255) get the passes after the first.
+    bool adaptiveSampling = false;
+    int adaptiveThreshold = 8;
+    // The passes the antialiasing level renders: 1, or 5, 9 and 17.
+    int AntialiasingPasses() const;
     int minSamplesPerPixel = 1, maxSamplesPerPixel = 1;
     std::array<int, 4> limitedRegion{};
     int recursionDepth = 16;

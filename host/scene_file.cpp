@@ -400,6 +400,8 @@ private:
             else if (k == "FocalDistance") { if (!Envelope(w, &Camera().focalDistance)) return false; }
             else if (k == "LensFStop") { if (!Envelope(w, &Camera().fStop)) return false; }
             else if (k == "Antialiasing") s.antialiasing = static_cast<int>(number(1));
+            else if (k == "AdaptiveSampling") s.adaptiveSampling = number(1) != 0;
+            else if (k == "AdaptiveThreshold") s.adaptiveThreshold = static_cast<int>(number(1));
             else if (k == "MotionBlur") s.renderOptions = (s.renderOptions & ~LWROPT_MOTIONBLUR) | (number(1) != 0 ? LWROPT_MOTIONBLUR : 0);
             else if (k == "DepthOfField") s.renderOptions = (s.renderOptions & ~LWROPT_DEPTHOFFIELD) | (number(1) != 0 ? LWROPT_DEPTHOFFIELD : 0);
             else if (k == "FieldRendering") s.renderOptions = (s.renderOptions & ~LWROPT_FIELDS) | (number(1) != 0 ? LWROPT_FIELDS : 0);
@@ -675,7 +677,8 @@ std::string SceneText(EmbeddedHost &host) {
         WriteEnvelope(out, "ZoomFactor", camera->zoom);
         out << "CustomSize " << s.frameWidth << " " << s.frameHeight << "\n";
         out << "PixelAspectRatio -1\nCustomPixelRatio " << Number(s.pixelAspect) << "\n";
-        out << "Antialiasing " << s.antialiasing << "\n";
+        out << "Antialiasing " << s.antialiasing << "\nAdaptiveSampling " << (s.adaptiveSampling ? 1 : 0) << "\n";
+        if (s.adaptiveSampling) out << "AdaptiveThreshold " << s.adaptiveThreshold << "\n";
         out << "MotionBlur " << ((s.renderOptions & LWROPT_MOTIONBLUR) ? 1 : 0) << "\n";
         WriteEnvelope(out, "BlurLength", camera->blurLength);
         out << "DepthOfField " << ((s.renderOptions & LWROPT_DEPTHOFFIELD) ? 1 : 0) << "\n";

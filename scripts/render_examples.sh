@@ -10,7 +10,7 @@
 # the studio from a null, PolyPop building the studio's ball, Acid eating the
 # crate, BladeBlur's
 # rotor spinning up and strobing, and VFog's
-# misty valley. Run after a native
+# misty valley; and the studio at each antialiasing level. Run after a native
 # build, from a checkout with ../shared beside it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -82,4 +82,13 @@ convert \( "$work/spin2.png" "$work/spin12.png" "$work/spin24.png" "$work/spin48
 "$vesk" render examples/mist_demo.lws --frames 0-48 -j 2 -o "$work/mist%04d.png"
 convert \( "$work/mist0000.png" "$work/mist0024.png" +append \) \( "$work/mist0040.png" "$work/mist0048.png" +append \) \
     -append -alpha off -resize 50% "$out/mist.png"
-echo "wrote $out/studio.png, plugin_scenes.png, shade_on_objects.png, enviro_spherical.png, enviro_cubical.png, polypop.png, acid.png, bladeblur.png and mist.png"
+# Antialiasing: the studio's frame 12 at each level (off, 5, 9 and 17 passes),
+# the ball's edge against the floor and the crate's shadow cropped and enlarged
+# four times.
+for level in 0 1 2 3; do
+    "$vesk" render examples/studio_demo.lws --frame 12 --aa "$level" -o "$work/aa$level.png"
+    convert "$work/aa$level.png" -crop 120x90+250+230 +repage -alpha off -filter point -resize 400% "$work/aa$level.crop.png"
+done
+convert "$work/aa0.crop.png" "$work/aa1.crop.png" "$work/aa2.crop.png" "$work/aa3.crop.png" +append +repage \
+    "$out/antialiasing.png"
+echo "wrote $out/studio.png, antialiasing.png, plugin_scenes.png, shade_on_objects.png, enviro_spherical.png, enviro_cubical.png, polypop.png, acid.png, bladeblur.png and mist.png"

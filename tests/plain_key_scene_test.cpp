@@ -35,7 +35,9 @@ TEST_F(PlainKeyScene, EveryExampleMovesAsBeforeWithoutItsMotionPlugins) {
         std::string text, exported, error;
         ASSERT_TRUE(LoadSceneFile(original, path, &error, &layout, &text)) << error;
         ASSERT_TRUE(PlainKeySceneText(original, text, layout, &exported, &error)) << path << ": " << error;
-        if (layout.motionPlugins.empty()) EXPECT_EQ(exported, text) << path << ": nothing to bake, nothing changed";
+        if (layout.motionPlugins.empty()) {
+            EXPECT_EQ(exported, text) << path << ": nothing to bake, nothing changed";
+        }
         // Services answer for the newest host: the original's motion is asked
         // before the plain scene's host is made. Keys hold ten significant digits.
         struct Asked {

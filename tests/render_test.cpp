@@ -4,6 +4,7 @@
 // and the polygon, object and position each shaded spot reports.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <fstream>
@@ -201,6 +202,56 @@ TEST(Renderer, RayCastMeetsWhatGeometrySays) {
     V up = {0, 1, 0}, origin = {0, 0, 0};
     EXPECT_EQ(rays.rayTrace(origin.data(), up.data(), colour), -1);
     EXPECT_EQ(colour[0], 0) << "a miss sees the backdrop";
+}
+
+TEST(Renderer, AntialiasingCoversAnEdgeByItsArea) {
+    // A luminous white half-plane at z = 10 whose edge runs through the frame
+    // at x = 20.3 + 0.25 y (pixels, y down): each pixel shows the share of its
+    // square left of the edge, worked out here by summing thin strips.
+    const int W = 40, H = 40;
+    const double a = 20.3, b = 0.25, tan = 1 / 3.2, z = 10;
+    auto world = [&](double px, double py) {
+        return V{(px / W * 2 - 1) * tan * z, (1 - py / H * 2) * tan * z, z};
+    };
+    auto covered = [&](int x, int y) {
+        double share = 0;
+        for (int k = 0; k < 1000; ++k) share += std::clamp(a + b * (y + (k + 0.5) / 1000) - x, 0.0, 1.0) / 1000;
+        return share;
+    };
+    const double passes[] = {1, 5, 9, 17};
+    for (int level = 0; level <= 3; ++level)
+        for (bool adaptive : {false, true}) {
+            RenderScene r(W, H);
+            Item &half = r.Object("Half", {world(-500, -200), world(a + b * -200, -200), world(a + b * 240, 240),
+                                           world(-500, 240)},
+                                  {Quad(0)});
+            half.geometry.surfaces[0].luminosity = 1, half.geometry.surfaces[0].diffuse = 0;
+            r.s.antialiasing = level;
+            r.s.adaptiveSampling = adaptive, r.s.adaptiveThreshold = 8;
+            Renderer renderer(r.host);
+            RgbaImage im = r.Shade(&renderer);
+            double worst = 0;
+            long edge = 0;
+            for (int y = 0; y < H; ++y)
+                for (int x = 0; x < W; ++x) {
+                    double share = covered(x, y);
+                    edge += share > 0 && share < 1;
+                    worst = std::max(worst, std::fabs(Red(im, x, y) / 255.0 - share));
+                    EXPECT_EQ(Alpha(im, x, y), Red(im, x, y)) << "alpha is averaged as the colour is";
+                }
+            // One ray cannot tell more than which side the centre lies; N passes
+            // one row and one column of an N x N grid each.
+            if (level == 0) EXPECT_GT(worst, 0.4);
+            else EXPECT_LT(worst, 2 / passes[level] + 0.5 / 255) << "level " << level;
+            // Adaptive: only the pixels beside the edge (a few a row) take the
+            // later passes; the flat ones are exact from the first.
+            const long later = static_cast<long>(passes[level] - 1);
+            if (!adaptive) EXPECT_EQ(renderer.primaryRays, (later + 1) * W * H) << level;
+            if (adaptive && level > 0) {
+                EXPECT_GE(renderer.primaryRays, W * H + later * edge) << level;
+                EXPECT_LE(renderer.primaryRays, W * H + later * 4 * H) << level;
+            }
+        }
 }
 
 // A shader of the test's own: it reports the spots it sees and paints the

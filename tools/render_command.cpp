@@ -13,7 +13,7 @@
 
 namespace {
 
-enum { kFrames, kFrame, kOut, kDepth, kJobs, kSize, kPngLevel, kNoFilters, kOptionCount };
+enum { kFrames, kFrame, kOut, kDepth, kJobs, kSize, kPngLevel, kNoFilters, kAntialiasing, kOptionCount };
 
 // --shader SURFACE=NAME[:SETTINGS], as often as wanted; taken out of the
 // arguments before the others are read.
@@ -55,13 +55,16 @@ int Render(const std::vector<std::string> &given) {
     std::vector<ShaderMapping> mappings;
     std::string error;
     if (!TakeShaders(&args, &mappings, &error)) return FailCommand("render: " + error);
-    if (!Options(args, {"--frames", "--frame", "-o", "--depth", "-j", "--size", "--png-level", "--no-filters"}, &positional, &v,
-                 &error, {"--no-filters"}))
+    if (!Options(args, {"--frames", "--frame", "-o", "--depth", "-j", "--size", "--png-level", "--no-filters", "--aa"},
+                 &positional, &v, &error, {"--no-filters"}))
         return FailCommand("render: " + error);
     if (positional.size() != 1 || v[kOut].empty()) return FailCommand("render: give a scene and -o OUT");
     if (!v[kFrame].empty() && !v[kFrames].empty()) return FailCommand("render: give --frame or --frames, not both");
     int pngLevel = kDefaultPngLevel;
     if (!PngLevel(v[kPngLevel], &pngLevel)) return FailCommand("render: --png-level is a whole number from 0 to 9");
+    long antialiasing = -1;
+    if (!v[kAntialiasing].empty() && !WholeNumber(v[kAntialiasing], 0, 3, &antialiasing))
+        return FailCommand("render: --aa is an antialiasing level: 0 off, 1 low, 2 medium, 3 high");
     int width = 0, height = 0;
     if (!v[kSize].empty() && !Size(v[kSize], &width, &height)) return FailCommand("render: --size wants WIDTHxHEIGHT, as 640x480");
 
@@ -87,6 +90,7 @@ int Render(const std::vector<std::string> &given) {
     folder = folder.find('/') == std::string::npos ? "." : folder.substr(0, folder.find_last_of('/') + 1);
     if (access(folder.c_str(), W_OK) != 0) return FailCommand(folder + ": no folder to write the frames in");
     if (width) scene.frameWidth = width, scene.frameHeight = height;
+    if (antialiasing >= 0) scene.antialiasing = static_cast<int>(antialiasing);
     if (v[kNoFilters] == "1") {
         for (const FilterPluginUse &use : scene.filterPlugins)
             use.pixel ? use.pixel->destroy(use.instance) : use.image->destroy(use.instance);
@@ -139,11 +143,11 @@ extern const Command renderCommand = {
     "render", "a scene's frames rendered with its plug-ins, as the host would",
     "usage: vesk render SCENE [--frame N | --frames A-B] -o OUT [--depth DEPTH] [-j N]\n"
     "                   [--size WxH] [--shader SURFACE=SHADER[:SETTINGS]]... [--no-filters]\n"
-    "                   [--png-level L]\n"
+    "                   [--png-level L] [--aa LEVEL]\n"
     "\n"
     "Renders each frame at its own time: the items' motion with their plug-ins,\n"
     "the objects' points after their displacement plug-ins, the surfaces with\n"
-    "their shader plug-ins, one ray per pixel with the scene's lights, shadows,\n"
+    "their shader plug-ins, with the scene's lights, shadows, antialiasing passes,\n"
     "backdrop and fog, then the pixel and image filters of the scene's effects.\n"
     "Every object file is read, and every shader made, before anything is written.\n"
     "\n"
@@ -157,5 +161,8 @@ extern const Command renderCommand = {
     "  --shader S=NAME[:FILE]  the shader NAME (with settings FILE) on every\n"
     "                   surface named S, after the object file's own shaders\n"
     "  --no-filters     leave out the scene's pixel and image filters\n"
-    "  --png-level L    zlib level of the PNGs, 0 to 9 (default 1)\n",
+    "  --png-level L    zlib level of the PNGs, 0 to 9 (default 1)\n"
+    "  --aa LEVEL       antialiasing instead of the scene's: 0 off (one ray through\n"
+    "                   each pixel's centre), 1 low (5 passes), 2 medium (9), 3 high\n"
+    "                   (17); the scene's AdaptiveSampling still applies\n",
     Render};

@@ -1,6 +1,7 @@
 #include "host/render/renderer.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -577,6 +578,48 @@ bool Renderer::Begin(std::string *error) {
     return true;
 }
 
+namespace {
+
+// Where each antialiasing pass looks within its pixel, as offsets from the
+// centre in pixels. The host's own pattern is not published (unconfirmed):
+// here the first pass is the centre, so a render without antialiasing is the
+// one-ray render, and the N passes form a rank-1 lattice over the pixel's
+// N x N grid (pass k at column k a mod N, row k): every row and every column
+// holds one pass, so an edge along either axis is covered to within 1/N, and
+// the generator a spreads them across the diagonals too.
+std::vector<std::array<double, 2>> SubpixelOffsets(int passes) {
+    const int generator = passes == 5 ? 2 : passes == 9 ? 4 : passes == 17 ? 5 : 1;
+    std::vector<std::array<double, 2>> offsets;
+    for (int k = 0; k < passes; ++k) {
+        auto centred = [&](int cell) { return cell * 2 < passes ? double(cell) / passes : double(cell) / passes - 1; };
+        offsets.push_back({centred(k * generator % passes), centred(k)});
+    }
+    return offsets;
+}
+
+// The pixels that get the passes after the first: all of them, or with
+// adaptive sampling those whose colour or alpha differs from a neighbour's
+// (left, right, above, below) by more than the threshold.
+std::vector<bool> NeedsPasses(const RgbaImage &first, const Scene &scene) {
+    const int w = first.width, h = first.height;
+    std::vector<bool> more(static_cast<size_t>(w) * h, !scene.adaptiveSampling);
+    if (!scene.adaptiveSampling) return more;
+    auto differs = [&](size_t a, size_t b) {
+        for (int c = 0; c < 4; ++c)
+            if (std::abs(first.rgba[a * 4 + c] - first.rgba[b * 4 + c]) > scene.adaptiveThreshold) return true;
+        return false;
+    };
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            size_t at = static_cast<size_t>(y) * w + x;
+            if (x + 1 < w && differs(at, at + 1)) more[at] = more[at + 1] = true;
+            if (y + 1 < h && differs(at, at + w)) more[at] = more[at + w] = true;
+        }
+    return more;
+}
+
+}  // namespace
+
 bool Renderer::Shade(int frame, RgbaImage *out, std::string *error) {
     State &st = *state_;
     if (!st.begun && !Begin(error)) return false;
@@ -593,20 +636,34 @@ bool Renderer::Shade(int frame, RgbaImage *out, std::string *error) {
     out->rgba.assign(n * 4, 0);
     out->depth.assign(n, kBackdropDepth);
     for (auto &buffer : out->buffers) buffer.assign(n, 0);
+    // The first pass, through the pixels' centres, gives the depth and the
+    // other buffers; later passes add their colour and alpha to the average.
+    const std::vector<std::array<double, 2>> offsets = SubpixelOffsets(st.host.scene.AntialiasingPasses());
+    std::vector<float> sum(offsets.size() > 1 ? n * 4 : 0);
+    auto sample = [&](int x, int y, int pass, Vec *colour, double *alpha, SpotRecord *r) {
+        Vec direction = st.PixelRay(x + 0.5 + offsets[pass][0], y + 0.5 + offsets[pass][1]);
+        st.depth = 0;
+        double distance = st.Trace(st.eye, direction, 0, x, y, colour, alpha, r);
+        ++primaryRays;
+        for (int c = 0; c < 3; ++c) (*colour)[c] = std::clamp((*colour)[c], 0.0, 1.0);
+        *alpha = std::clamp(*alpha, 0.0, 1.0);
+        return distance < 0 ? distance : distance * Dot(direction, st.forward);
+    };
     for (int y = 0; y < h; ++y)
         for (int x = 0; x < w; ++x) {
-            Vec direction = st.PixelRay(x + 0.5, y + 0.5), colour;
+            Vec colour;
             double alpha;
             SpotRecord r;
-            st.depth = 0;
-            double distance = st.Trace(st.eye, direction, 0, x, y, &colour, &alpha, &r);
-            ++primaryRays;
+            double depth = sample(x, y, 0, &colour, &alpha, &r);
             size_t at = static_cast<size_t>(y) * w + x;
-            for (int c = 0; c < 3; ++c)
-                out->rgba[at * 4 + c] = static_cast<unsigned char>(std::clamp(colour[c], 0.0, 1.0) * 255 + 0.5);
-            out->rgba[at * 4 + 3] = static_cast<unsigned char>(std::clamp(alpha, 0.0, 1.0) * 255 + 0.5);
-            if (distance < 0) continue;
-            out->depth[at] = static_cast<float>(distance * Dot(direction, st.forward));
+            for (int c = 0; c < 3; ++c) out->rgba[at * 4 + c] = static_cast<unsigned char>(colour[c] * 255 + 0.5);
+            out->rgba[at * 4 + 3] = static_cast<unsigned char>(alpha * 255 + 0.5);
+            if (!sum.empty()) {
+                for (int c = 0; c < 3; ++c) sum[at * 4 + c] = static_cast<float>(colour[c]);
+                sum[at * 4 + 3] = static_cast<float>(alpha);
+            }
+            if (depth < 0) continue;
+            out->depth[at] = static_cast<float>(depth);
             auto byte = [](double v) { return static_cast<float>(std::floor(std::clamp(v, 0.0, 1.0) * 255 + 0.5)); };
             out->buffers[LWBUF_LUMINOUS][at] = byte(r.luminous);
             out->buffers[LWBUF_DIFFUSE][at] = byte(r.diffuse);
@@ -620,6 +677,24 @@ bool Renderer::Shade(int frame, RgbaImage *out, std::string *error) {
             out->buffers[LWBUF_DIFFSHADE][at] = static_cast<float>(r.diffShade);
             out->buffers[LWBUF_SPECSHADE][at] = static_cast<float>(r.specShade);
         }
+    if (sum.empty()) return true;
+    const std::vector<bool> more = NeedsPasses(*out, st.host.scene);
+    for (size_t pass = 1; pass < offsets.size(); ++pass)
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) {
+                size_t at = static_cast<size_t>(y) * w + x;
+                if (!more[at]) continue;
+                Vec colour;
+                double alpha;
+                SpotRecord r;
+                sample(x, y, static_cast<int>(pass), &colour, &alpha, &r);
+                for (int c = 0; c < 3; ++c) sum[at * 4 + c] += static_cast<float>(colour[c]);
+                sum[at * 4 + 3] += static_cast<float>(alpha);
+            }
+    for (size_t at = 0; at < n; ++at)
+        if (more[at])
+            for (int c = 0; c < 4; ++c)
+                out->rgba[at * 4 + c] = static_cast<unsigned char>(sum[at * 4 + c] / offsets.size() * 255 + 0.5);
     return true;
 }
 
