@@ -125,6 +125,13 @@ public:
     // The item's final motion in a pass of the frame being rendered: the
     // plug-ins are handed that frame's number with the pass's time.
     void MotionInPass(const Item &item, int frame, double time, double out[9]);
+    // The frame a plug-in is handed with a time: the frame being rendered
+    // while its motion-blur passes run (SetPassFrame), else the nearest one.
+    LWFrame PluginFrame(double time) const;
+    // Marks `frame` as the frame being rendered (kNoPassFrame: none); returns
+    // the mark it replaces.
+    static constexpr int kNoPassFrame = -2147483647;
+    int SetPassFrame(int frame);
 
     // An evaluation pass: while one is open, each item's final motion (and
     // its motion before each of its plug-ins) at a time, in the frame a

@@ -200,10 +200,7 @@ void MotionBefore(const Item &item, double time, size_t upTo, double out[9]) {
             double k = param == LWIP_ROTATION ? kDegreesPerRadian : 1;
             for (int c = 0; c < 3; ++c) top.values[first + c] = v[c] * k;
         };
-        LWFrame frame = m.passFrame != MotionEvaluation::kNoPass
-                            ? m.passFrame
-                            : static_cast<LWFrame>(std::floor(scene.FrameAt(time) + 0.5));
-        ItemMotionAccess access{IdOf(&item), frame, time, getParam, setParam};
+        ItemMotionAccess access{IdOf(&item), m.host.PluginFrame(time), time, getParam, setParam};
         use.handler->evaluate(use.instance, &access);
         m.evaluating.pop_back();
         std::memcpy(out, e.values, sizeof e.values);
@@ -395,8 +392,20 @@ std::vector<double> EmbeddedHost::BlurPassTimes(int frame) {
 }
 
 void EmbeddedHost::MotionInPass(const Item &item, int frame, double time, double out[9]) {
+    int outer = SetPassFrame(frame);
+    FinalMotion(item, time, out);
+    SetPassFrame(outer);
+}
+
+static_assert(MotionEvaluation::kNoPass == EmbeddedHost::kNoPassFrame);
+
+int EmbeddedHost::SetPassFrame(int frame) {
     int outer = motion_->passFrame;
     motion_->passFrame = frame;
-    FinalMotion(item, time, out);
-    motion_->passFrame = outer;
+    return outer;
+}
+
+LWFrame EmbeddedHost::PluginFrame(double time) const {
+    return motion_->passFrame != MotionEvaluation::kNoPass ? motion_->passFrame
+                                                            : static_cast<LWFrame>(std::floor(scene.FrameAt(time) + 0.5));
 }

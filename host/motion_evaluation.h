@@ -56,7 +56,7 @@ struct MotionEvaluation {
     EmbeddedHost &host;
     // The frame being rendered while its blur passes are evaluated; otherwise
     // a plug-in is handed the frame nearest its time.
-    static constexpr int kNoPass = -2147483647;
+    static constexpr int kNoPass = -2147483647;  // EmbeddedHost::kNoPassFrame, checked there
     int passFrame = kNoPass;
 
     std::vector<Evaluation *> evaluating;

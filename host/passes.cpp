@@ -142,7 +142,7 @@ std::vector<std::array<double, 3>> DisplacedPoints(EmbeddedHost &host, const Ite
     std::vector<Vec> points = object.geometry.points;
     Scene &scene = host.scene;
     const Placement place = PlacementAt(scene, object, time);
-    LWFrame f = static_cast<LWFrame>(std::floor(scene.FrameAt(time) + 0.5));
+    const LWFrame f = host.PluginFrame(time);
     struct Running {  // the plug-in the host names in what it says
         EmbeddedHost &host;
         ~Running() { host.runningDisplacement = nullptr; }
@@ -205,7 +205,7 @@ bool RunPixelFilter(const PixelFilterHandler *h, LWInstance instance, RgbaImage 
 }
 
 bool RunImageFilter(const ImageFilterHandler *h, LWInstance instance, RgbaImage *image, int frameNumber, double time,
-                    std::string *error) {
+                    std::string *error, double start) {
     unsigned wanted = h->flags(instance);
     size_t n = static_cast<size_t>(image->width) * image->height;
     // The render's planes, split from the interleaved pixels in one pass.
@@ -236,7 +236,8 @@ bool RunImageFilter(const ImageFilterHandler *h, LWInstance instance, RgbaImage 
     access.width = image->width;
     access.height = image->height;
     access.frame = frameNumber;
-    access.start = access.end = time;
+    access.start = std::isnan(start) ? time : start;
+    access.end = time;
     access.bufLine = FrameLine;
     access.fltLine = FrameFloatLine;
     access.setRGB = FrameSetRGB;

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <array>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -57,8 +58,10 @@ std::vector<std::array<double, 3>> DisplacedPoints(EmbeddedHost &host, const Ite
 // filter that asks for the ray functions gets those given, when given.
 bool RunPixelFilter(const PixelFilterHandler *handler, LWInstance instance, RgbaImage *image, int frame,
                     double time, std::string *error, const RayFunctions *rays = nullptr);
+// An image filter's access gives the exposure from `start` (the first
+// motion-blur pass's time; the frame's own time when it is not given) to `time`.
 bool RunImageFilter(const ImageFilterHandler *handler, LWInstance instance, RgbaImage *image, int frame,
-                    double time, std::string *error);
+                    double time, std::string *error, double start = std::numeric_limits<double>::quiet_NaN());
 
 // A preview of a shader on a lit sphere, cast from a camera five units away:
 // each hit fills a shading spot as the host would (its colour `base`, 0 to 1),

@@ -142,6 +142,9 @@ struct Scene {
     // Only the pixels whose neighbours differ by more than the threshold (in
     // levels of 255) get the passes after the first.
     bool adaptiveSampling = false;
+    // Motion blur (LWROPT_MOTIONBLUR in the render options) with its passes
+    // dithered.
+    bool ditheredMotionBlur = false;
     int adaptiveThreshold = 8;
     // The passes the antialiasing level renders: 1, or 5, 9 and 17.
     int AntialiasingPasses() const;

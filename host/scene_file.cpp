@@ -402,7 +402,13 @@ private:
             else if (k == "Antialiasing") s.antialiasing = static_cast<int>(number(1));
             else if (k == "AdaptiveSampling") s.adaptiveSampling = number(1) != 0;
             else if (k == "AdaptiveThreshold") s.adaptiveThreshold = static_cast<int>(number(1));
-            else if (k == "MotionBlur") s.renderOptions = (s.renderOptions & ~LWROPT_MOTIONBLUR) | (number(1) != 0 ? LWROPT_MOTIONBLUR : 0);
+            // Bits 0 particle blur, 1 motion blur, 2 dithered: real 5.x files
+            // write "MotionBlur 1" with a BlurLength for their motion blur, so
+            // any of them blurs the render (our reading); bit 2 dithers it.
+            else if (k == "MotionBlur") {
+                s.renderOptions = (s.renderOptions & ~LWROPT_MOTIONBLUR) | (number(1) != 0 ? LWROPT_MOTIONBLUR : 0);
+                s.ditheredMotionBlur = (bits(1) & 4) != 0;
+            }
             else if (k == "DepthOfField") s.renderOptions = (s.renderOptions & ~LWROPT_DEPTHOFFIELD) | (number(1) != 0 ? LWROPT_DEPTHOFFIELD : 0);
             else if (k == "FieldRendering") s.renderOptions = (s.renderOptions & ~LWROPT_FIELDS) | (number(1) != 0 ? LWROPT_FIELDS : 0);
             else if (k == "RenderMode") s.renderType = static_cast<int>(number(1));
@@ -679,7 +685,7 @@ std::string SceneText(EmbeddedHost &host) {
         out << "PixelAspectRatio -1\nCustomPixelRatio " << Number(s.pixelAspect) << "\n";
         out << "Antialiasing " << s.antialiasing << "\nAdaptiveSampling " << (s.adaptiveSampling ? 1 : 0) << "\n";
         if (s.adaptiveSampling) out << "AdaptiveThreshold " << s.adaptiveThreshold << "\n";
-        out << "MotionBlur " << ((s.renderOptions & LWROPT_MOTIONBLUR) ? 1 : 0) << "\n";
+        out << "MotionBlur " << ((s.renderOptions & LWROPT_MOTIONBLUR) ? (s.ditheredMotionBlur ? 5 : 1) : 0) << "\n";
         WriteEnvelope(out, "BlurLength", camera->blurLength);
         out << "DepthOfField " << ((s.renderOptions & LWROPT_DEPTHOFFIELD) ? 1 : 0) << "\n";
         WriteEnvelope(out, "FocalDistance", camera->focalDistance);

@@ -254,6 +254,50 @@ TEST(Renderer, AntialiasingCoversAnEdgeByItsArea) {
         }
 }
 
+TEST(Renderer, MotionBlurSpreadsAnEdgeOverTheBlurLength) {
+    // A luminous white half-plane at z = 10 (left of x = 0 in its own
+    // coordinates) keyed to move 1 m a frame to the right: 6.4 pixels a frame
+    // at 40 x 40 and zoom 3.2. At frame 10 its edge stands at pixel 20; a
+    // blur length of B frames sweeps it from 20 - 6.4 B, evenly over the
+    // passes, so a row shows the edge's mean place, 20 - 3.2 B pixels of white.
+    const int W = 40, H = 40;
+    for (double blurLength : {0.0, 0.5, 1.0}) {
+        RenderScene r(W, H);
+        Item &half = r.Object("Half", {{-500, 500, 10}, {0, 500, 10}, {0, -500, 10}, {-500, -500, 10}}, {Quad(0)});
+        half.geometry.surfaces[0].luminosity = 1, half.geometry.surfaces[0].diffuse = 0;
+        half.SetRest({-10, 0, 0});
+        half.AddKey(20, {10, 0, 0, 0, 0, 0, 1, 1, 1}, true);
+        half.motion[kPosX].keys[0].linear = true;
+        r.s.antialiasing = 3;
+        if (blurLength > 0) r.s.renderOptions |= LWROPT_MOTIONBLUR;
+        r.s.cameras[0]->blurLength = ConstantChannel(blurLength);
+        Renderer renderer(r.host);
+        RgbaImage im;
+        std::string error;
+        ASSERT_TRUE(renderer.Shade(10, &im, &error)) << error;
+        const double from = 20 - 6.4 * blurLength;
+        for (int y : {3, 20, 37}) {
+            double white = 0;
+            for (int x = 0; x < W; ++x) white += Red(im, x, y) / 255.0;
+            EXPECT_NEAR(white, 20 - 3.2 * blurLength, 0.5) << "blur " << blurLength << " row " << y;
+            EXPECT_EQ(Red(im, static_cast<int>(from) - 2, y), 255) << "white before the sweep";
+            EXPECT_EQ(Red(im, 21, y), 0) << "black past the edge's place at the frame";
+        }
+        if (blurLength == 1) EXPECT_NE(Red(im, 16, 20) % 255, 0) << "inside the sweep: part of the passes";
+        EXPECT_EQ(renderer.primaryRays, 17L * W * H);
+        // An image filter after it is told the exposure: from frame 10 - B to 10.
+        static double exposure[2];
+        ImageFilterHandler told{};
+        told.flags = [](LWInstance) { return 0u; };
+        told.process = [](LWInstance, const FilterAccess *a) { exposure[0] = a->start, exposure[1] = a->end; };
+        r.s.filterPlugins.push_back({"ImageFilterHandler", "Told", nullptr, &told, nullptr});
+        ASSERT_TRUE(renderer.Render(10, &im, &error)) << error;
+        EXPECT_DOUBLE_EQ(exposure[0], (10 - blurLength) / 30);
+        EXPECT_DOUBLE_EQ(exposure[1], 10.0 / 30);
+        r.s.filterPlugins.clear();
+    }
+}
+
 // A shader of the test's own: it reports the spots it sees and paints the
 // polygon number into the red channel.
 std::map<std::pair<int, int>, ShaderAccess> seen;

@@ -148,10 +148,11 @@ struct Renderer::State {
 
     // ---- the frame's geometry, lights and camera ----
 
-    bool Prepare(int frameNumber, std::string *error) {
+    // The scene at a time of the frame: its own, or a motion-blur pass's.
+    bool Prepare(int frameNumber, double at, std::string *error) {
         Scene &s = host.scene;
         frame = frameNumber;
-        time = frameNumber / s.framesPerSecond;
+        time = at;
         width = s.frameWidth;
         height = s.frameHeight;
         if (width < 1 || height < 1 || width > kLongestSide || height > kLongestSide)
@@ -600,10 +601,10 @@ std::vector<std::array<double, 2>> SubpixelOffsets(int passes) {
 // The pixels that get the passes after the first: all of them, or with
 // adaptive sampling those whose colour or alpha differs from a neighbour's
 // (left, right, above, below) by more than the threshold.
-std::vector<bool> NeedsPasses(const RgbaImage &first, const Scene &scene) {
+std::vector<bool> NeedsPasses(const RgbaImage &first, const Scene &scene, bool adaptive) {
     const int w = first.width, h = first.height;
-    std::vector<bool> more(static_cast<size_t>(w) * h, !scene.adaptiveSampling);
-    if (!scene.adaptiveSampling) return more;
+    std::vector<bool> more(static_cast<size_t>(w) * h, !adaptive);
+    if (!adaptive) return more;
     auto differs = [&](size_t a, size_t b) {
         for (int c = 0; c < 4; ++c)
             if (std::abs(first.rgba[a * 4 + c] - first.rgba[b * 4 + c]) > scene.adaptiveThreshold) return true;
@@ -623,13 +624,29 @@ std::vector<bool> NeedsPasses(const RgbaImage &first, const Scene &scene) {
 bool Renderer::Shade(int frame, RgbaImage *out, std::string *error) {
     State &st = *state_;
     if (!st.begun && !Begin(error)) return false;
-    EvaluationPass pass(st.host);  // the frame's motion, worked out once per item
-    if (!st.Prepare(frame, error) || st.host.MotionOverrun(error)) return false;
-    for (auto &os : st.objects)
-        for (auto &list : os.surfaceShaders)
-            for (ShaderUse &use : list)
-                if (LWError e = use.handler->newTime(use.instance, frame, st.time)) return *error = use.server + ": " + e, false;
-    active = &st;
+    EvaluationPass pass(st.host);  // the frame's motion, worked out once per item and time
+    const Scene &scene = st.host.scene;
+    // With motion blur each pass has its own time, the frame's own last of
+    // them; it is rendered first, so the buffers are the frame's. The plug-ins
+    // are handed the frame being rendered with every pass's time.
+    std::vector<double> times = st.host.BlurPassTimes(frame);
+    std::rotate(times.begin(), times.end() - 1, times.end());
+    const bool blur = times.size() > 1;
+    struct PassFrame {
+        EmbeddedHost &host;
+        int outer;
+        ~PassFrame() { host.SetPassFrame(outer); }
+    } passFrame{st.host, st.host.SetPassFrame(blur ? frame : EmbeddedHost::kNoPassFrame)};
+    auto prepare = [&](double time) {
+        if (!st.Prepare(frame, time, error) || st.host.MotionOverrun(error)) return false;
+        for (auto &os : st.objects)
+            for (auto &list : os.surfaceShaders)
+                for (ShaderUse &use : list)
+                    if (LWError e = use.handler->newTime(use.instance, frame, time)) return *error = use.server + ": " + e, false;
+        active = &st;
+        return true;
+    };
+    if (!prepare(times[0])) return false;
     const int w = st.width, h = st.height;
     out->width = w, out->height = h;
     size_t n = static_cast<size_t>(w) * h;
@@ -638,10 +655,18 @@ bool Renderer::Shade(int frame, RgbaImage *out, std::string *error) {
     for (auto &buffer : out->buffers) buffer.assign(n, 0);
     // The first pass, through the pixels' centres, gives the depth and the
     // other buffers; later passes add their colour and alpha to the average.
-    const std::vector<std::array<double, 2>> offsets = SubpixelOffsets(st.host.scene.AntialiasingPasses());
-    std::vector<float> sum(offsets.size() > 1 ? n * 4 : 0);
+    const std::vector<std::array<double, 2>> offsets =
+        SubpixelOffsets(blur ? static_cast<int>(times.size()) : scene.AntialiasingPasses());
+    const int passes = static_cast<int>(offsets.size());
+    std::vector<float> sum(passes > 1 ? n * 4 : 0);
     auto sample = [&](int x, int y, int pass, Vec *colour, double *alpha, SpotRecord *r) {
-        Vec direction = st.PixelRay(x + 0.5 + offsets[pass][0], y + 0.5 + offsets[pass][1]);
+        // Dithered motion blur pairs each pixel's later passes with the
+        // subpixel offsets in an order of its own, so that the passes' steps
+        // in time do not line up from pixel to pixel.
+        int k = pass;
+        if (pass > 0 && blur && scene.ditheredMotionBlur)
+            k = 1 + (pass - 1 + static_cast<int>((x * 7919u + y * 104729u) % (passes - 1))) % (passes - 1);
+        Vec direction = st.PixelRay(x + 0.5 + offsets[k][0], y + 0.5 + offsets[k][1]);
         st.depth = 0;
         double distance = st.Trace(st.eye, direction, 0, x, y, colour, alpha, r);
         ++primaryRays;
@@ -678,8 +703,11 @@ bool Renderer::Shade(int frame, RgbaImage *out, std::string *error) {
             out->buffers[LWBUF_SPECSHADE][at] = static_cast<float>(r.specShade);
         }
     if (sum.empty()) return true;
-    const std::vector<bool> more = NeedsPasses(*out, st.host.scene);
-    for (size_t pass = 1; pass < offsets.size(); ++pass)
+    // Adaptive sampling looks at the first pass alone, so it is left out under
+    // motion blur: a moving edge crosses pixels that look flat at one time.
+    const std::vector<bool> more = NeedsPasses(*out, scene, !blur && scene.adaptiveSampling);
+    for (int pass = 1; pass < passes; ++pass) {
+        if (blur && !prepare(times[pass])) return false;
         for (int y = 0; y < h; ++y)
             for (int x = 0; x < w; ++x) {
                 size_t at = static_cast<size_t>(y) * w + x;
@@ -687,15 +715,17 @@ bool Renderer::Shade(int frame, RgbaImage *out, std::string *error) {
                 Vec colour;
                 double alpha;
                 SpotRecord r;
-                sample(x, y, static_cast<int>(pass), &colour, &alpha, &r);
+                sample(x, y, pass, &colour, &alpha, &r);
                 for (int c = 0; c < 3; ++c) sum[at * 4 + c] += static_cast<float>(colour[c]);
                 sum[at * 4 + 3] += static_cast<float>(alpha);
             }
+    }
     for (size_t at = 0; at < n; ++at)
         if (more[at])
             for (int c = 0; c < 4; ++c)
-                out->rgba[at * 4 + c] = static_cast<unsigned char>(sum[at * 4 + c] / offsets.size() * 255 + 0.5);
-    return true;
+                out->rgba[at * 4 + c] = static_cast<unsigned char>(sum[at * 4 + c] / passes * 255 + 0.5);
+    // The filters after it see the scene at the frame's own time, as its rays do.
+    return !blur || prepare(times[0]);
 }
 
 bool Renderer::Render(int frame, RgbaImage *out, std::string *error) {
@@ -708,8 +738,10 @@ bool Renderer::Render(int frame, RgbaImage *out, std::string *error) {
             *error = use.server + ": " + *error;
             return false;
         }
+    // The exposure: from the first motion-blur pass to the frame's own time.
+    const double exposureStart = st.host.BlurPassTimes(frame).front();
     for (const FilterPluginUse &use : st.host.scene.filterPlugins)
-        if (use.image && !RunImageFilter(use.image, use.instance, out, frame, st.time, error)) {
+        if (use.image && !RunImageFilter(use.image, use.instance, out, frame, st.time, error, exposureStart)) {
             *error = use.server + ": " + *error;
             return false;
         }

@@ -1,7 +1,9 @@
 // The embedded host's renderer: a frame of the scene as the host renders it,
 // in the passes its antialiasing level names (one ray a pixel through the
 // centre when it is off), averaged, with adaptive sampling giving the later
-// passes only to pixels that differ from a neighbour. The objects' polygons after
+// passes only to pixels that differ from a neighbour; under motion blur each
+// pass is at its own time (EmbeddedHost::BlurPassTimes), the plug-ins handed
+// the frame being rendered. The objects' polygons after
 // their displacement plug-ins, placed by their final motion at the frame's
 // time; the camera's zoom, frame size and pixel aspect; distant, point and
 // spot lights with ray-traced shadows where the light and the scene ask for
