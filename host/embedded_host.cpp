@@ -176,7 +176,10 @@ void *EmbeddedHost::Service(const char *name, int useCode) {
             info.numPolygons += object->numPolygons;
         }
         info.renderType = scene.renderType;
+        // With fields, the even-fields flag says the image's top line belongs
+        // to the field that comes first in time.
         info.renderOpts = scene.renderOptions;
+        if ((scene.renderOptions & LWROPT_FIELDS) && !scene.reverseFields) info.renderOpts |= LWROPT_EVENFIELDS;
         info.frameStart = scene.firstFrame;
         info.frameEnd = scene.lastFrame;
         info.frameStep = scene.frameStep;

@@ -145,6 +145,8 @@ struct Scene {
     // Motion blur (LWROPT_MOTIONBLUR in the render options) with its passes
     // dithered.
     bool ditheredMotionBlur = false;
+    // Field rendering (LWROPT_FIELDS) with the odd lines first in time.
+    bool reverseFields = false;
     int adaptiveThreshold = 8;
     // The passes the antialiasing level renders: 1, or 5, 9 and 17.
     int AntialiasingPasses() const;

@@ -411,6 +411,7 @@ private:
             }
             else if (k == "DepthOfField") s.renderOptions = (s.renderOptions & ~LWROPT_DEPTHOFFIELD) | (number(1) != 0 ? LWROPT_DEPTHOFFIELD : 0);
             else if (k == "FieldRendering") s.renderOptions = (s.renderOptions & ~LWROPT_FIELDS) | (number(1) != 0 ? LWROPT_FIELDS : 0);
+            else if (k == "ReverseFields") s.reverseFields = number(1) != 0;
             else if (k == "RenderMode") s.renderType = static_cast<int>(number(1));
             else if (k == "Resolution") {
                 s.frameWidth = ResolutionWidth(static_cast<int>(number(1)));
@@ -691,6 +692,7 @@ std::string SceneText(EmbeddedHost &host) {
         WriteEnvelope(out, "FocalDistance", camera->focalDistance);
         WriteEnvelope(out, "LensFStop", camera->fStop);
         out << "FieldRendering " << ((s.renderOptions & LWROPT_FIELDS) ? 1 : 0) << "\n";
+        if (s.renderOptions & LWROPT_FIELDS) out << "ReverseFields " << (s.reverseFields ? 1 : 0) << "\n";
     }
     auto colour = [&](const char *key, const std::array<double, 3> &c) {
         out << key << " " << Number(c[0] * 255) << " " << Number(c[1] * 255) << " " << Number(c[2] * 255) << "\n";

@@ -298,6 +298,38 @@ TEST(Renderer, MotionBlurSpreadsAnEdgeOverTheBlurLength) {
     }
 }
 
+TEST(Renderer, FieldsInterleaveTwoTimes) {
+    // The half-plane keyed to move 1 m a frame (6.4 pixels), at frame 10 with
+    // fields: the second field's lines are the frame rendered at its own time,
+    // the first field's the frame half a frame earlier (its keys moved half a
+    // frame later); without ReverseFields the first field holds lines 0, 2, 4...
+    const int W = 40, H = 40;
+    auto render = [&](double keyShift, bool fields, bool reverse) {
+        RenderScene r(W, H);
+        Item &half = r.Object("Half", {{-500, 500, 10}, {0, 500, 10}, {0, -500, 10}, {-500, -500, 10}}, {Quad(0)});
+        half.geometry.surfaces[0].luminosity = 1, half.geometry.surfaces[0].diffuse = 0;
+        half.SetRest({-10 - keyShift, 0, 0});
+        half.AddKey(20, {10 - keyShift, 0, 0, 0, 0, 0, 1, 1, 1}, true);
+        half.motion[kPosX].keys[0].linear = true;
+        if (fields) r.s.renderOptions |= LWROPT_FIELDS;
+        r.s.reverseFields = reverse;
+        Renderer renderer(r.host);
+        RgbaImage im;
+        std::string error;
+        EXPECT_TRUE(renderer.Shade(10, &im, &error)) << error;
+        return im;
+    };
+    const RgbaImage now = render(0, false, false), earlier = render(0.5, false, false);
+    ASSERT_NE(now.rgba, earlier.rgba) << "the edge moved 3.2 pixels in half a frame";
+    for (bool reverse : {false, true}) {
+        const RgbaImage fielded = render(0, true, reverse);
+        for (int y = 0; y < H; ++y) {
+            const RgbaImage &want = (y % 2 == 0) != reverse ? earlier : now;
+            for (int x = 0; x < W; ++x) EXPECT_EQ(Red(fielded, x, y), Red(want, x, y)) << x << "," << y << " " << reverse;
+        }
+    }
+}
+
 // A shader of the test's own: it reports the spots it sees and paints the
 // polygon number into the red channel.
 std::map<std::pair<int, int>, ShaderAccess> seen;

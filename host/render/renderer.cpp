@@ -598,23 +598,25 @@ std::vector<std::array<double, 2>> SubpixelOffsets(int passes) {
     return offsets;
 }
 
-// The pixels that get the passes after the first: all of them, or with
-// adaptive sampling those whose colour or alpha differs from a neighbour's
-// (left, right, above, below) by more than the threshold.
-std::vector<bool> NeedsPasses(const RgbaImage &first, const Scene &scene, bool adaptive) {
-    const int w = first.width, h = first.height;
+// The pixels of rows first, first + step, ... that get the passes after the
+// first: all of them, or with adaptive sampling those whose colour or alpha
+// differs from a neighbour's in those rows (left, right, above, below) by
+// more than the threshold.
+std::vector<bool> NeedsPasses(const RgbaImage &image, const Scene &scene, bool adaptive, int first, int step) {
+    const int w = image.width, h = image.height;
     std::vector<bool> more(static_cast<size_t>(w) * h, !adaptive);
     if (!adaptive) return more;
     auto differs = [&](size_t a, size_t b) {
         for (int c = 0; c < 4; ++c)
-            if (std::abs(first.rgba[a * 4 + c] - first.rgba[b * 4 + c]) > scene.adaptiveThreshold) return true;
+            if (std::abs(image.rgba[a * 4 + c] - image.rgba[b * 4 + c]) > scene.adaptiveThreshold) return true;
         return false;
     };
-    for (int y = 0; y < h; ++y)
+    const size_t below = static_cast<size_t>(step) * w;
+    for (int y = first; y < h; y += step)
         for (int x = 0; x < w; ++x) {
             size_t at = static_cast<size_t>(y) * w + x;
             if (x + 1 < w && differs(at, at + 1)) more[at] = more[at + 1] = true;
-            if (y + 1 < h && differs(at, at + w)) more[at] = more[at + w] = true;
+            if (y + step < h && differs(at, at + below)) more[at] = more[at + below] = true;
         }
     return more;
 }
@@ -631,12 +633,12 @@ bool Renderer::Shade(int frame, RgbaImage *out, std::string *error) {
     // are handed the frame being rendered with every pass's time.
     std::vector<double> times = st.host.BlurPassTimes(frame);
     std::rotate(times.begin(), times.end() - 1, times.end());
-    const bool blur = times.size() > 1;
+    const bool blur = times.size() > 1, fields = scene.renderOptions & LWROPT_FIELDS;
     struct PassFrame {
         EmbeddedHost &host;
         int outer;
         ~PassFrame() { host.SetPassFrame(outer); }
-    } passFrame{st.host, st.host.SetPassFrame(blur ? frame : EmbeddedHost::kNoPassFrame)};
+    } passFrame{st.host, st.host.SetPassFrame(blur || fields ? frame : EmbeddedHost::kNoPassFrame)};
     auto prepare = [&](double time) {
         if (!st.Prepare(frame, time, error) || st.host.MotionOverrun(error)) return false;
         for (auto &os : st.objects)
@@ -653,8 +655,6 @@ bool Renderer::Shade(int frame, RgbaImage *out, std::string *error) {
     out->rgba.assign(n * 4, 0);
     out->depth.assign(n, kBackdropDepth);
     for (auto &buffer : out->buffers) buffer.assign(n, 0);
-    // The first pass, through the pixels' centres, gives the depth and the
-    // other buffers; later passes add their colour and alpha to the average.
     const std::vector<std::array<double, 2>> offsets =
         SubpixelOffsets(blur ? static_cast<int>(times.size()) : scene.AntialiasingPasses());
     const int passes = static_cast<int>(offsets.size());
@@ -674,58 +674,72 @@ bool Renderer::Shade(int frame, RgbaImage *out, std::string *error) {
         *alpha = std::clamp(*alpha, 0.0, 1.0);
         return distance < 0 ? distance : distance * Dot(direction, st.forward);
     };
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x) {
-            Vec colour;
-            double alpha;
-            SpotRecord r;
-            double depth = sample(x, y, 0, &colour, &alpha, &r);
-            size_t at = static_cast<size_t>(y) * w + x;
-            for (int c = 0; c < 3; ++c) out->rgba[at * 4 + c] = static_cast<unsigned char>(colour[c] * 255 + 0.5);
-            out->rgba[at * 4 + 3] = static_cast<unsigned char>(alpha * 255 + 0.5);
-            if (!sum.empty()) {
-                for (int c = 0; c < 3; ++c) sum[at * 4 + c] = static_cast<float>(colour[c]);
-                sum[at * 4 + 3] = static_cast<float>(alpha);
-            }
-            if (depth < 0) continue;
-            out->depth[at] = static_cast<float>(depth);
-            auto byte = [](double v) { return static_cast<float>(std::floor(std::clamp(v, 0.0, 1.0) * 255 + 0.5)); };
-            out->buffers[LWBUF_LUMINOUS][at] = byte(r.luminous);
-            out->buffers[LWBUF_DIFFUSE][at] = byte(r.diffuse);
-            out->buffers[LWBUF_SPECULAR][at] = byte(r.specular);
-            out->buffers[LWBUF_MIRROR][at] = byte(r.mirror);
-            out->buffers[LWBUF_TRANS][at] = byte(r.transparency);
-            for (int c = 0; c < 3; ++c) out->buffers[LWBUF_RAW_RED + c][at] = byte(r.raw[c]);
-            out->buffers[LWBUF_SHADING][at] = static_cast<float>(r.shading);
-            out->buffers[LWBUF_SHADOW][at] = static_cast<float>(r.shadow);
-            out->buffers[LWBUF_GEOMETRY][at] = static_cast<float>(r.geometry);
-            out->buffers[LWBUF_DIFFSHADE][at] = static_cast<float>(r.diffShade);
-            out->buffers[LWBUF_SPECSHADE][at] = static_cast<float>(r.specShade);
-        }
-    if (sum.empty()) return true;
-    // Adaptive sampling looks at the first pass alone, so it is left out under
-    // motion blur: a moving edge crosses pixels that look flat at one time.
-    const std::vector<bool> more = NeedsPasses(*out, scene, !blur && scene.adaptiveSampling);
-    for (int pass = 1; pass < passes; ++pass) {
-        if (blur && !prepare(times[pass])) return false;
-        for (int y = 0; y < h; ++y)
+    // The rows first, first + step, ... at the times shifted by `shift`
+    // seconds. The first pass, through the pixels' centres, gives the depth
+    // and the other buffers; later passes add their colour and alpha.
+    auto rows = [&](int first, int step, double shift) {
+        if (st.time != times[0] + shift && !prepare(times[0] + shift)) return false;
+        for (int y = first; y < h; y += step)
             for (int x = 0; x < w; ++x) {
-                size_t at = static_cast<size_t>(y) * w + x;
-                if (!more[at]) continue;
                 Vec colour;
                 double alpha;
                 SpotRecord r;
-                sample(x, y, pass, &colour, &alpha, &r);
-                for (int c = 0; c < 3; ++c) sum[at * 4 + c] += static_cast<float>(colour[c]);
-                sum[at * 4 + 3] += static_cast<float>(alpha);
+                double depth = sample(x, y, 0, &colour, &alpha, &r);
+                size_t at = static_cast<size_t>(y) * w + x;
+                for (int c = 0; c < 3; ++c) out->rgba[at * 4 + c] = static_cast<unsigned char>(colour[c] * 255 + 0.5);
+                out->rgba[at * 4 + 3] = static_cast<unsigned char>(alpha * 255 + 0.5);
+                if (!sum.empty()) {
+                    for (int c = 0; c < 3; ++c) sum[at * 4 + c] = static_cast<float>(colour[c]);
+                    sum[at * 4 + 3] = static_cast<float>(alpha);
+                }
+                if (depth < 0) continue;
+                out->depth[at] = static_cast<float>(depth);
+                auto byte = [](double v) { return static_cast<float>(std::floor(std::clamp(v, 0.0, 1.0) * 255 + 0.5)); };
+                out->buffers[LWBUF_LUMINOUS][at] = byte(r.luminous);
+                out->buffers[LWBUF_DIFFUSE][at] = byte(r.diffuse);
+                out->buffers[LWBUF_SPECULAR][at] = byte(r.specular);
+                out->buffers[LWBUF_MIRROR][at] = byte(r.mirror);
+                out->buffers[LWBUF_TRANS][at] = byte(r.transparency);
+                for (int c = 0; c < 3; ++c) out->buffers[LWBUF_RAW_RED + c][at] = byte(r.raw[c]);
+                out->buffers[LWBUF_SHADING][at] = static_cast<float>(r.shading);
+                out->buffers[LWBUF_SHADOW][at] = static_cast<float>(r.shadow);
+                out->buffers[LWBUF_GEOMETRY][at] = static_cast<float>(r.geometry);
+                out->buffers[LWBUF_DIFFSHADE][at] = static_cast<float>(r.diffShade);
+                out->buffers[LWBUF_SPECSHADE][at] = static_cast<float>(r.specShade);
             }
-    }
-    for (size_t at = 0; at < n; ++at)
-        if (more[at])
-            for (int c = 0; c < 4; ++c)
-                out->rgba[at * 4 + c] = static_cast<unsigned char>(sum[at * 4 + c] / passes * 255 + 0.5);
-    // The filters after it see the scene at the frame's own time, as its rays do.
-    return !blur || prepare(times[0]);
+        if (sum.empty()) return true;
+        // Adaptive sampling looks at the first pass alone, so it is left out
+        // under motion blur: a moving edge crosses pixels that look flat at one time.
+        const std::vector<bool> more = NeedsPasses(*out, scene, !blur && scene.adaptiveSampling, first, step);
+        for (int p = 1; p < passes; ++p) {
+            if (blur && !prepare(times[p] + shift)) return false;
+            for (int y = first; y < h; y += step)
+                for (int x = 0; x < w; ++x) {
+                    size_t at = static_cast<size_t>(y) * w + x;
+                    if (!more[at]) continue;
+                    Vec colour;
+                    double alpha;
+                    SpotRecord r;
+                    sample(x, y, p, &colour, &alpha, &r);
+                    for (int c = 0; c < 3; ++c) sum[at * 4 + c] += static_cast<float>(colour[c]);
+                    sum[at * 4 + 3] += static_cast<float>(alpha);
+                }
+        }
+        for (int y = first; y < h; y += step)
+            for (size_t at = static_cast<size_t>(y) * w, end = at + w; at < end; ++at)
+                if (more[at])
+                    for (int c = 0; c < 4; ++c)
+                        out->rgba[at * 4 + c] = static_cast<unsigned char>(sum[at * 4 + c] / passes * 255 + 0.5);
+        return true;
+    };
+    if (!fields) return rows(0, 1, 0) && (!blur || prepare(times[0]));
+    // Fields: the first in time half a frame before the frame, the second at
+    // its time (the host's own timing is not published: unconfirmed). The
+    // first field holds the even lines (counting the top line as 0), or with
+    // ReverseFields the odd ones. The filters after it see the frame's time.
+    const double half = 0.5 / scene.framesPerSecond;
+    const int early = scene.reverseFields ? 1 : 0;
+    return rows(early, 2, -half) && rows(1 - early, 2, 0) && prepare(times[0]);
 }
 
 bool Renderer::Render(int frame, RgbaImage *out, std::string *error) {
