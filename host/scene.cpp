@@ -124,6 +124,13 @@ std::string Scene::ShownName(const Item &item) const {
     return index > 1 ? item.name + " (" + std::to_string(index) + ")" : item.name;
 }
 
+// The frame heights of the FilmSize presets. The host's own figures are not
+// published (unconfirmed): these are the formats' usual camera apertures.
+double Scene::FilmHeight() const {
+    const double millimetres[] = {4.01, 7.49, 15.29, 23.01, 52.63, 13.0, 24.0, 45.0, 60.0, 3.6, 4.8};
+    return millimetres[filmSize < 0 || filmSize > 10 ? 2 : filmSize] / 1000;
+}
+
 int Scene::AntialiasingPasses() const {
     const int passes[] = {1, 5, 9, 17};
     return passes[antialiasing < 0 ? 0 : (antialiasing > 3 ? 3 : antialiasing)];

@@ -147,6 +147,10 @@ struct Scene {
     bool ditheredMotionBlur = false;
     // Field rendering (LWROPT_FIELDS) with the odd lines first in time.
     bool reverseFields = false;
+    // The film the camera simulates (FilmSize: 0 Super 8 ... 2 35 mm motion
+    // picture ... 10 1/2" CCD), for depth of field; its height in metres.
+    int filmSize = 2;
+    double FilmHeight() const;
     int adaptiveThreshold = 8;
     // The passes the antialiasing level renders: 1, or 5, 9 and 17.
     int AntialiasingPasses() const;

@@ -412,6 +412,7 @@ private:
             else if (k == "DepthOfField") s.renderOptions = (s.renderOptions & ~LWROPT_DEPTHOFFIELD) | (number(1) != 0 ? LWROPT_DEPTHOFFIELD : 0);
             else if (k == "FieldRendering") s.renderOptions = (s.renderOptions & ~LWROPT_FIELDS) | (number(1) != 0 ? LWROPT_FIELDS : 0);
             else if (k == "ReverseFields") s.reverseFields = number(1) != 0;
+            else if (k == "FilmSize") s.filmSize = static_cast<int>(number(1));
             else if (k == "RenderMode") s.renderType = static_cast<int>(number(1));
             else if (k == "Resolution") {
                 s.frameWidth = ResolutionWidth(static_cast<int>(number(1)));
@@ -688,7 +689,7 @@ std::string SceneText(EmbeddedHost &host) {
         if (s.adaptiveSampling) out << "AdaptiveThreshold " << s.adaptiveThreshold << "\n";
         out << "MotionBlur " << ((s.renderOptions & LWROPT_MOTIONBLUR) ? (s.ditheredMotionBlur ? 5 : 1) : 0) << "\n";
         WriteEnvelope(out, "BlurLength", camera->blurLength);
-        out << "DepthOfField " << ((s.renderOptions & LWROPT_DEPTHOFFIELD) ? 1 : 0) << "\n";
+        out << "FilmSize " << s.filmSize << "\nDepthOfField " << ((s.renderOptions & LWROPT_DEPTHOFFIELD) ? 1 : 0) << "\n";
         WriteEnvelope(out, "FocalDistance", camera->focalDistance);
         WriteEnvelope(out, "LensFStop", camera->fStop);
         out << "FieldRendering " << ((s.renderOptions & LWROPT_FIELDS) ? 1 : 0) << "\n";

@@ -330,6 +330,39 @@ TEST(Renderer, FieldsInterleaveTwoTimes) {
     }
 }
 
+TEST(Renderer, DepthOfFieldBlursByTheThinLens) {
+    // A luminous square 0.04 m across at z = 4 on the axis, focus at 8 m,
+    // f-stop 0.05, 35 mm motion-picture film (15.29 mm high) at zoom 3.2: a
+    // thin lens of F = 24.5 mm and aperture A = F / 0.05 spreads it over a
+    // circle of confusion A F |z - D| / (z (D - F)) on the film, which at 200
+    // pixels to the film's height is c pixels across. Seventeen passes look
+    // from points of the lens up to its rim, so the square's lit pixels span
+    // its own width plus nearly all of c.
+    const int W = 200, H = 200;
+    const double z = 4, D = 8, stop = 0.05, F = 0.01529 / 2 * 3.2, A = F / stop;
+    const double c = A * F * std::fabs(z - D) / (z * (D - F)) / 0.01529 * H, side = 0.02 / z * 3.2 * H;
+    for (bool dof : {false, true}) {
+        RenderScene r(W, H);
+        Item &dot = r.Object("Dot", Square(-0.02, -0.02, 0.02, 0.02, z), {Quad(0)});
+        dot.geometry.surfaces[0].luminosity = 1, dot.geometry.surfaces[0].diffuse = 0;
+        r.s.antialiasing = 3;
+        if (dof) r.s.renderOptions |= LWROPT_DEPTHOFFIELD;
+        r.s.cameras[0]->focalDistance = ConstantChannel(D);
+        r.s.cameras[0]->fStop = ConstantChannel(stop);
+        RgbaImage im = r.Shade();
+        int left = W, right = -1;
+        for (int y = 0; y < H; ++y)
+            for (int x = 0; x < W; ++x)
+                if (Red(im, x, y) > 0) left = std::min(left, x), right = std::max(right, x);
+        const double spread = right - left + 1;
+        if (!dof) EXPECT_NEAR(spread, side, 1.5) << "in focus everywhere";
+        if (dof) {
+            EXPECT_LE(spread, side + c + 1.5) << "c " << c;
+            EXPECT_GE(spread, side + 0.8 * c - 1.5) << "c " << c;
+        }
+    }
+}
+
 // A shader of the test's own: it reports the spots it sees and paints the
 // polygon number into the red channel.
 std::map<std::pair<int, int>, ShaderAccess> seen;

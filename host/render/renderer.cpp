@@ -138,6 +138,7 @@ struct Renderer::State {
     Vec ambient{};
     Vec eye{}, right{}, up{}, forward{};
     double halfTanV = 0, halfTanH = 0;
+    double lensRadius = 0, focus = 0;  // depth of field: none when the radius is 0
     int width = 0, height = 0, frame = 0;
     double time = 0;
     int depth = 0;  // rays in flight below the camera's
@@ -170,6 +171,17 @@ struct Renderer::State {
         if (!(zoom > 0)) return *error = "the camera's zoom factor is not above 0", false;
         halfTanV = 1 / zoom;
         halfTanH = halfTanV * width * s.pixelAspect / height;
+        // Depth of field: a thin lens of focal length F (half the film's
+        // height times the zoom) and aperture F / f-stop, focused at D. The
+        // lens is sampled over a disc enlarged by D / (D - F), so that a point
+        // at distance z blurs over the thin lens's circle of confusion,
+        // A F |z - D| / (z (D - F)) on the film.
+        lensRadius = 0, focus = 0;
+        if (s.renderOptions & LWROPT_DEPTHOFFIELD) {
+            const double F = s.FilmHeight() / 2 * zoom, D = camera.focalDistance.ValueAt(s.FrameAt(time)),
+                         stop = camera.fStop.ValueAt(s.FrameAt(time));
+            if (D > F && stop > 0) lensRadius = F / stop / 2 * D / (D - F), focus = D;
+        }
 
         std::vector<TracedTriangle> triangles;
         for (size_t o = 0; o < objects.size(); ++o) {
@@ -655,8 +667,11 @@ bool Renderer::Shade(int frame, RgbaImage *out, std::string *error) {
     out->rgba.assign(n * 4, 0);
     out->depth.assign(n, kBackdropDepth);
     for (auto &buffer : out->buffers) buffer.assign(n, 0);
+    // Depth of field without antialiasing takes the low level's passes, as
+    // motion blur does.
+    const int dof = (scene.renderOptions & LWROPT_DEPTHOFFIELD) ? 5 : 1;
     const std::vector<std::array<double, 2>> offsets =
-        SubpixelOffsets(blur ? static_cast<int>(times.size()) : scene.AntialiasingPasses());
+        SubpixelOffsets(blur ? static_cast<int>(times.size()) : std::max(dof, scene.AntialiasingPasses()));
     const int passes = static_cast<int>(offsets.size());
     std::vector<float> sum(passes > 1 ? n * 4 : 0);
     auto sample = [&](int x, int y, int pass, Vec *colour, double *alpha, SpotRecord *r) {
@@ -666,9 +681,18 @@ bool Renderer::Shade(int frame, RgbaImage *out, std::string *error) {
         int k = pass;
         if (pass > 0 && blur && scene.ditheredMotionBlur)
             k = 1 + (pass - 1 + static_cast<int>((x * 7919u + y * 104729u) % (passes - 1))) % (passes - 1);
-        Vec direction = st.PixelRay(x + 0.5 + offsets[k][0], y + 0.5 + offsets[k][1]);
+        Vec direction = st.PixelRay(x + 0.5 + offsets[k][0], y + 0.5 + offsets[k][1]), from = st.eye;
+        if (st.lensRadius > 0 && pass > 0) {
+            // Pass k looks from its own point of the lens, r sqrt(k / N) from
+            // its centre at k golden angles, through the pinhole ray's point
+            // on the focal plane; the first pass is the pinhole's.
+            const double radius = st.lensRadius * std::sqrt(double(pass) / passes), turn = pass * 2.399963229728653;
+            Vec focal = Add(st.eye, Scale(direction, st.focus / Dot(direction, st.forward)));
+            from = Add(st.eye, Add(Scale(st.right, radius * std::cos(turn)), Scale(st.up, radius * std::sin(turn))));
+            direction = Unit(Minus(focal, from));
+        }
         st.depth = 0;
-        double distance = st.Trace(st.eye, direction, 0, x, y, colour, alpha, r);
+        double distance = st.Trace(from, direction, 0, x, y, colour, alpha, r);
         ++primaryRays;
         for (int c = 0; c < 3; ++c) (*colour)[c] = std::clamp((*colour)[c], 0.0, 1.0);
         *alpha = std::clamp(*alpha, 0.0, 1.0);
@@ -709,8 +733,9 @@ bool Renderer::Shade(int frame, RgbaImage *out, std::string *error) {
             }
         if (sum.empty()) return true;
         // Adaptive sampling looks at the first pass alone, so it is left out
-        // under motion blur: a moving edge crosses pixels that look flat at one time.
-        const std::vector<bool> more = NeedsPasses(*out, scene, !blur && scene.adaptiveSampling, first, step);
+        // under motion blur (a moving edge crosses pixels that look flat at one
+        // time) and depth of field (a blurred edge spreads over flat ones).
+        const std::vector<bool> more = NeedsPasses(*out, scene, !blur && dof == 1 && scene.adaptiveSampling, first, step);
         for (int p = 1; p < passes; ++p) {
             if (blur && !prepare(times[p] + shift)) return false;
             for (int y = first; y < h; y += step)
