@@ -362,6 +362,7 @@ private:
             else if (k == "FramesPerSecond") s.framesPerSecond = number(1) > 0 ? number(1) : kDefaultFramesPerSecond;
             else if (k == "LoadObject") {
                 std::string path = Rest(line, k);
+                if (path.empty()) return Fail("LoadObject names no object file");
                 item_ = object_ = &s.AddObject(BaseName(path), path);
                 ReadGeometry(item_, path);
             } else if (k == "AddNullObject") {

@@ -124,6 +124,8 @@ TEST_F(SceneFiles, ErrorsNameTheLine) {
         {"LWSC\n1\nZoomFactor inf\n", "bad.lws:3: 'inf' is not a number"},
         {"LWSC\n1\nAddNullObject N\nShadowOptions -14.1421\n", "bad.lws:4: '-14.1421' is not a usable number for ShadowOptions"},
         {"LWSC\n1\nRayTraceEffects 2.5\n", "bad.lws:3: '2.5' is not a usable number for RayTraceEffects"},
+        {"LWSC\n1\nLoadObject  \n", "bad.lws:3: LoadObject names no object file"},
+        {"LWSC\n1\nMotionBlur 1.5\n", "bad.lws:3: '1.5' is not a usable number for MotionBlur"},
         {"LWSC\n1\nFramesPerSecond 24.ugin3600\n", "bad.lws:3: '24.ugin3600' is not a usable number for FramesPerSecond"},
         {"LWSC\n1\nAddNullObject N\nObjDissolve 0.5x\n", "bad.lws:4: '0.5x' is not a number"},
         {"LWSC\n1\nAddNullObject N\nPlugin ItemMotionHandler 1 Nope\nEndPlugin\n",

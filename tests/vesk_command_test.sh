@@ -374,6 +374,11 @@ printf 'LWSC\n1\nAddNullObject N\nObjectMotion (unnamed)\n  9\n  1\n  0 0 zero 0
 refuse "malformed scene line" "broken.lws:7: 'zero' is not a number" "$vesk" describe "$work/broken.lws"
 refuse "unwritable output" "cannot be written" "$vesk" bake "$source/examples/track_demo.lws" Camera -o "$work/no/such/dir.mot"
 
+# A range of one frame is a range: its pattern is filled in.
+check "render a one-frame range" "$vesk" render "$source/examples/studio_demo.lws" --frames 3-3 --size 64x48 -o "$work/one%04d.png"
+check "its file is numbered" test -s "$work/one0003.png"
+refuse "a range to a plain name" "for a range of frames -o is a frame pattern" "$vesk" render "$source/examples/studio_demo.lws" --frames 3-3 -o "$work/one.png"
+
 # The plain-key export: the camera's Track baked to keys, read back without
 # the plug-in, bakes to the same motion; a missing object refuses before writing.
 check "export the demo as plain keys" "$vesk" export "$source/examples/track_demo.lws" -o "$work/plain.lws"

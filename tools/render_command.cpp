@@ -81,11 +81,13 @@ int Render(const std::vector<std::string> &given) {
     if (first < 0 || last < first) return FailCommand("render: the scene's frames " + std::to_string(first) + " to " +
                                                 std::to_string(last) + " are no range to render");
     if (last - first >= kMostFrames) return FailCommand("render: more than " + std::to_string(kMostFrames) + " frames");
-    const bool sequence = last > first;
+    // A range is a sequence even when it holds one frame: its pattern is
+    // filled in, as ffmpeg's is. So is the scene's range given a pattern.
+    const bool sequence = !v[kFrames].empty() || last > first || (v[kFrame].empty() && IsFramePattern(v[kOut]));
     if (sequence && !IsFramePattern(v[kOut]))
-        return FailCommand("render: for several frames -o is a frame pattern, as out/frame%04d.png");
+        return FailCommand("render: for a range of frames -o is a frame pattern, as out/frame%04d.png");
     if (sequence && !v[kDepth].empty() && !IsFramePattern(v[kDepth]))
-        return FailCommand("render: for several frames --depth is a frame pattern, as out/depth%04d.pfm");
+        return FailCommand("render: for a range of frames --depth is a frame pattern, as out/depth%04d.pfm");
     std::string folder = sequence ? FrameFile(v[kOut], first) : v[kOut];
     folder = folder.find('/') == std::string::npos ? "." : folder.substr(0, folder.find_last_of('/') + 1);
     if (access(folder.c_str(), W_OK) != 0) return FailCommand(folder + ": no folder to write the frames in");
