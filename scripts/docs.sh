@@ -103,6 +103,13 @@ blur_rows >"$work/with.dat"
 blur_rows --no-plugins >"$work/without.dat"
 plot_channels Objblur "$work/with.dat" "$work/without.dat" "B" "$degrees" \
     "Objblur: the propeller's bank at frame 24's nine motion-blur passes" "time of the pass (frame)" linespoints
+# And the propeller rendered at frame 24: the scene's plain motion blur (its
+# Objblur block taken out) beside Objblur's three-frame trail.
+sed '/^Plugin ItemMotionHandler 1 Objblur$/,/^EndPlugin$/d' examples/propeller_demo.lws >"$work/plain_blur.lws"
+cp examples/propeller.lwo "$work/"
+"$vesk" render "$work/plain_blur.lws" --frame 24 --size 320x240 -o "$work/plain.png" >/dev/null
+"$vesk" render examples/propeller_demo.lws --frame 24 --size 320x240 -o "$work/trail.png" >/dev/null
+convert "$work/plain.png" "$work/trail.png" -alpha off +append +repage "$out/objblur_render.png"
 
 # obj_drawing NAME SCENE OBJECT FRAME "VIEW" "TITLE" [STYLE] [AXES]: the object
 # as modelled beside the object displaced at FRAME, as wires (or points) seen

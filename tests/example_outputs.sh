@@ -3,8 +3,9 @@
 # motion plug-ins baked over the scene's frames, each object with displacement
 # plug-ins displaced at its first frame and frame 20, and the first and last
 # frames rendered (raw pixels, PAM). The digests kept in tests/example_outputs.sha256
-# were made before the host learnt to remember motions; the test fails when
-# any output differs from them by a byte.
+# were made before the host learnt to remember motions (the propeller's two
+# renders were made again when its blades and backdrop joined the scene); the
+# test fails when any output differs from them by a byte.
 #
 # Usage: example_outputs.sh VESK SOURCE_DIR [--check DIGESTS | --write DIGESTS]
 set -euo pipefail

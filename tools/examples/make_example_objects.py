@@ -5,7 +5,8 @@ about a thousand points each, fine enough to disperse or shiver point by point,
 a rope lying along +X from its pivot, a finely divided floor to dent, and a
 wheel about the Z axis; and for the render studio the same ball, box and floor
 with described surfaces (colour, smoothing, specular, mirror), and a grassy
-valley for the fog layer, a double-sided rotor disc, and a globe about its own
+valley for the fog layer, a double-sided rotor disc, a three-bladed propeller,
+and a globe about its own
 origin for SuperQ, which shapes an object about that origin.
 usage: make_example_objects.py EXAMPLES_DIR"""
 import math
@@ -152,6 +153,24 @@ def disc(rings=8, sides=64, radius=1.2):
     return points, polygons
 
 
+def propeller(blades=3, hub=0.12, tip=1.0, root=0.16, end=0.07, steps=8):
+    # Blades in X and Y round the Z axis, each a strip of quads narrowing from
+    # root to tip: a propeller that spins in bank, facing a camera on -Z.
+    points, polygons = [], []
+    for b in range(blades):
+        a = 2 * math.pi * b / blades
+        c, s = math.cos(a), math.sin(a)
+        first = len(points)
+        for k in range(steps + 1):
+            r = hub + (tip - hub) * k / steps
+            w = (root + (end - root) * k / steps) / 2
+            points += [(r * c + w * s, r * s - w * c, 0.0), (r * c - w * s, r * s + w * c, 0.0)]
+        for k in range(steps):
+            i = first + 2 * k
+            polygons.append((i, i + 2, i + 3, i + 1))
+    return points, polygons
+
+
 def wheel(sides=24, radius=0.35, width=0.08):
     # A cylinder about the Z axis: a wheel that rolls along X, turning in bank.
     # Thin, since its rolling radius is measured to its outermost rim points.
@@ -178,6 +197,7 @@ if __name__ == "__main__":
     lwob(out + "/wheel.lwo", *wheel())
     lwob(out + "/studio_ball.lwo", *ball(), surface=("Ball", (220, 90, 40), True, 0.9, 0.6, 64))
     lwob(out + "/studio_crate.lwo", *box(cells=4, size=1.0, base=0.0), surface=("Crate", (60, 110, 200), False, 0.9, 0.2, 16))
+    lwob(out + "/propeller.lwo", *propeller(), surface=("Blade", (200, 200, 205), False, 0.8, 0.5, 64, 0.0, True))
     lwob(out + "/rotor_disc.lwo", *disc(), surface=("Prop", (40, 40, 45), False, 0.8, 0.4, 64, 0.0, True))
     lwob(out + "/valley.lwo", *valley(), surface=("Grass", (96, 120, 70), True, 0.9, 0.05, 16))
     lwob(out + "/globe.lwo", *ball(centre=0.0), surface=("Globe", (90, 150, 210), True, 0.9, 0.4, 32))
