@@ -31,6 +31,25 @@ void StudioFrame(benchmark::State &state) {
 }
 BENCHMARK(StudioFrame)->DenseRange(0, 3)->Unit(benchmark::kMillisecond);
 
+// The studio frame with motion blur over half a frame at the medium level:
+// nine passes, each with the scene built at its own time.
+void StudioFrameMotionBlur(benchmark::State &state) {
+    DemoScene studio("studio_demo.lws");
+    Scene &scene = studio.host.scene;
+    scene.antialiasing = 2, scene.adaptiveSampling = false;
+    scene.renderOptions |= LWROPT_MOTIONBLUR;
+    scene.cameras.front()->blurLength = ConstantChannel(0.5);
+    Renderer renderer(studio.host);
+    RgbaImage image;
+    std::string error;
+    for (auto _ : state) {
+        if (!renderer.Render(6, &image, &error)) state.SkipWithError(error.c_str());
+        benchmark::DoNotOptimize(image.rgba.data());
+    }
+    state.counters["frames/s"] = benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+}
+BENCHMARK(StudioFrameMotionBlur)->Unit(benchmark::kMillisecond);
+
 // A globe of `around` x 200 quads (250 across: 100,000 triangles; 500:
 // 100,000 polygons) filling much of a 640 x 480 frame, lit by a light that
 // casts traced shadows.
