@@ -92,7 +92,6 @@ TEST_F(PokeTest, EffectorsByPrefix) {
     Settings(handler, instance, "Poke", Toggle("DISABLE", true));
     EXPECT_STREQ(handler->descln(instance), "Poke, 512 effectors: Disabled");
     EXPECT_EQ(handler->useItems(instance), nullptr);
-    EXPECT_TRUE(Ghosted("PREFIX") && Ghosted("RESTORE") && Ghosted("INTERACTIVE"));
     EXPECT_EQ(handler->flags(instance), static_cast<unsigned>(LWDMF_WORLD));
 }
 
