@@ -11,12 +11,8 @@
 
 namespace {
 
-// The argument is the antialiasing level: 0 one ray a pixel, 1 to 3 five,
-// nine and seventeen passes over every pixel (adaptive sampling off).
-void StudioFrame(benchmark::State &state) {
-    DemoScene studio("studio_demo.lws");
-    studio.host.scene.antialiasing = static_cast<int>(state.range(0));
-    studio.host.scene.adaptiveSampling = false;
+// The studio's frame 6, rendered with its filters, again and again.
+void RenderStudio(benchmark::State &state, DemoScene &studio) {
     Renderer renderer(studio.host);
     RgbaImage image;
     std::string error;
@@ -29,6 +25,15 @@ void StudioFrame(benchmark::State &state) {
     state.counters["primary rays/s"] =
         benchmark::Counter(static_cast<double>(renderer.primaryRays), benchmark::Counter::kIsRate);
 }
+
+// The argument is the antialiasing level: 0 one ray a pixel, 1 to 3 five,
+// nine and seventeen passes over every pixel (adaptive sampling off).
+void StudioFrame(benchmark::State &state) {
+    DemoScene studio("studio_demo.lws");
+    studio.host.scene.antialiasing = static_cast<int>(state.range(0));
+    studio.host.scene.adaptiveSampling = false;
+    RenderStudio(state, studio);
+}
 BENCHMARK(StudioFrame)->DenseRange(0, 3)->Unit(benchmark::kMillisecond);
 
 // The studio frame with motion blur over half a frame at the medium level:
@@ -39,14 +44,7 @@ void StudioFrameMotionBlur(benchmark::State &state) {
     scene.antialiasing = 2, scene.adaptiveSampling = false;
     scene.renderOptions |= LWROPT_MOTIONBLUR;
     scene.cameras.front()->blurLength = ConstantChannel(0.5);
-    Renderer renderer(studio.host);
-    RgbaImage image;
-    std::string error;
-    for (auto _ : state) {
-        if (!renderer.Render(6, &image, &error)) state.SkipWithError(error.c_str());
-        benchmark::DoNotOptimize(image.rgba.data());
-    }
-    state.counters["frames/s"] = benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+    RenderStudio(state, studio);
 }
 BENCHMARK(StudioFrameMotionBlur)->Unit(benchmark::kMillisecond);
 
