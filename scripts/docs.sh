@@ -28,6 +28,14 @@ font="DejaVu Sans,10"
 
 # A motion file's keys as rows: frame X Y Z H P B SX SY SZ.
 mot_rows() { awk 'NR > 4 { if ((NR - 5) % 2 == 0) v = $0; else { split($0, k, " "); print k[1], v } }' "$1"; }
+# labelled_row OUT "LABEL" IMAGE "LABEL" IMAGE ...: pictures side by side, each
+# with its caption under it.
+labelled_row() {
+    local target=$1 args=()
+    shift
+    while [ $# -gt 0 ]; do args+=(-label "$1" "$2"); shift 2; done
+    montage "${args[@]}" -font DejaVu-Sans -pointsize 13 -tile x1 -geometry +6+6 -background white "$target"
+}
 column_of() { case $1 in X) echo 2 ;; Y) echo 3 ;; Z) echo 4 ;; H) echo 5 ;; P) echo 6 ;; B) echo 7 ;;
     SX) echo 8 ;; SY) echo 9 ;; SZ) echo 10 ;; esac; }
 
@@ -109,7 +117,9 @@ sed '/^Plugin ItemMotionHandler 1 Objblur$/,/^EndPlugin$/d' examples/propeller_d
 cp examples/propeller.lwo "$work/"
 "$vesk" render "$work/plain_blur.lws" --frame 24 --size 320x240 -o "$work/plain.png" >/dev/null
 "$vesk" render examples/propeller_demo.lws --frame 24 --size 320x240 -o "$work/trail.png" >/dev/null
-convert "$work/plain.png" "$work/trail.png" -alpha off +append +repage "$out/objblur_render.png"
+convert "$work/plain.png" -alpha off "$work/plain.png"
+convert "$work/trail.png" -alpha off "$work/trail.png"
+labelled_row "$out/objblur_render.png" "the scene's motion blur" "$work/plain.png" "with Objblur" "$work/trail.png"
 
 # obj_drawing NAME SCENE OBJECT FRAME "VIEW" "TITLE" [STYLE] [AXES]: the object
 # as modelled beside the object displaced at FRAME, as wires (or points) seen
@@ -157,14 +167,6 @@ obj_drawing Dangle examples/dangle_demo.lws rope.lwo 48 "80, 10" "Dangle: a rope
 obj_drawing Poke examples/poke_demo.lws plane.lwo 60 "55, 25" "Poke: a floor dented by a rolling ball (height stretched)" \
     "lines lw 0.6" xy
 
-# labelled_row OUT "LABEL" IMAGE "LABEL" IMAGE ...: pictures side by side, each
-# with its caption under it.
-labelled_row() {
-    local target=$1 args=()
-    shift
-    while [ $# -gt 0 ]; do args+=(-label "$1" "$2"); shift 2; done
-    montage "${args[@]}" -font DejaVu-Sans -pointsize 13 -tile x1 -geometry +6+6 -background white "$target"
-}
 
 # Shaders: previews at two or three settings.
 settings() { # settings FILE PLUGIN "KEY VALUE" ...: a settings file of numbers ("@KEY N": a choice)
@@ -218,6 +220,23 @@ settings "$work/b2.txt" BladeBlur "RPM 200" "${blades[@]}"
 settings "$work/b3.txt" BladeBlur "RPM 1500" "${blades[@]}"
 for i in 1 2 3; do shade "$work/b$i.png" BladeBlur "$work/b$i.txt" --object examples/rotor_disc.lwo --frame 12; done
 labelled_row "$out/bladeblur.png" "20 RPM" "$work/b1.png" "200 RPM" "$work/b2.png" "1500 RPM" "$work/b3.png"
+# BladeBlur over a motion-blurred render: the rotor demo's crate and disc
+# keyed to fly right at 0.2 m a frame, rendered at frame 24 without and with
+# the scene's motion blur (half a frame, nine passes); BladeBlur at the spin-up
+# settings shades each pass at its own time over its exposure.
+awk '/^ObjectMotion/ { print; getline; print; getline; print "  2"; getline; split($0, k, " ");
+       x = k[1]; k[1] = x - 4.8; line = " "; for (i = 1; i <= 9; ++i) line = line " " k[i]; print line; getline; print "  0 1 0 0 0";
+       k[1] = x + 4.8; line = " "; for (i = 1; i <= 9; ++i) line = line " " k[i]; print line; print "  48 1 0 0 0"; next } { print }' \
+    examples/rotor_demo.lws >"$work/flying.lws"
+printf 'Antialiasing 2\nMotionBlur 1\nBlurLength 0.5\n' >>"$work/flying.lws"
+sed '/^MotionBlur 1$/d' "$work/flying.lws" >"$work/still.lws"
+cp examples/studio_crate.lwo examples/rotor_disc.lwo "$work/"
+for scene in still flying; do
+    "$vesk" render "$work/$scene.lws" --frame 24 --size 320x240 --shader Prop=BladeBlur:examples/rotor_spinup.txt \
+        -o "$work/$scene.png" >/dev/null
+    convert "$work/$scene.png" -alpha off "$work/$scene.png"
+done
+labelled_row "$out/bladeblur_motion_blur.png" "no motion blur" "$work/still.png" "motion blur, half a frame" "$work/flying.png"
 
 # Filters: the same frame before and after.
 before_after() { # before_after NAME BEFORE AFTER [ALPHA]: ALPHA "remove" shows the frames over white
@@ -268,7 +287,8 @@ cp examples/globe.lwo "$work/"
 printf 'BEGIN MARVEN_LABS_PLUGIN DropShadow\nVERSION 1\n BEGIN BUTTON ALPHA\n  CHECKED YES\n END\nEND MARVEN_LABS_PLUGIN DropShadow\n' >"$work/ds.txt"
 "$vesk" filter DropShadow --scene "$work/fields.lws" --settings "$work/ds.txt" --in "$work/fielded.png" --frame 12 -o "$work/shadowed.png" >/dev/null
 convert "$work/shadowed.png" -background white -alpha remove -crop 100x75+250+170 +repage -filter point -resize 400% "$work/crop.png"
-convert "$work/shadowed.png" -background white -alpha remove "$work/crop.png" +append +repage "$out/dropshadow_fields.png"
+convert "$work/shadowed.png" -background white -alpha remove "$work/shadowed.png"
+labelled_row "$out/dropshadow_fields.png" "fields, with DropShadow" "$work/shadowed.png" "enlarged" "$work/crop.png"
 
 echo "wrote $(ls "$out" | wc -l) pictures to $out"
 python3 scripts/manual_pages.py "$vesk" docs
