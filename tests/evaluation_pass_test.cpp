@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <optional>
 #include <sstream>
 
 #include "export/motion_export.h"
@@ -28,12 +29,9 @@ protected:
     std::string Bake(EmbeddedHost &on, Item &item, int end, bool inPass) {
         std::string path = ScratchPath("pass.mot");
         ExportRequest r{IdOf(&item), end, 1.0, false, on.scene.framesPerSecond, nullptr, nullptr};
-        if (inPass) {
-            EvaluationPass pass(on);
-            EXPECT_TRUE(ExportMotionFile(r, path.c_str()));
-        } else {
-            EXPECT_TRUE(ExportMotionFile(r, path.c_str()));
-        }
+        std::optional<EvaluationPass> pass;
+        if (inPass) pass.emplace(on);
+        EXPECT_TRUE(ExportMotionFile(r, path.c_str()));
         std::ifstream in(path, std::ios::binary);
         std::stringstream text;
         text << in.rdbuf();

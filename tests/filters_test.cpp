@@ -46,16 +46,13 @@ TEST_F(Rayleigh, FogsEachChannelByItsOwnFalloff) {
 }
 
 TEST_F(Rayleigh, AlphaModes) {
-    const std::string radio[3] = {" BEGIN RADIO ALPHA\n  SELECTION 0\n END RADIO ALPHA\n",
-                                  " BEGIN RADIO ALPHA\n  SELECTION 1\n END RADIO ALPHA\n",
-                                  " BEGIN RADIO ALPHA\n  SELECTION 2\n END RADIO ALPHA\n"};
     // At the clear distance: d = 0, the colour stays, but Replace Alpha writes 0.
-    Settings(h, instance, "Rayleigh", Number("NOFOG", 10) + radio[2]);
+    Settings(h, instance, "Rayleigh", Number("NOFOG", 10) + Radio("ALPHA", 2));
     EXPECT_EQ(Pixel(10), (std::array<int, 4>{100, 150, 200, 0}));
     double d = 1000, m = 1 - (std::exp(-1.0) + std::exp(-d / 3000) + std::exp(-d / 20000)) / 3;
-    Settings(h, instance, "Rayleigh", Number("NOFOG", 0) + radio[1]);
+    Settings(h, instance, "Rayleigh", Number("NOFOG", 0) + Radio("ALPHA", 1));
     EXPECT_EQ(Pixel(d, 51)[3], Byte(255 * (1 - (1 - 0.2) * (1 - m))));
-    Settings(h, instance, "Rayleigh", radio[2]);
+    Settings(h, instance, "Rayleigh", Radio("ALPHA", 2));
     EXPECT_EQ(Pixel(d, 51)[3], Byte(255 * m));
     // Max Distance below the clear distance: nothing is touched.
     Settings(h, instance, "Rayleigh", Number("NOFOG", 100) + Number("MAXFOG", 50));
