@@ -385,7 +385,7 @@ std::vector<double> EmbeddedHost::BlurPassTimes(int frame) {
     if (!(scene.renderOptions & LWROPT_MOTIONBLUR) || !camera) return {at};
     double blur = camera->blurLength.ValueAt(frame);
     if (blur <= 0) return {at};
-    const int count = std::max(5, scene.AntialiasingPasses());
+    const int count = scene.AntialiasingPasses(true);
     std::vector<double> times;
     for (int k = 0; k < count; ++k) times.push_back((frame - blur + blur * k / (count - 1)) / fps);
     return times;

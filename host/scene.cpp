@@ -131,9 +131,10 @@ double Scene::FilmHeight() const {
     return millimetres[filmSize < 0 || filmSize > 10 ? 2 : filmSize] / 1000;
 }
 
-int Scene::AntialiasingPasses() const {
+int Scene::AntialiasingPasses(bool sampled) const {
     const int passes[] = {1, 5, 9, 17};
-    return passes[antialiasing < 0 ? 0 : (antialiasing > 3 ? 3 : antialiasing)];
+    const int level = passes[antialiasing < 0 ? 0 : (antialiasing > 3 ? 3 : antialiasing)];
+    return sampled && level < passes[1] ? passes[1] : level;
 }
 
 void Scene::KeyedMotion(const Item &item, double time, double out[9]) const {

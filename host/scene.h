@@ -152,8 +152,10 @@ struct Scene {
     int filmSize = 2;
     double FilmHeight() const;
     int adaptiveThreshold = 8;
-    // The passes the antialiasing level renders: 1, or 5, 9 and 17.
-    int AntialiasingPasses() const;
+    // The passes the antialiasing level renders: 1, or 5, 9 and 17. Motion
+    // blur and depth of field need passes, so without antialiasing they
+    // render the low level's (sampled: true).
+    int AntialiasingPasses(bool sampled = false) const;
     int minSamplesPerPixel = 1, maxSamplesPerPixel = 1;
     std::array<int, 4> limitedRegion{};
     int recursionDepth = 16;

@@ -241,12 +241,15 @@ TEST(Renderer, AntialiasingCoversAnEdgeByItsArea) {
                 }
             // One ray cannot tell more than which side the centre lies; N passes
             // one row and one column of an N x N grid each.
-            if (level == 0) EXPECT_GT(worst, 0.4);
-            else EXPECT_LT(worst, 2 / passes[level] + 0.5 / 255) << "level " << level;
+            if (level == 0) {
+                EXPECT_GT(worst, 0.4);
+            } else {
+                EXPECT_LT(worst, 2 / passes[level] + 0.5 / 255) << "level " << level;
+            }
             // Adaptive: only the pixels beside the edge (a few a row) take the
             // later passes; the flat ones are exact from the first.
             const long later = static_cast<long>(passes[level] - 1);
-            if (!adaptive) EXPECT_EQ(renderer.primaryRays, (later + 1) * W * H) << level;
+            if (!adaptive) { EXPECT_EQ(renderer.primaryRays, (later + 1) * W * H) << level; }
             if (adaptive && level > 0) {
                 EXPECT_GE(renderer.primaryRays, W * H + later * edge) << level;
                 EXPECT_LE(renderer.primaryRays, W * H + later * 4 * H) << level;
@@ -283,7 +286,7 @@ TEST(Renderer, MotionBlurSpreadsAnEdgeOverTheBlurLength) {
             EXPECT_EQ(Red(im, static_cast<int>(from) - 2, y), 255) << "white before the sweep";
             EXPECT_EQ(Red(im, 21, y), 0) << "black past the edge's place at the frame";
         }
-        if (blurLength == 1) EXPECT_NE(Red(im, 16, 20) % 255, 0) << "inside the sweep: part of the passes";
+        if (blurLength == 1) { EXPECT_NE(Red(im, 16, 20) % 255, 0) << "inside the sweep: part of the passes"; }
         EXPECT_EQ(renderer.primaryRays, 17L * W * H);
         // An image filter after it is told the exposure: from frame 10 - B to 10.
         static double exposure[2];
@@ -355,7 +358,7 @@ TEST(Renderer, DepthOfFieldBlursByTheThinLens) {
             for (int x = 0; x < W; ++x)
                 if (Red(im, x, y) > 0) left = std::min(left, x), right = std::max(right, x);
         const double spread = right - left + 1;
-        if (!dof) EXPECT_NEAR(spread, side, 1.5) << "in focus everywhere";
+        if (!dof) { EXPECT_NEAR(spread, side, 1.5) << "in focus everywhere"; }
         if (dof) {
             EXPECT_LE(spread, side + c + 1.5) << "c " << c;
             EXPECT_GE(spread, side + 0.8 * c - 1.5) << "c " << c;

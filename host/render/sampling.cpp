@@ -75,18 +75,21 @@ bool Renderer::Shade(int frame, RgbaImage *out, std::string *error) {
         active = &st;
         return true;
     };
-    if (!prepare(times[0])) return false;
+    // Fields: the first in time half a frame before the frame, the second at
+    // its time (the host's own timing is not published: unconfirmed). The
+    // first field holds the even lines (counting the top line as 0), or with
+    // ReverseFields the odd ones. The scene is first built for the rows
+    // rendered first.
+    const double half = fields ? 0.5 / scene.framesPerSecond : 0;
+    if (!prepare(times[0] - half)) return false;
     const int w = st.width, h = st.height;
     out->width = w, out->height = h;
     size_t n = static_cast<size_t>(w) * h;
     out->rgba.assign(n * 4, 0);
     out->depth.assign(n, kBackdropDepth);
     for (auto &buffer : out->buffers) buffer.assign(n, 0);
-    // Depth of field without antialiasing takes the low level's passes, as
-    // motion blur does.
-    const int dof = (scene.renderOptions & LWROPT_DEPTHOFFIELD) ? 5 : 1;
-    const std::vector<std::array<double, 2>> offsets =
-        SubpixelOffsets(blur ? static_cast<int>(times.size()) : std::max(dof, scene.AntialiasingPasses()));
+    const std::vector<std::array<double, 2>> offsets = SubpixelOffsets(
+        blur ? static_cast<int>(times.size()) : scene.AntialiasingPasses(scene.renderOptions & LWROPT_DEPTHOFFIELD));
     const int passes = static_cast<int>(offsets.size());
     std::vector<float> sum(passes > 1 ? n * 4 : 0);
     auto sample = [&](int x, int y, int pass, Vec *colour, double *alpha, SpotRecord *r) {
@@ -152,8 +155,8 @@ bool Renderer::Shade(int frame, RgbaImage *out, std::string *error) {
         // Adaptive sampling looks at the first pass alone, so it is left out
         // under motion blur (a moving edge crosses pixels that look flat at one
         // time) and depth of field (a blurred edge spreads over flat ones).
-        const std::vector<bool> more =
-            NeedsPasses(*out, scene, !blur && dof == 1 && scene.adaptiveSampling, first, step);
+        const bool focus = scene.renderOptions & LWROPT_DEPTHOFFIELD;
+        const std::vector<bool> more = NeedsPasses(*out, scene, !blur && !focus && scene.adaptiveSampling, first, step);
         for (int p = 1; p < passes; ++p) {
             if (blur && !prepare(times[p] + shift)) return false;
             for (int y = first; y < h; y += step)
@@ -175,12 +178,8 @@ bool Renderer::Shade(int frame, RgbaImage *out, std::string *error) {
                         out->rgba[at * 4 + c] = static_cast<unsigned char>(sum[at * 4 + c] / passes * 255 + 0.5);
         return true;
     };
+    // The filters after it see the scene at the frame's own time.
     if (!fields) return rows(0, 1, 0) && (!blur || prepare(times[0]));
-    // Fields: the first in time half a frame before the frame, the second at
-    // its time (the host's own timing is not published: unconfirmed). The
-    // first field holds the even lines (counting the top line as 0), or with
-    // ReverseFields the odd ones. The filters after it see the frame's time.
-    const double half = 0.5 / scene.framesPerSecond;
     const int early = scene.reverseFields ? 1 : 0;
-    return rows(early, 2, -half) && rows(1 - early, 2, 0) && prepare(times[0]);
+    return rows(early, 2, -half) && rows(1 - early, 2, 0) && (!blur || prepare(times[0]));
 }
