@@ -156,10 +156,6 @@ TEST_F(Acid, FlagsAndDescriptions) {
     EXPECT_EQ(h->flags(nullptr), 0u);
 }
 
-}  // namespace
-
-namespace {
-
 TEST_F(Acid, TheNoiseAsListed) {
     // One octave of "Breakup" at size 1 samples the noise at the spot itself:
     // P = s(v), v = 1 / (1 + exp(-1.702 N / 0.2701)) at coverage 50 % and

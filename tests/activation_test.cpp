@@ -156,10 +156,6 @@ TEST_F(Activation, InterfaceNeedsBindingAndAnInstance) {
 }
 
 
-}  // namespace
-
-namespace {
-
 // A stand-in server of the old kind: accepts only the versions it was built
 // for, and notes each version offered and the room its record had.
 struct OldServer {
@@ -216,10 +212,6 @@ TEST(Negotiation, OffersThreeThenTwoThenOneAsLayoutDoes) {
         }
     }
 }
-
-}  // namespace
-
-namespace {
 
 TEST(Negotiation, TheStartUpFunctionIsOptional) {
     static ServerRecord none[] = {{nullptr, nullptr, nullptr}};

@@ -21,12 +21,6 @@
 
 namespace {
 
-std::string FileText(const std::string &path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 class Dialogs : public PluginTest {
 protected:
@@ -156,10 +150,6 @@ TEST_F(Dialogs, ItemSelectionReplacesTheItems) {
     (void)zed;
     SharedDestroy(p);
 }
-
-}  // namespace
-
-namespace {
 
 TEST(Progress, PercentIsHeldToTheBar) {
     char text[16];

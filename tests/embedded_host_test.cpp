@@ -160,10 +160,6 @@ TEST(EmbeddedHost, CameraFieldOfViewFollowsZoom) {
     EXPECT_NEAR(h * 180 / M_PI, 45.2, 0.05);
 }
 
-}  // namespace
-
-namespace {
-
 TEST(EmbeddedHost, AFileRequestsMarkAsksForSavingOrLoading) {
     EmbeddedHost host;
     auto *request = reinterpret_cast<int (*)(const char *, char *, char *, char *, int)>(
@@ -184,10 +180,6 @@ TEST(EmbeddedHost, AFileRequestsMarkAsksForSavingOrLoading) {
         EXPECT_EQ(host.fileRequests.back().name, c.shown) << c.name;
     }
 }
-
-}  // namespace
-
-namespace {
 
 // Two motion handlers of a module of the 5.0 era's kind: Lift (version 3)
 // raises its item 10 m; Reader (version 2) notes what getParam tells it.

@@ -248,10 +248,6 @@ TEST_F(Enviro, AnObjectAppearsWhereItsDirectionMaps) {
     }
 }
 
-}  // namespace
-
-namespace {
-
 TEST_F(Enviro, FillsBlackByDefault) {
     // Outside the cross with the fill left at its default: black, clear.
     V d;

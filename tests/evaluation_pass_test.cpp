@@ -32,10 +32,7 @@ protected:
         std::optional<EvaluationPass> pass;
         if (inPass) pass.emplace(on);
         EXPECT_TRUE(ExportMotionFile(r, path.c_str()));
-        std::ifstream in(path, std::ios::binary);
-        std::stringstream text;
-        text << in.rdbuf();
-        return text.str();
+        return FileText(path);
     }
     // Every object, light and camera of the scene, over its first 30 frames.
     void BakesAgree(EmbeddedHost &on, const std::string &path) {
@@ -116,10 +113,6 @@ TEST_F(EvaluationPasses, TheTrackDemoWorksOutEachKeyOnce) {
     EXPECT_GE(without, 3 * with) << without << " against " << with;
 }
 
-}  // namespace
-
-namespace {
-
 TEST_F(EvaluationPasses, StackedIntegratorsBakeTheSameInAFractionOfTheWork) {
     // Three Speedlimits on one car: each integrates the motion before it from
     // time 0 at every step. Outside a pass every step redoes the ones before
@@ -181,10 +174,6 @@ TEST_F(EvaluationPasses, StackedSimulationsAreStoppedAtTheQuestionLimitAndSaySo)
     host.motionQuestionLimit = 5000000;
     EXPECT_EQ(Bake(*antenna, 30, true), threeWhips);  // nothing of the refused question was kept
 }
-
-}  // namespace
-
-namespace {
 
 // The car demo: a car under Speedlimit and four Wheelie wheels, the rig whose
 // bake once grew with the cube of the shot's length.
@@ -273,10 +262,7 @@ TEST_F(CarShots, AWheelAskingWhereItIsGetsItsMotionBeforeTheAskingPlugin) {
     // which the cycle rule answers with the motion before that Wheelie:
     // through the Speedlimit only when it comes first. Kept placements must
     // tell each asking plug-in apart and agree with no memory.
-    std::ifstream in(std::string(VESK_SOURCE_DIR) + "/examples/car_demo.lws");
-    std::stringstream text;
-    text << in.rdbuf();
-    const std::string demo = text.str();
+    const std::string demo = FileText(std::string(VESK_SOURCE_DIR) + "/examples/car_demo.lws");
     const std::string keyed = "  1\n  1.2 0.35 0.8 0 0 0 1 1 1\n  0 0 0 0 0\n";
     const std::string driven = "  2\n  1.2 0.35 0.8 0 0 0 1 1 1\n  0 0 0 0 0\n  9.2 0.35 0.8 0 0 0 1 1 1\n  48 0 0 0 0\n";
     const std::string wheelie = "Plugin ItemMotionHandler 1 Wheelie\nBEGIN MARVEN_LABS_PLUGIN Wheelie!\nVERSION 1\n"
@@ -308,10 +294,7 @@ TEST_F(CarShots, AWheelAskingWhereItIsGetsItsMotionBeforeTheAskingPlugin) {
 }
 
 TEST_F(CarShots, AMissingWheelIsNamedOnce) {
-    std::ifstream in(std::string(VESK_SOURCE_DIR) + "/examples/car_demo.lws");
-    std::stringstream text;
-    text << in.rdbuf();
-    std::string scene = text.str();
+    std::string scene = FileText(std::string(VESK_SOURCE_DIR) + "/examples/car_demo.lws");
     for (size_t at; (at = scene.find("LoadObject wheel.lwo")) != std::string::npos;)
         scene.replace(at, 20, "LoadObject lost_wheel.lwo");
     std::string error;

@@ -55,10 +55,7 @@ protected:
         std::string path = ScratchPath("vesk_export.mot");
         ExportRequest r{IdOf(&item), end, 1.0, parent, host.scene.framesPerSecond, nullptr, nullptr};
         EXPECT_TRUE(ExportMotionFile(r, path.c_str()));
-        std::ifstream in(path, std::ios::binary);
-        std::stringstream text;
-        text << in.rdbuf();
-        return text.str();
+        return FileText(path);
     }
 };
 

@@ -17,10 +17,7 @@ protected:
     Rayleigh() : InstanceTest("Rayleigh") {}
     // One pixel of colour (100, 150, 200), alpha a, at a depth.
     std::array<int, 4> Pixel(double depth, int a = 128) {
-        RgbaImage image;
-        image.width = image.height = 1;
-        image.rgba = {100, 150, 200, static_cast<unsigned char>(a)};
-        image.depth = {static_cast<float>(depth)};
+        RgbaImage image{1, 1, {100, 150, 200, static_cast<unsigned char>(a)}, {static_cast<float>(depth)}};
         std::string error;
         EXPECT_TRUE(RunPixelFilter(h, instance, &image, 0, 0, &error)) << error;
         return {image.rgba[0], image.rgba[1], image.rgba[2], image.rgba[3]};
@@ -65,10 +62,7 @@ TEST_F(Rayleigh, AnimatedFalloffsStopAtAThousandth) {
              std::string(" BEGIN NUM RLENGTH\n  ANIMATE LINEAR\n VALUE 1\n  LINEAR -1\n END\n") + Number("MAXFOG", 99999) +
                  Number("NOFOG", 0) + Toggle("DISABLE", false));
     host.scene.framesPerSecond = 1;
-    RgbaImage image;
-    image.width = image.height = 1;
-    image.rgba = {100, 150, 200, 255};
-    image.depth = {0.002f};
+    RgbaImage image{1, 1, {100, 150, 200, 255}, {0.002f}};
     std::string error;
     ASSERT_TRUE(RunPixelFilter(h, instance, &image, 5, 5.0, &error)) << error;  // frame 5: 1 - 4 = -3
     EXPECT_EQ(image.rgba[0], Byte(38 * (1 - std::exp(-2.0)) + std::exp(-2.0) * 100));
@@ -88,11 +82,7 @@ protected:
     LWInstance &shadow = instance;
     std::vector<unsigned char> Run(const std::vector<unsigned char> &rgba, int w, int hgt, const ShadowSettings &s) {
         host.scene.renderOptions = s.fields ? LWROPT_FIELDS : 0;
-        RgbaImage image;
-        image.width = w;
-        image.height = hgt;
-        image.rgba = rgba;
-        return ImageFilterTest::Run(image, Number("XOFF", s.xOffset) + Number("YOFF", s.yOffset) +
+        return ImageFilterTest::Run(RgbaImage{w, hgt, rgba}, Number("XOFF", s.xOffset) + Number("YOFF", s.yOffset) +
                                                Number("BLUR", s.softness) + Number("STRENGTH", s.opacity) +
                                                Toggle("ALPHA", s.addToAlpha) + " BEGIN COLOR COLOR\n  RED " +
                                                std::to_string(s.colour[0]) + "\n  GREEN " + std::to_string(s.colour[1]) +
@@ -183,10 +173,6 @@ TEST_F(DropShadow, DocumentedCases) {
     EXPECT_GT(at(faded, 10, 0), at(faded, 10, 20)) << "weaker shadow (lighter) at the top border";
 }
 
-}  // namespace
-
-namespace {
-
 const PreviewControl *PreviewOf(LWInstance instance) {
     auto *p = static_cast<PluginInstance *>(instance);
     p->panel->afterLoad(p);  // as the window does when it opens
@@ -245,10 +231,6 @@ TEST_F(DropShadow, PreviewShowsTheShadowAsSet) {
     EXPECT_EQ(darkened(Toggle("DISABLE", true), &none), 0);
 }
 
-}  // namespace
-
-namespace {
-
 // A pixel filter of version 2, as the 5.0 kit built them: what it finds in
 // its access.
 struct VersionTwoFilter {
@@ -287,9 +269,7 @@ TEST(OlderHandlers, AVersionTwoPixelFilterGetsTheVersionTwoAccess) {
     auto *h = static_cast<const PixelFilterHandler *>(host.Handler("PixelFilterHandler", "Old", &error, &version));
     ASSERT_NE(h, nullptr) << error;
     EXPECT_EQ(version, 2);
-    RgbaImage image;
-    image.width = image.height = 1;
-    image.rgba.assign(4, 0);
+    RgbaImage image{1, 1, std::vector<unsigned char>(4, 0)};
     image.buffers[LWBUF_SHADING].assign(1, 0.5f);
     image.buffers[LWBUF_DIFFSHADE].assign(1, 0.5f);
     ASSERT_TRUE(RunPixelFilter(h, nullptr, &image, 0, 0, &error)) << error;
@@ -298,10 +278,6 @@ TEST(OlderHandlers, AVersionTwoPixelFilterGetsTheVersionTwoAccess) {
     EXPECT_EQ(VersionTwoFilter::shading, 128);  // a shading of one half as a byte (127.5 rounds up)
     EXPECT_EQ(VersionTwoFilter::diffuse, 0);    // no diffuse shading buffer before version 3
 }
-
-}  // namespace
-
-namespace {
 
 // An image filter that reports every line to its monitor and stops when told,
 // as the host maker's samples do.
@@ -341,9 +317,7 @@ TEST(OlderHandlers, AnImageFiltersMonitorShowsProgressAndStopsItWhenAsked) {
             seen.push_back({done, total});
             return c.stopAfter == 0 || done < c.stopAfter;
         };
-        RgbaImage image;
-        image.width = 3, image.height = 6;
-        image.rgba.assign(3 * 6 * 4, 0);
+        RgbaImage image{3, 6, std::vector<unsigned char>(3 * 6 * 4, 0)};
         std::string error;
         EXPECT_EQ(RunImageFilter(&h, nullptr, &image, 0, 0, &error), c.finished);
         EXPECT_EQ(CountingFilter::lines, c.lines);

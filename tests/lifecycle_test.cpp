@@ -135,10 +135,7 @@ TEST_F(Frame, FileButtonsWriteCrLfAndShareOneMemory) {
     ASSERT_EQ(host.fileRequests.size(), 1u);
     EXPECT_EQ(host.fileRequests[0].hail, "Write plugin data to file");
     EXPECT_EQ(host.fileRequests[0].name, "*.*");
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    std::string file = text.str();
+    std::string file = FileText(path);
     EXPECT_EQ(file.rfind("BEGIN MARVEN_LABS_PLUGIN Sample\r\n", 0), 0u);
     EXPECT_NE(file.find("\n\r\n"), std::string::npos) << "the saved-date line's own line end";
     EXPECT_NE(file.find(" BEGIN NUM DELAY\r\n VALUE 6.5\r\n END\r\n"), std::string::npos);

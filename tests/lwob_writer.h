@@ -1,5 +1,7 @@
-// Writes a small LWOB object file (its points only) for plug-ins that measure
-// objects from their files; `formType` other than "LWOB" makes a broken one.
+// Writes small LWOB object files: `WriteLwob` its points only, for plug-ins
+// that measure objects from their files (`formType` other than "LWOB" makes a
+// broken one); the `Lwob` pieces build any other chunk, big-endian as the
+// format is.
 #pragma once
 
 #include <array>
@@ -8,21 +10,34 @@
 #include <string>
 #include <vector>
 
+namespace Lwob {
+inline std::string U32(uint32_t v) { return {char(v >> 24), char(v >> 16), char(v >> 8), char(v)}; }
+inline std::string U16(unsigned v) { return {char(v >> 8), char(v)}; }
+inline std::string F32(double d) {
+    float f = static_cast<float>(d);
+    uint32_t bits;
+    std::memcpy(&bits, &f, 4);
+    return U32(bits);
+}
+inline std::string Pad(const std::string &body) { return body.size() % 2 ? std::string(1, '\0') : ""; }
+inline std::string Chunk(const std::string &id, const std::string &body) {
+    return id + U32(static_cast<uint32_t>(body.size())) + body + Pad(body);
+}
+inline std::string SubChunk(const std::string &id, const std::string &body) {
+    return id + U16(static_cast<unsigned>(body.size())) + body + Pad(body);
+}
+inline std::string Points(const std::vector<std::array<double, 3>> &points) {
+    std::string bytes;
+    for (const auto &p : points)
+        for (double c : p) bytes += F32(c);
+    return Chunk("PNTS", bytes);
+}
+inline void Write(const std::string &path, const std::string &chunks, const char *formType = "LWOB") {
+    std::ofstream(path, std::ios::binary) << Chunk("FORM", formType + chunks);
+}
+}  // namespace Lwob
+
 inline void WriteLwob(const std::string &path, const std::vector<std::array<double, 3>> &points,
                       const char *formType = "LWOB") {
-    std::ofstream f(path, std::ios::binary);
-    auto word = [&](unsigned v) { f.put(char(v >> 24)).put(char(v >> 16)).put(char(v >> 8)).put(char(v)); };
-    unsigned size = static_cast<unsigned>(points.size() * 12);
-    f.write("FORM", 4);
-    word(4 + 8 + size);
-    f.write(formType, 4);
-    f.write("PNTS", 4);
-    word(size);
-    for (const auto &p : points)
-        for (double c : p) {
-            float v = static_cast<float>(c);
-            unsigned bits;
-            std::memcpy(&bits, &v, 4);
-            word(bits);
-        }
+    Lwob::Write(path, Lwob::Points(points), formType);
 }

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -19,6 +21,14 @@ extern "C" ModuleDescriptor _mod_descrip;
 inline std::string ScratchPath(const std::string &name) {
     const auto *test = ::testing::UnitTest::GetInstance()->current_test_info();
     return ::testing::TempDir() + test->test_suite_name() + "." + test->name() + "." + name;
+}
+
+// A whole file as it is on disk; empty when it cannot be read.
+inline std::string FileText(const std::string &path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
 }
 
 class ModuleTest : public ::testing::Test {

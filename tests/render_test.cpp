@@ -12,6 +12,7 @@
 
 #include "host/render/renderer.h"
 #include "host/scene_file.h"
+#include "lwob_writer.h"
 #include "plugin_harness.h"
 
 namespace {
@@ -48,15 +49,21 @@ struct RenderScene {
         l.SetRest(position, hpb);
         return l;
     }
-    RgbaImage Shade(Renderer *r = nullptr) {
+    RgbaImage Shade(Renderer *r = nullptr, LWFrame frame = 0) {
         Renderer own(host);
         Renderer &use = r ? *r : own;
         RgbaImage image;
         std::string error;
-        EXPECT_TRUE(use.Shade(0, &image, &error)) << error;
+        EXPECT_TRUE(use.Shade(frame, &image, &error)) << error;
         return image;
     }
 };
+
+// A surface that shows its own colour whatever the light.
+Item &Luminous(Item &object) {
+    object.geometry.surfaces[0].luminosity = 1, object.geometry.surfaces[0].diffuse = 0;
+    return object;
+}
 
 // A quad facing the camera (its points clockwise as the camera sees them).
 std::vector<int> Quad(int a) { return {a, a + 1, a + 2, a + 3}; }
@@ -222,10 +229,9 @@ TEST(Renderer, AntialiasingCoversAnEdgeByItsArea) {
     for (int level = 0; level <= 3; ++level)
         for (bool adaptive : {false, true}) {
             RenderScene r(W, H);
-            Item &half = r.Object("Half", {world(-500, -200), world(a + b * -200, -200), world(a + b * 240, 240),
-                                           world(-500, 240)},
-                                  {Quad(0)});
-            half.geometry.surfaces[0].luminosity = 1, half.geometry.surfaces[0].diffuse = 0;
+            Luminous(r.Object("Half", {world(-500, -200), world(a + b * -200, -200), world(a + b * 240, 240),
+                                       world(-500, 240)},
+                              {Quad(0)}));
             r.s.antialiasing = level;
             r.s.adaptiveSampling = adaptive, r.s.adaptiveThreshold = 8;
             Renderer renderer(r.host);
@@ -257,27 +263,30 @@ TEST(Renderer, AntialiasingCoversAnEdgeByItsArea) {
         }
 }
 
+// A luminous white half-plane at z = 10, left of x = 0 in its own
+// coordinates, keyed to move 1 m a frame to the right (linear) from x = -10
+// at frame 0, its keys `lag` frames later.
+void MovingHalfPlane(RenderScene &r, double lag) {
+    Item &half = Luminous(r.Object("Half", {{-500, 500, 10}, {0, 500, 10}, {0, -500, 10}, {-500, -500, 10}}, {Quad(0)}));
+    half.SetRest({-10 - lag, 0, 0});
+    half.AddKey(20, {10 - lag, 0, 0, 0, 0, 0, 1, 1, 1}, true);
+    half.motion[kPosX].keys[0].linear = true;
+}
+
 TEST(Renderer, MotionBlurSpreadsAnEdgeOverTheBlurLength) {
-    // A luminous white half-plane at z = 10 (left of x = 0 in its own
-    // coordinates) keyed to move 1 m a frame to the right: 6.4 pixels a frame
-    // at 40 x 40 and zoom 3.2. At frame 10 its edge stands at pixel 20; a
+    // The moving half-plane: 6.4 pixels a frame at 40 x 40 and zoom 3.2. At frame 10 its edge stands at pixel 20; a
     // blur length of B frames sweeps it from 20 - 6.4 B, evenly over the
     // passes, so a row shows the edge's mean place, 20 - 3.2 B pixels of white.
     const int W = 40, H = 40;
     for (double blurLength : {0.0, 0.5, 1.0}) {
         RenderScene r(W, H);
-        Item &half = r.Object("Half", {{-500, 500, 10}, {0, 500, 10}, {0, -500, 10}, {-500, -500, 10}}, {Quad(0)});
-        half.geometry.surfaces[0].luminosity = 1, half.geometry.surfaces[0].diffuse = 0;
-        half.SetRest({-10, 0, 0});
-        half.AddKey(20, {10, 0, 0, 0, 0, 0, 1, 1, 1}, true);
-        half.motion[kPosX].keys[0].linear = true;
+        MovingHalfPlane(r, 0);
         r.s.antialiasing = 3;
         if (blurLength > 0) r.s.renderOptions |= LWROPT_MOTIONBLUR;
         r.s.cameras[0]->blurLength = ConstantChannel(blurLength);
         Renderer renderer(r.host);
-        RgbaImage im;
+        RgbaImage im = r.Shade(&renderer, 10);
         std::string error;
-        ASSERT_TRUE(renderer.Shade(10, &im, &error)) << error;
         const double from = 20 - 6.4 * blurLength;
         for (int y : {3, 20, 37}) {
             double white = 0;
@@ -309,18 +318,10 @@ TEST(Renderer, FieldsInterleaveTwoTimes) {
     const int W = 40, H = 40;
     auto render = [&](double keyShift, bool fields, bool reverse) {
         RenderScene r(W, H);
-        Item &half = r.Object("Half", {{-500, 500, 10}, {0, 500, 10}, {0, -500, 10}, {-500, -500, 10}}, {Quad(0)});
-        half.geometry.surfaces[0].luminosity = 1, half.geometry.surfaces[0].diffuse = 0;
-        half.SetRest({-10 - keyShift, 0, 0});
-        half.AddKey(20, {10 - keyShift, 0, 0, 0, 0, 0, 1, 1, 1}, true);
-        half.motion[kPosX].keys[0].linear = true;
+        MovingHalfPlane(r, keyShift);
         if (fields) r.s.renderOptions |= LWROPT_FIELDS;
         r.s.reverseFields = reverse;
-        Renderer renderer(r.host);
-        RgbaImage im;
-        std::string error;
-        EXPECT_TRUE(renderer.Shade(10, &im, &error)) << error;
-        return im;
+        return r.Shade(nullptr, 10);
     };
     const RgbaImage now = render(0, false, false), earlier = render(0.5, false, false);
     ASSERT_NE(now.rgba, earlier.rgba) << "the edge moved 3.2 pixels in half a frame";
@@ -346,8 +347,7 @@ TEST(Renderer, DepthOfFieldBlursByTheThinLens) {
     const double c = A * F * std::fabs(z - D) / (z * (D - F)) / 0.01529 * H, side = 0.02 / z * 3.2 * H;
     for (bool dof : {false, true}) {
         RenderScene r(W, H);
-        Item &dot = r.Object("Dot", Square(-0.02, -0.02, 0.02, 0.02, z), {Quad(0)});
-        dot.geometry.surfaces[0].luminosity = 1, dot.geometry.surfaces[0].diffuse = 0;
+        Luminous(r.Object("Dot", Square(-0.02, -0.02, 0.02, 0.02, z), {Quad(0)}));
         r.s.antialiasing = 3;
         if (dof) r.s.renderOptions |= LWROPT_DEPTHOFFIELD;
         r.s.cameras[0]->focalDistance = ConstantChannel(D);
@@ -385,8 +385,7 @@ TEST(Renderer, EachSpotKnowsItsPolygonAndPlace) {
     RenderScene r(W, H);
     Item &pair = r.Object("Pair", {{-3, 2, 10}, {0, 2, 10}, {0, -2, 10}, {-3, -2, 10}, {3, 2, 10}, {3, -2, 10}},
                           {{0, 1, 2, 3}, {1, 4, 5, 2}});
-    pair.SetRest({1, 0, 0});  // moved right: object and world positions differ by 1 in x
-    pair.geometry.surfaces[0].luminosity = 1, pair.geometry.surfaces[0].diffuse = 0;
+    Luminous(pair).SetRest({1, 0, 0});  // moved right: object and world positions differ by 1 in x
     ShaderHandler handler{};
     handler.init = NoError, handler.cleanup = Nothing, handler.newTime = NoTime;
     handler.evaluate = Record, handler.flags = ColourOnly;
@@ -408,37 +407,17 @@ TEST(Renderer, EachSpotKnowsItsPolygonAndPlace) {
     }
 }
 
-}  // namespace
-
-namespace {
-
 class RenderShaders : public PluginTest {};
 
 // An LWOB file of one quad facing the camera, its surface "Skin" red with
 // the given shader block.
 void WriteSkinnedQuad(const std::string &path, const std::string &server, const std::string &data) {
-    auto u32 = [](uint32_t v) { return std::string{char(v >> 24), char(v >> 16), char(v >> 8), char(v)}; };
-    auto u16 = [](unsigned v) { return std::string{char(v >> 8), char(v)}; };
-    auto f32 = [&](float f) {
-        uint32_t bits;
-        std::memcpy(&bits, &f, 4);
-        return u32(bits);
-    };
-    auto chunk = [&](const std::string &id, const std::string &body) {
-        return id + u32(static_cast<uint32_t>(body.size())) + body + (body.size() % 2 ? std::string(1, '\0') : "");
-    };
-    auto sub = [&](const std::string &id, const std::string &body) {
-        return id + u16(static_cast<unsigned>(body.size())) + body + (body.size() % 2 ? std::string(1, '\0') : "");
-    };
-    std::string points;
-    for (V p : Square(-2, -2, 2, 2, 10))
-        for (double c : p) points += f32(static_cast<float>(c));
-    std::string name = server + std::string(1, '\0') + (server.size() % 2 ? "" : std::string(1, '\0'));
-    std::string surf = std::string("Skin\0\0", 6) + sub("COLR", std::string("\xc8\x3c\x28\0", 4)) +
-                       sub("VLUM", f32(1)) + sub("VDIF", f32(0)) + sub("SHDR", name) + sub("SDAT", data);
-    std::string body = "LWOB" + chunk("PNTS", points) + chunk("SRFS", std::string("Skin\0\0", 6)) +
-                       chunk("POLS", u16(4) + u16(0) + u16(1) + u16(2) + u16(3) + u16(1)) + chunk("SURF", surf);
-    std::ofstream(path, std::ios::binary) << "FORM" << u32(static_cast<uint32_t>(body.size())) << body;
+    using namespace Lwob;
+    const std::string skin("Skin\0\0", 6), name = server + std::string(2 - server.size() % 2, '\0');
+    const std::string surf = skin + SubChunk("COLR", std::string("\xc8\x3c\x28\0", 4)) + SubChunk("VLUM", F32(1)) +
+                             SubChunk("VDIF", F32(0)) + SubChunk("SHDR", name) + SubChunk("SDAT", data);
+    Write(path, Points(Square(-2, -2, 2, 2, 10)) + Chunk("SRFS", skin) +
+                    Chunk("POLS", U16(4) + U16(0) + U16(1) + U16(2) + U16(3) + U16(1)) + Chunk("SURF", surf));
 }
 
 TEST_F(RenderShaders, AShaderFromTheObjectFileShadesAsOneGivenByName) {
@@ -482,10 +461,6 @@ TEST_F(RenderShaders, AShaderFromTheObjectFileShadesAsOneGivenByName) {
     h->destroy(boost);
 }
 
-}  // namespace
-
-namespace {
-
 // A pixel filter of the test's own that reads the render's buffers and casts
 // a ray straight ahead from the camera through its sample.
 struct Sampled {
@@ -495,9 +470,6 @@ struct Sampled {
 };
 std::map<std::pair<int, int>, Sampled> sampled;
 unsigned askFlags = 0;
-LWError NoErr(LWInstance) { return nullptr; }
-void NoCleanup(LWInstance) {}
-LWError NoNewTime(LWInstance, LWFrame, LWTime) { return nullptr; }
 unsigned Asked(LWInstance) { return askFlags; }
 void Sample(LWInstance, const PixelAccess *pa) {
     Sampled s{};
@@ -521,7 +493,7 @@ TEST(Renderer, PixelFiltersSeeTheRendersBuffersAndRays) {
     Renderer renderer(r.host);
     RgbaImage image = r.Shade(&renderer);
     PixelFilterHandler filter{};
-    filter.init = NoErr, filter.cleanup = NoCleanup, filter.newTime = NoNewTime;
+    filter.init = NoError, filter.cleanup = Nothing, filter.newTime = NoTime;
     filter.evaluate = Sample, filter.flags = Asked;
     for (unsigned flags : {0u, static_cast<unsigned>(LWPFF_RAYTRACE)}) {
         askFlags = flags;

@@ -49,10 +49,7 @@ TEST_F(SceneFiles, EveryCutOfARealSceneLoadsOrSaysWhere) {
     for (const char *name : {"nxng-experiments/sparks.lws", "nxng-experiments/planet.lws", "nxng-experiments/hnoize.lws",
                              "demo-couloir-14/titles/titles.lws", "aminet-JumpingBall/JumpingBall/scenes/JumpingBall.scene",
                              "nxng-experiments/gus.lws"}) {
-        std::ifstream in(kReal + name, std::ios::binary);
-        std::stringstream whole;
-        whole << in.rdbuf();
-        const std::string text = whole.str();
+        const std::string text = FileText(kReal + name);
         size_t items = 0;
         {
             EmbeddedHost all;
@@ -257,10 +254,7 @@ TEST(MotionFiles, ReadTheRealFilesAndRefuseDamagedOnes) {
 TEST(MotionFiles, EveryCutOfARealMotionIsRefused) {
     // A motion file has no optional part: any shorter piece is damaged.
     for (const char *name : {"nxng-experiments/bot.mot", "demo-couloir-14/titles/cam.mot", "nxng-experiments/l.mot"}) {
-        std::ifstream in(kReal + name, std::ios::binary);
-        std::stringstream whole;
-        whole << in.rdbuf();
-        const std::string text = whole.str();
+        const std::string text = FileText(kReal + name);
         std::vector<Channel> nine;
         std::string error;
         ASSERT_TRUE(ReadMotionText(text, name, &nine, &error)) << error;
