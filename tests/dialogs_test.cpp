@@ -37,8 +37,7 @@ protected:
 };
 
 TEST_F(Dialogs, ExportMotionWritesWhatBakeWrites) {
-    std::string error;
-    ASSERT_TRUE(LoadSceneFile(host, std::string(VESK_SOURCE_DIR) + "/examples/track_demo.lws", &error)) << error;
+    ASSERT_TRUE(SceneLoads(host, "track_demo.lws"));
     Item &camera = *host.scene.cameras.front();
     auto *track = static_cast<PluginInstance *>(camera.motionPlugins[0].instance);
     track->panel->ownerItem = IdOf(&camera);

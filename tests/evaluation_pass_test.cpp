@@ -77,8 +77,7 @@ TEST_F(EvaluationPasses, ItemsThatTrackEachOther) {
                        null("A", "  0 0 0 0 0 0 1 1 1\n  0 0 0 0 0\n  5 2 8 0 0 0 1 1 1\n  20 0 0 0 0\n") + track("B", 2) +
                        null("B", "  4 0 3 0 0 0 1 1 1\n  0 0 0 0 0\n  -3 1 6 0 0 0 1 1 1\n  20 0 0 0 0\n") + track("A", 0) +
                        null("C", "  0 5 0 0 0 0 1 1 1\n  0 0 0 0 0\n  1 5 1 0 0 0 1 1 1\n  20 0 0 0 0\n") + track("A", 1);
-    std::string error;
-    ASSERT_TRUE(LoadSceneText(host, text, "cycle.lws", &error)) << error;
+    ASSERT_TRUE(SceneLoads(host, "cycle.lws", &text));
     for (const char *order : {"ABC", "CBA", "BCA"})
         for (const char *name = order; *name; ++name) {
             Item *item = nullptr;
@@ -98,8 +97,7 @@ TEST_F(EvaluationPasses, ItemsThatTrackEachOther) {
 }
 
 TEST_F(EvaluationPasses, TheTrackDemoWorksOutEachKeyOnce) {
-    std::string error;
-    ASSERT_TRUE(LoadSceneFile(host, std::string(VESK_SOURCE_DIR) + "/examples/track_demo.lws", &error)) << error;
+    ASSERT_TRUE(SceneLoads(host, "track_demo.lws"));
     Item &camera = *host.scene.cameras.front();
     long before = host.motionEvaluations;
     Bake(camera, 120, false);
@@ -126,8 +124,7 @@ TEST_F(EvaluationPasses, StackedIntegratorsBakeTheSameInAFractionOfTheWork) {
         text += "Plugin ItemMotionHandler " + std::to_string(i) + " Speedlimit\nBEGIN MARVEN_LABS_PLUGIN Speedlimit\n"
                 "VERSION 1\n BEGIN RADIO VEL\n  SELECTION 1\n END RADIO VEL\n BEGIN NUM V\n VALUE " +
                 std::to_string(7 - i) + "\n END\nEND MARVEN_LABS_PLUGIN Speedlimit\nEndPlugin\n";
-    std::string error;
-    ASSERT_TRUE(LoadSceneText(host, text, "stacked.lws", &error)) << error;
+    ASSERT_TRUE(SceneLoads(host, "stacked.lws", &text));
     Item &car = *host.scene.objects[0];
     ASSERT_EQ(car.motionPlugins.size(), 3u);
     auto seconds = [](auto &&work) {
@@ -148,8 +145,8 @@ TEST_F(EvaluationPasses, StackedSimulationsAreStoppedAtTheQuestionLimitAndSaySo)
     // the ones below. Below the limit the answers are untouched; past it the
     // question is refused, naming the item and the frame, and the host is
     // whole again for the next one.
+    ASSERT_TRUE(SceneLoads(host, "whip_demo.lws"));
     std::string error;
-    ASSERT_TRUE(LoadSceneFile(host, std::string(VESK_SOURCE_DIR) + "/examples/whip_demo.lws", &error)) << error;
     Item *antenna = nullptr;
     for (auto &item : host.scene.objects)
         if (item->name == "Antenna") antenna = item.get();
@@ -181,8 +178,7 @@ class CarShots : public EvaluationPasses {
 protected:
     Item *wheel = nullptr, *car = nullptr;
     void LoadCar(EmbeddedHost &on) {
-        std::string error;
-        ASSERT_TRUE(LoadSceneFile(on, std::string(VESK_SOURCE_DIR) + "/examples/car_demo.lws", &error)) << error;
+        ASSERT_TRUE(SceneLoads(on, "car_demo.lws"));
         car = on.scene.objects[0].get();
         wheel = on.scene.objects[1].get();
         ASSERT_EQ(wheel->motionPlugins.size(), 1u);
@@ -283,8 +279,7 @@ TEST_F(CarShots, AWheelAskingWhereItIsGetsItsMotionBeforeTheAskingPlugin) {
         scene.replace(at, wheelie.size(), plugins);
         EmbeddedHost fresh;  // a scene read adds to the one before
         fresh.UseModule(&module);
-        std::string error;
-        ASSERT_TRUE(LoadSceneText(fresh, scene, ScratchPath("driven.lws"), &error)) << error;
+        ASSERT_TRUE(SceneLoads(fresh, ScratchPath("driven.lws"), &scene));
         Item &first = *fresh.scene.objects[1];
         ASSERT_EQ(first.motionPlugins.size(), order.size());
         baked[order] = Bake(fresh, first, 12, true);
@@ -297,8 +292,7 @@ TEST_F(CarShots, AMissingWheelIsNamedOnce) {
     std::string scene = FileText(std::string(VESK_SOURCE_DIR) + "/examples/car_demo.lws");
     for (size_t at; (at = scene.find("LoadObject wheel.lwo")) != std::string::npos;)
         scene.replace(at, 20, "LoadObject lost_wheel.lwo");
-    std::string error;
-    ASSERT_TRUE(LoadSceneText(host, scene, ScratchPath("car.lws"), &error)) << error;
+    ASSERT_TRUE(SceneLoads(host, ScratchPath("car.lws"), &scene));
     Item &first = *host.scene.objects[1];
     Bake(first, 10, true);
     Bake(first, 10, false);

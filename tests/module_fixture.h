@@ -11,6 +11,7 @@
 
 #include "host/embedded_host.h"
 #include "host/module_loader.h"
+#include "host/scene_file.h"
 #include "services/host_services.h"
 
 extern "C" ModuleDescriptor _mod_descrip;
@@ -29,6 +30,17 @@ inline std::string FileText(const std::string &path) {
     std::stringstream text;
     text << in.rdbuf();
     return text.str();
+}
+
+// Loads a scene file into `host` (a bare name is one of the examples), or a
+// scene's text named `path`; a refusal is the test's failure, with its reason.
+inline ::testing::AssertionResult SceneLoads(EmbeddedHost &host, const std::string &path,
+                                             const std::string *text = nullptr) {
+    std::string error;
+    const std::string file = path.find('/') == std::string::npos && !text ? VESK_SOURCE_DIR "/examples/" + path : path;
+    if (text ? LoadSceneText(host, *text, path, &error) : LoadSceneFile(host, file, &error))
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << error;
 }
 
 class ModuleTest : public ::testing::Test {

@@ -30,8 +30,7 @@ TEST_F(SceneFiles, EveryRealSceneLoadsAndEvaluates) {
                             "nxng-experiments/sparks.lws"};
     for (const char *name : scenes) {
         EmbeddedHost other;
-        std::string error;
-        ASSERT_TRUE(LoadSceneFile(other, kReal + name, &error)) << error;
+        ASSERT_TRUE(SceneLoads(other, kReal + name));
         EXPECT_FALSE(other.scene.objects.empty() && other.scene.cameras.empty()) << name;
         for (const auto &object : other.scene.objects)
             for (double frame : {0.0, 7.5, 33.0, 400.0}) {
@@ -53,8 +52,7 @@ TEST_F(SceneFiles, EveryCutOfARealSceneLoadsOrSaysWhere) {
         size_t items = 0;
         {
             EmbeddedHost all;
-            std::string error;
-            ASSERT_TRUE(LoadSceneText(all, text, "cut.lws", &error)) << error;
+            ASSERT_TRUE(SceneLoads(all, "cut.lws", &text));
             items = all.scene.objects.size() + all.scene.lights.size();
         }
         size_t step = text.size() <= 6000 ? 1 : 5, refused = 0;
@@ -87,8 +85,7 @@ TEST_F(SceneFiles, EveryCutOfARealSceneLoadsOrSaysWhere) {
 }
 
 TEST_F(SceneFiles, PlanetMatchesItsFile) {
-    std::string error;
-    ASSERT_TRUE(LoadSceneFile(host, kReal + "nxng-experiments/planet.lws", &error)) << error;
+    ASSERT_TRUE(SceneLoads(host, kReal + "nxng-experiments/planet.lws"));
     Scene &s = host.scene;
     EXPECT_EQ(s.objects.size(), 5u);
     EXPECT_EQ(s.lights.size(), 1u);
@@ -159,8 +156,7 @@ TEST_F(SceneFiles, PluginsAreMadeOnceTheWholeSceneIsRead) {
 }
 
 TEST_F(SceneFiles, PluginsSurviveWritingAndReading) {
-    std::string error;
-    ASSERT_TRUE(LoadSceneFile(host, std::string(VESK_SOURCE_DIR) + "/examples/track_demo.lws", &error)) << error;
+    ASSERT_TRUE(SceneLoads(host, "track_demo.lws"));
     std::string text = SceneText(host);
     // Services answer for the newest host, so the first one is asked first.
     const double times[] = {0.0, 1.3, 4.9};
@@ -168,7 +164,7 @@ TEST_F(SceneFiles, PluginsSurviveWritingAndReading) {
     for (int k = 0; k < 3; ++k) host.scene.Param(*host.scene.cameras.front(), LWIP_ROTATION, times[k], before[k]);
     EmbeddedHost again;
     again.UseModule(&module);
-    ASSERT_TRUE(LoadSceneText(again, text, "again.lws", &error)) << error;
+    ASSERT_TRUE(SceneLoads(again, "again.lws", &text));
     ASSERT_EQ(again.scene.cameras.front()->motionPlugins.size(), 1u);
     for (int k = 0; k < 3; ++k) {
         double after[3];
@@ -185,8 +181,7 @@ TEST_F(SceneFiles, PluginsSurviveWritingAndReading) {
 
 TEST_F(SceneFiles, FiltersOfTheEffectsSurviveWritingAndReading) {
     // The focus-pull example holds Confusion (focused on its null) and Lens.
-    std::string error;
-    ASSERT_TRUE(LoadSceneFile(host, std::string(VESK_SOURCE_DIR) + "/examples/focus_pull.lws", &error)) << error;
+    ASSERT_TRUE(SceneLoads(host, "focus_pull.lws"));
     ASSERT_EQ(host.scene.filterPlugins.size(), 2u);
     EXPECT_EQ(host.scene.filterPlugins[0].server, "Confusion");
     EXPECT_EQ(host.scene.filterPlugins[1].server, "Lens");
@@ -201,11 +196,12 @@ TEST_F(SceneFiles, FiltersOfTheEffectsSurviveWritingAndReading) {
     EXPECT_NE(text.find("@Focus"), std::string::npos);
     EmbeddedHost again;
     again.UseModule(&module);
-    ASSERT_TRUE(LoadSceneText(again, text, "again.lws", &error)) << error;
+    ASSERT_TRUE(SceneLoads(again, "again.lws", &text));
     EXPECT_EQ(again.scene.filterPlugins.size(), 2u);
     // A filter of no known class in the effects is refused with the module's reason.
     EmbeddedHost third;
     third.UseModule(&module);
+    std::string error;
     EXPECT_FALSE(LoadSceneText(third, "LWSC\n1\nPlugin ImageFilterHandler 1 Nope\nEndPlugin\n", "bad.lws", &error));
     EXPECT_NE(error.find("Nope"), std::string::npos) << error;
 }
