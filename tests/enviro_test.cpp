@@ -4,6 +4,7 @@
 // in which a known object appears where each mapping says its direction lies.
 #include <cmath>
 
+#include "globe.h"
 #include "host/render/renderer.h"
 #include "plugin_harness.h"
 
@@ -131,10 +132,14 @@ TEST_F(Enviro, TheCubesEdgesMeet) {
 }
 
 TEST_F(Enviro, FillHitsAndAlpha) {
+    // Outside the cross with the fill left at its default: black, clear.
+    V d;
+    Renew(Mapping(2));
+    EXPECT_FALSE(Look(1024, 768, 100, 100, &d));
+    EXPECT_EQ(std::to_array(traced.out), (std::array<BufferValue, 4>{0, 0, 0, 0}));
     // Fill (10, 20, 30): outside the cross and the discs, alpha 0, no ray.
     const std::string fill = " BEGIN COLOR FILL\n  RED 10\n  GREEN 20\n  BLUE 30\n END\n";
     const std::array<BufferValue, 4> filled = {10, 20, 30, 0};
-    V d;
     Renew(Mapping(2) + fill);
     EXPECT_FALSE(Look(1024, 768, 100, 100, &d)) << "cell (0, 0)";
     EXPECT_EQ(std::to_array(traced.out), filled);
@@ -203,21 +208,9 @@ TEST_F(Enviro, AnObjectAppearsWhereItsDirectionMaps) {
     const double n = std::sqrt(1.25), d[3] = {0.5 / n, 0, 1 / n};
     Item &ball = host.scene.AddObject("Ball", "ball.lwo");
     ball.SetRest({10 * d[0], 10 * d[1], 10 * d[2]});
-    ObjectGeometry &g = ball.geometry;
-    const int around = 24, down = 12;
-    for (int i = 0; i <= down; ++i)
-        for (int j = 0; j < around; ++j) {
-            double t = M_PI * i / down, p = 2 * M_PI * j / around;
-            g.points.push_back({0.6 * std::sin(t) * std::cos(p), 0.6 * std::cos(t), 0.6 * std::sin(t) * std::sin(p)});
-        }
-    for (int i = 0; i < down; ++i)
-        for (int j = 0; j < around; ++j)
-            g.polygons.push_back({i * around + j, (i + 1) * around + j, (i + 1) * around + (j + 1) % around,
-                                  i * around + (j + 1) % around});
-    g.surfaces.push_back({});
-    g.surfaces[0].name = "Red", g.surfaces[0].color = {1, 0, 0}, g.surfaces[0].luminosity = 1;
-    g.surfaces[0].diffuse = 0, g.surfaces[0].doubleSided = true;  // which way the test's polygons run does not matter
-    g.polygonSurface.assign(g.polygons.size(), 0);
+    MakeGlobe(ball.geometry, {0, 0, 0}, 0.6, 24, 12);
+    Surface &red = ball.geometry.surfaces[0];
+    red.color = {1, 0, 0}, red.luminosity = 1, red.diffuse = 0;
     host.scene.AddNullObject("Eye").SetRest({0, 0, 0});
     host.scene.frameWidth = 512, host.scene.frameHeight = 256;
     std::string error;
@@ -246,14 +239,6 @@ TEST_F(Enviro, AnObjectAppearsWhereItsDirectionMaps) {
         EXPECT_EQ(at(c.px, c.py)[1], 0) << "mapping " << c.mapping;
         EXPECT_EQ(at(c.behindX, c.behindY)[0], 0) << "mapping " << c.mapping << ": behind, the backdrop";
     }
-}
-
-TEST_F(Enviro, FillsBlackByDefault) {
-    // Outside the cross with the fill left at its default: black, clear.
-    V d;
-    Renew(Radio("MAPPING", 2));
-    EXPECT_FALSE(Look(1024, 768, 100, 100, &d));
-    EXPECT_EQ(std::to_array(traced.out), (std::array<BufferValue, 4>{0, 0, 0, 0}));
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 
 #include "host/render/renderer.h"
 #include "host/scene_file.h"
+#include "globe.h"
 #include "lwob_writer.h"
 #include "plugin_harness.h"
 
@@ -71,28 +72,10 @@ std::vector<V> Square(double x0, double y0, double x1, double y1, double z) {
     return {{x0, y1, z}, {x1, y1, z}, {x1, y0, z}, {x0, y0, z}};
 }
 
-// A globe of quads and end triangles, each made to face outwards.
 void Globe(RenderScene &r, V centre, double radius, int around, int down) {
-    std::vector<V> points;
-    std::vector<std::vector<int>> polygons;
-    for (int i = 0; i <= down; ++i)
-        for (int j = 0; j < around; ++j) {
-            double t = kPi * i / down, p = 2 * kPi * j / around;
-            points.push_back({centre[0] + radius * std::sin(t) * std::cos(p), centre[1] + radius * std::cos(t),
-                              centre[2] + radius * std::sin(t) * std::sin(p)});
-        }
-    auto at = [&](int i, int j) { return i * around + (j % around); };
-    for (int i = 0; i < down; ++i)
-        for (int j = 0; j < around; ++j) {
-            std::vector<int> q = {at(i, j), at(i, j + 1), at(i + 1, j + 1), at(i + 1, j)};
-            const V &a = points[q[0]], &b = points[q[1]], &c = points[q[2]];
-            V u = {b[0] - a[0], b[1] - a[1], b[2] - a[2]}, w = {c[0] - a[0], c[1] - a[1], c[2] - a[2]};
-            V n = {u[1] * w[2] - u[2] * w[1], u[2] * w[0] - u[0] * w[2], u[0] * w[1] - u[1] * w[0]};
-            double out = n[0] * (c[0] - centre[0]) + n[1] * (c[1] - centre[1]) + n[2] * (c[2] - centre[2]);
-            if (out < 0) std::swap(q[1], q[3]);
-            polygons.push_back(q);
-        }
-    r.Object("Globe", points, polygons).geometry.surfaces[0].smoothing = 1.5;
+    Item &globe = r.Object("Globe", {}, {});
+    MakeGlobe(globe.geometry, centre, radius, around, down);
+    globe.geometry.surfaces[0].smoothing = 1.5;
 }
 
 int Alpha(const RgbaImage &im, int x, int y) { return im.rgba[(static_cast<size_t>(y) * im.width + x) * 4 + 3]; }

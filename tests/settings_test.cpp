@@ -155,6 +155,7 @@ TEST_F(Settings, ErrorsNameTheirLineAndKeepWhatCameBefore) {
         int line;
     };
     const std::string good = " BEGIN NUM DELAY\n  VALUE 7\n END\n";
+    const std::string after = "BEGIN MARVEN_LABS_PLUGIN Sample\nVERSION 1\n" + good;  // what breaks comes after good
     const Case cases[] = {
         {"", "I couldn't load any information from the file.", 2},
         {"START MARVEN_LABS_PLUGIN Sample\n", "This doesn't look like the right type of file.", 2},
@@ -165,31 +166,21 @@ TEST_F(Settings, ErrorsNameTheirLineAndKeepWhatCameBefore) {
         {"BEGIN MARVEN_LABS_PLUGIN Sample\n", "Error on load! Couldn't load a line of data! B", 3},
         {"BEGIN MARVEN_LABS_PLUGIN Sample\nVERSION\n", "Bad Token on load. D", 3},
         {"BEGIN MARVEN_LABS_PLUGIN Sample\nVERSION 1\n", "Error on load! Couldn't load a line of data! C", 4},
-        {"BEGIN MARVEN_LABS_PLUGIN Sample\nVERSION 1\n" + good + " BEGIN NUM\n", "Bad Token on load. G", 7},
-        {"BEGIN MARVEN_LABS_PLUGIN Sample\nVERSION 1\n" + good, "Error on load! Couldn't load a line of data! E", 7},
+        {after + " BEGIN NUM\n", "Bad Token on load. G", 7},
+        {after, "Error on load! Couldn't load a line of data! E", 7},
         {"BEGIN MARVEN_LABS_PLUGIN Sample\n# note\n\nVERSION 1\n" + good + " BEGIN NUM DURATION\n  ANIMATE\n",
          "Bad Token on load.", 10},
-        {"BEGIN MARVEN_LABS_PLUGIN Sample\nVERSION 1\n" + good + " BEGIN NUM DURATION\n  VALUE 3\n",
-         "End of File during Load", 9},
-        {"BEGIN MARVEN_LABS_PLUGIN Sample\nVERSION 1\n" + good + " BEGIN BUTTON PUSH\n  CHECKED\n",
-         "Bad Token on load.", 8},
-        {"BEGIN MARVEN_LABS_PLUGIN Sample\nVERSION 1\n" + good + " BEGIN LISTBOX LIST\n END LISTBOX AXIS\n",
-         "Wrong END name on load!", 8},
-        {"BEGIN MARVEN_LABS_PLUGIN Sample\nVERSION 1\n" + good + " BEGIN RADIO AXIS\n # note\n  SELECTION 1\n",
-         "Cannot find SELECTION data", 8},
-        {"BEGIN MARVEN_LABS_PLUGIN Sample\nVERSION 1\n" + good + " BEGIN RADIO AXIS\n\n  SELECTION 1\n",
-         "Bad Token on load.", 8},
-        {"BEGIN MARVEN_LABS_PLUGIN Sample\nVERSION 1\n" + good + " BEGIN RADIO AXIS\n  SELECTION 1\n END\n",
-         "Bad Token on load.", 9},
-        {"BEGIN MARVEN_LABS_PLUGIN Sample\nVERSION 1\n" + good + " BEGIN RADIO AXIS\n  SELECTION 1\n OVER\n",
-         "No END token on load!", 9},
-        {"BEGIN MARVEN_LABS_PLUGIN Sample\nVERSION 1\n" + good + " BEGIN RADIO AXIS\n  SELECTION 1\n END RADIO X\n",
-         "Wrong END name on load!", 9},
-        {"BEGIN MARVEN_LABS_PLUGIN Sample\nVERSION 1\n" + good + " BEGIN COLOR TINT\n  RED\n", "Bad Token on load.", 8},
-        {"BEGIN MARVEN_LABS_PLUGIN Sample\nVERSION 1\n" + good + " BEGIN ITEM TARGET\n  BOGUS 1\n",
-         "Unknown line in Load", 8},
-        {"BEGIN MARVEN_LABS_PLUGIN Sample\nVERSION 1\n" + good + " BEGIN ITEM TARGET\n  OBJECT 1 1 4 @Ball\n END ITEM\n",
-         "Bad Token on load.", 9},
+        {after + " BEGIN NUM DURATION\n  VALUE 3\n", "End of File during Load", 9},
+        {after + " BEGIN BUTTON PUSH\n  CHECKED\n", "Bad Token on load.", 8},
+        {after + " BEGIN LISTBOX LIST\n END LISTBOX AXIS\n", "Wrong END name on load!", 8},
+        {after + " BEGIN RADIO AXIS\n # note\n  SELECTION 1\n", "Cannot find SELECTION data", 8},
+        {after + " BEGIN RADIO AXIS\n\n  SELECTION 1\n", "Bad Token on load.", 8},
+        {after + " BEGIN RADIO AXIS\n  SELECTION 1\n END\n", "Bad Token on load.", 9},
+        {after + " BEGIN RADIO AXIS\n  SELECTION 1\n OVER\n", "No END token on load!", 9},
+        {after + " BEGIN RADIO AXIS\n  SELECTION 1\n END RADIO X\n", "Wrong END name on load!", 9},
+        {after + " BEGIN COLOR TINT\n  RED\n", "Bad Token on load.", 8},
+        {after + " BEGIN ITEM TARGET\n  BOGUS 1\n", "Unknown line in Load", 8},
+        {after + " BEGIN ITEM TARGET\n  OBJECT 1 1 4 @Ball\n END ITEM\n", "Bad Token on load.", 9},
     };
     for (const Case &c : cases) {
         Sample<NumericControl>(a, kDelay)->value = 0;
