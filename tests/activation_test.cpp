@@ -98,12 +98,8 @@ TEST_F(Activation, MissingServicesNameThemselves) {
         int code;
     };
     const Case cases[] = {
-        {{"LW Item Info 2", "LW Item Info"}, 10},
-        {{"LW Object Info"}, 11},
-        {{"LW Bone Info"}, 12},
-        {{"LW Light Info 2", "LW Light Info"}, 13},
-        {{"LW Camera Info"}, 14},
-        {{"LW Image List"}, 15},
+        {{"LW Item Info 2", "LW Item Info"}, 10}, {{"LW Object Info"}, 11}, {{"LW Bone Info"}, 12},
+        {{"LW Light Info 2", "LW Light Info"}, 13}, {{"LW Camera Info"}, 14}, {{"LW Image List"}, 15},
         {{"Info Messages"}, 17},
         {{"Info Messages", "LW Image List", "LW Object Info"}, 11},  // the first in checking order
         {{"LW Item Info 2"}, 0},                                    // the older service serves
@@ -184,8 +180,7 @@ TEST(Negotiation, OffersThreeThenTwoThenOneAsLayoutDoes) {
         size_t room;
     };
     const Case cases[] = {
-        {"ShaderHandler", {2, 1}, {3, 2}, 2, 13},
-        {"ImageFilterHandler", {1, 1}, {3, 2, 1}, 1, 10},
+        {"ShaderHandler", {2, 1}, {3, 2}, 2, 13}, {"ImageFilterHandler", {1, 1}, {3, 2, 1}, 1, 10},
         {"ItemMotionHandler", {3, 2}, {3}, 3, 9},
         {"PixelFilterHandler", {1, 1}, {3, 2}, 0, 13},  // the class never had a version 1: not offered
         {"DisplacementHandler", {0, 0}, {3, 2, 1}, 0, 11},

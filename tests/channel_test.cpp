@@ -31,21 +31,14 @@ TEST(Channel, MatchesWorkedValues) {
     Channel eased = Keys({K(0, 0, 1), K(10, 10, 1)});
     Channel corner = Keys({K(0, 0), K(10, 10, 0, true), K(20, 0)});
     const Case cases[] = {
-        {"hill, first segment", hill, 2.5, 2.96875},
-        {"hill, first segment", hill, 5, 6.25},
-        {"hill, first segment", hill, 7.5, 8.90625},
-        {"hill, second segment", hill, 15, 8.90625},
-        {"hill, second segment", hill, 20, 6.25},
-        {"hill, second segment", hill, 25, 2.96875},
-        {"on a key", hill, 10, 10},
-        {"two plain keys are a line", Keys({K(0, 0), K(10, 10)}), 2.5, 2.5},
-        {"tension 1 eases", eased, 2.5, 1.5625},
-        {"tension 1 eases", eased, 5, 5},
-        {"tension 1 eases", eased, 7.5, 8.4375},
-        {"linear end key straightens its segment", corner, 5, 5},
+        {"hill, first segment", hill, 2.5, 2.96875}, {"hill, first segment", hill, 5, 6.25},
+        {"hill, first segment", hill, 7.5, 8.90625}, {"hill, second segment", hill, 15, 8.90625},
+        {"hill, second segment", hill, 20, 6.25}, {"hill, second segment", hill, 25, 2.96875},
+        {"on a key", hill, 10, 10}, {"two plain keys are a line", Keys({K(0, 0), K(10, 10)}), 2.5, 2.5},
+        {"tension 1 eases", eased, 2.5, 1.5625}, {"tension 1 eases", eased, 5, 5},
+        {"tension 1 eases", eased, 7.5, 8.4375}, {"linear end key straightens its segment", corner, 5, 5},
         {"the next segment keeps its spline tangent", corner, 15, 6.25},
-        {"one key is constant", Keys({K(0, 7)}), 99, 7},
-        {"before the first key", Keys({K(5, 3), K(10, 4)}), 0, 3},
+        {"one key is constant", Keys({K(0, 7)}), 99, 7}, {"before the first key", Keys({K(5, 3), K(10, 4)}), 0, 3},
     };
     for (const Case &c : cases) EXPECT_NEAR(c.channel.ValueAt(c.frame), c.value, 1e-12) << c.what << " at " << c.frame;
 }

@@ -105,8 +105,7 @@ TEST_F(CycleLinkTest, DistanceAndThrottleAccumulate) {
         std::string settings;
         double shown;
     } cases[] = {
-        {Number("DISTANCE", 10), 30},
-        {Number("DISTANCE", 10) + Radio("TRACKFROM", 3), 50},
+        {Number("DISTANCE", 10), 30}, {Number("DISTANCE", 10) + Radio("TRACKFROM", 3), 50},
         {Number("DISTANCE", 10) + Radio("TRACKFROM", 3) + Number("STARTPHASE", 0.25), 75},
         {Number("DISTANCE", 1e-7), 0},  // 3 m taken as 3 cycles: phase 0 again
     };

@@ -32,8 +32,7 @@ TEST_F(DiffuserTest, DriftMatchesTheReferenceWalk) {
         double frame, x;
     } cases[] = {
         // Frame 6 is 1.5 steps of 4 frames; the rate 0.5 scales the unit walk.
-        {Toggle("SMOOTH", false), 6, 0.5 * Unit(0, 1.5, false)},
-        {"", 6, 0.5 * Unit(0, 1.5, true)},
+        {Toggle("SMOOTH", false), 6, 0.5 * Unit(0, 1.5, false)}, {"", 6, 0.5 * Unit(0, 1.5, true)},
         {Toggle("SMOOTH", false) + Number("DAMPING", 0.5), 4, 0.5 * Unit(0, 1, false, 0.5)},
         {Toggle("SMOOTH", false), 12, 0.5 * Unit(0, 3, false)},
     };
@@ -60,11 +59,8 @@ TEST_F(DiffuserTest, LeavesTheItemAloneWhenThereIsNoDrift) {
         std::string what, settings;
         double frame;
     } cases[] = {
-        {"time 0", "", 0},
-        {"before time 0", "", -5},
-        {"disabled", Toggle("DISABLE", true), 30},
-        {"no strength", Number("STRENGTH", 0), 30},
-        {"no rates", OnlyX(0), 30},
+        {"time 0", "", 0}, {"before time 0", "", -5}, {"disabled", Toggle("DISABLE", true), 30},
+        {"no strength", Number("STRENGTH", 0), 30}, {"no rates", OnlyX(0), 30},
     };
     for (const Case &c : cases) {
         Apply("Diffuser", c.settings);

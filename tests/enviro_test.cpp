@@ -226,8 +226,7 @@ TEST_F(Enviro, AnObjectAppearsWhereItsDirectionMaps) {
     } cases[] = {
         {0, (0.5 + longitude / (2 * M_PI)) * 512, 128, (longitude / (2 * M_PI)) * 512, 128},
         {1, (0.5 + longitude / (2 * M_PI)) * 512, 128, (longitude / (2 * M_PI)) * 512, 128},
-        {2, cell + cell * 1.75, 128, cell + cell * 3.25, 128},
-        {3, 128 + d[0] * 128, 128, 384 + d[0] * 128, 128},
+        {2, cell + cell * 1.75, 128, cell + cell * 3.25, 128}, {3, 128 + d[0] * 128, 128, 384 + d[0] * 128, 128},
     };
     for (const Case &c : cases) {
         Settings(h, enviro, "Enviro", Mapping(c.mapping) + " BEGIN ITEM CENTER\n OBJECT 1 1 3 @Eye\n END ITEM CENTER\n");

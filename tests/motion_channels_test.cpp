@@ -102,8 +102,7 @@ TEST_F(MotionChannels, VelAccelIntegrates) {
         {Number("XACCEL", 2), 1.234, {1.234 * 1.234, 0, 0}},          // t^2, partial last step included
         {Number("YVEL", 3) + Number("YACCEL", -9.8), 0.75, {0, 3 * 0.75 - 4.9 * 0.5625, 0}},
         {Linear("ZVEL", 2, 0.3), 1.5, {0, 0, 2 * 1.5 + 0.3 * (15 * 1.5 * 1.5 - 1.5)}},  // the integral of a linear speed
-        {Number("XVEL", 5), 0, {0, 0, 0}},
-        {Number("XVEL", 5), -1, {0, 0, 0}},
+        {Number("XVEL", 5), 0, {0, 0, 0}}, {Number("XVEL", 5), -1, {0, 0, 0}},
     };
     for (const Case &c : cases) {
         Apply("VelAccel", c.settings);

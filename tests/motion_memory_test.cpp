@@ -27,8 +27,7 @@ TEST(MotionMemory, FindsWhatWasKeptUnderItsWholeKey) {
         MotionKey key;
         bool found;
     } cases[] = {
-        {kept, true},
-        {{kA, MotionKey::kFinal, -5, -0.0 + 0.25}, true},
+        {kept, true}, {{kA, MotionKey::kFinal, -5, -0.0 + 0.25}, true},
         {{kB, MotionKey::kFinal, -5, 0.25}, false},            // another item
         {{kA, 1, -5, 0.25}, false},                            // through fewer plug-ins
         {{kA, MotionKey::kPlacement, -5, 0.25}, false},        // its placement

@@ -26,13 +26,8 @@ TEST_F(Naming, NamesEachKindOfItem) {
         LWItemID id;
         const char *name;
     } cases[] = {
-        {nullptr, "(none)"},
-        {IdOf(&arm), "Arm"},
-        {IdOf(&light), "Key Light"},
-        {IdOf(&camera), "Camera"},
-        {IdOf(&bone05), "Bone05 of Arm"},
-        {IdOf(&elbow), "Bone \"Elbow\" of Arm"},
-        {IdOf(&stray), "Mystery Bone Elbow"},
+        {nullptr, "(none)"}, {IdOf(&arm), "Arm"}, {IdOf(&light), "Key Light"}, {IdOf(&camera), "Camera"},
+        {IdOf(&bone05), "Bone05 of Arm"}, {IdOf(&elbow), "Bone \"Elbow\" of Arm"}, {IdOf(&stray), "Mystery Bone Elbow"},
         {IdOf(&secondNull), "Null (2)"},  // the host's numbering of a shared name
     };
     for (const Case &c : cases) EXPECT_STREQ(ItemName(c.id), c.name);

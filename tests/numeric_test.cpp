@@ -51,15 +51,9 @@ TEST_F(Numeric, EvaluatesEveryModeFromTheScene) {
         int mode;
         double want;
     } cases[] = {
-        {kFixed, 2},
-        {kXPos, 5},
-        {kYPos, 2},
-        {kZPos, 4},
-        {kOriginDist, std::sqrt(25.0 + 4 + 16)},
+        {kFixed, 2}, {kXPos, 5}, {kYPos, 2}, {kZPos, 4}, {kOriginDist, std::sqrt(25.0 + 4 + 16)},
         {kXScale, 1},  // keyed scaling, not the parent's
-        {kYScale, 4},
-        {kZScale, 8},
-        {kAveScale, std::sqrt(1.0 + 16 + 64) / std::sqrt(3.0)},
+        {kYScale, 4}, {kZScale, 8}, {kAveScale, std::sqrt(1.0 + 16 + 64) / std::sqrt(3.0)},
         {kSeparation, 0},  // the child and Other meet at frame 5
         {kLinear, 2 + 0.5 * 4},
         {42, 2},  // an unknown mode gives the value

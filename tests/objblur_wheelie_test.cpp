@@ -37,17 +37,12 @@ TEST_F(ObjblurTest, MapsBlurSamples) {
         int frame;
         double at, shown;
     } cases[] = {
-        {"halfway through the blur: 5 frames back", "", 40, 39.75, 35},
-        {"the blur's start: 10 back", "", 40, 39.5, 30},
-        {"before it, held", "", 40, 39.2, 30},
-        {"the frame itself", "", 40, 40, 40},
-        {"forward frames", Number("FORWARD", 4), 40, 40, 44},
-        {"frozen, frame 20", Radio("MODE", 1), 20, 19.75, 5},
-        {"frozen, frame 50", Radio("MODE", 1), 50, 49.75, 5},
-        {"frozen, start", Radio("MODE", 1), 50, 49.5, 0},
+        {"halfway through the blur: 5 frames back", "", 40, 39.75, 35}, {"the blur's start: 10 back", "", 40, 39.5, 30},
+        {"before it, held", "", 40, 39.2, 30}, {"the frame itself", "", 40, 40, 40},
+        {"forward frames", Number("FORWARD", 4), 40, 40, 44}, {"frozen, frame 20", Radio("MODE", 1), 20, 19.75, 5},
+        {"frozen, frame 50", Radio("MODE", 1), 50, 49.75, 5}, {"frozen, start", Radio("MODE", 1), 50, 49.5, 0},
         {"normal blur of 2 frames", Radio("MODE", 2) + Number("BLUR", 2), 40, 39.75, 39},
-        {"skew 0 is 1%", Number("SKEW", 0), 40, 39.75, 30.1},
-        {"skew 100 is 99%", Number("SKEW", 1), 40, 39.75, 39.9},
+        {"skew 0 is 1%", Number("SKEW", 0), 40, 39.75, 30.1}, {"skew 100 is 99%", Number("SKEW", 1), 40, 39.75, 39.9},
         {"disabled", Radio("MODE", 3), 40, 39.75, 39.75},
     };
     for (const Case &c : cases) {

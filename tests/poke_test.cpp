@@ -30,12 +30,10 @@ TEST_F(PokeTest, PushesOutToTheSolid) {
         std::string what, settings;
         Point in, out;
     } cases[] = {
-        {"ball, along X", "", {0.5, 0, 0}, {1, 0, 0}},
-        {"ball, radially", "", {0.3, 0.4, 0}, {0.6, 0.8, 0}},
+        {"ball, along X", "", {0.5, 0, 0}, {1, 0, 0}}, {"ball, radially", "", {0.3, 0.4, 0}, {0.6, 0.8, 0}},
         {"ball, Z largest", "", {0.1, -0.2, 0.3}, {0.1 / std::sqrt(0.14), -0.2 / std::sqrt(0.14), 0.3 / std::sqrt(0.14)}},
         {"octahedron", Number("EXP", 1), {0.2, 0.1, 0.1}, {0.5, 0.25, 0.25}},
-        {"the centre stays", "", {0, 0, 0}, {0, 0, 0}},
-        {"on the surface stays", "", {0, 1, 0}, {0, 1, 0}},
+        {"the centre stays", "", {0, 0, 0}, {0, 0, 0}}, {"on the surface stays", "", {0, 1, 0}, {0, 1, 0}},
         {"outside stays", "", {0.9, 0.9, 0}, {0.9, 0.9, 0}},
         {"softer with sharpness 0.5", Number("SHARPNESS", 0.5), {0.5, 0, 0}, {s, 0, 0}},
         {"half strength", Number("POKESTRENGTH", 0.5), {0.5, 0, 0}, {0.75, 0, 0}},

@@ -87,8 +87,7 @@ TEST_F(PluginTest, UnveilFadesNearSpots) {
         {"", 4.5, 0.0, 0.15625},  // u = 0.25: s = 2.5 * 0.0625
         {"", 9.0, 0.3, 0.3},
         {Number("NEAR", 6), 4.5, 0.1, 1.0},  // NEAR past FAR: full effect nearer than FAR, no division
-        {Number("NEAR", 6), 5.0, 0.1, 0.1},
-        {Number("STRENGTH", 0), 1.0, 0.4, 0.4},
+        {Number("NEAR", 6), 5.0, 0.1, 0.1}, {Number("STRENGTH", 0), 1.0, 0.4, 0.4},
         {Number("STRENGTH", 0.5) + Number("TRANSP", 0.6), 1.0, 0.2, 0.4},
     };
     for (const Case &c : cases) {
