@@ -43,11 +43,10 @@ TEST(Export, ContinuityMovesByWholeTurnsAndPicksTheNearerTriple) {
     EXPECT_NEAR(g[1], 0.1, 1e-12) << "the triple nearer the previous key";
 }
 
-class ExportFile : public ModuleTest {
+class ExportFile : public BoundModuleTest {
 protected:
     void SetUp() override {
-        ModuleTest::SetUp();
-        Bind();
+        BoundModuleTest::SetUp();
         host.scene.framesPerSecond = 10;
     }
     std::string Bake(Item &item, int end, bool parent) {

@@ -9,12 +9,8 @@
 
 namespace {
 
-class Items : public ModuleTest {
+class Items : public BoundModuleTest {
 protected:
-    void SetUp() override {
-        ModuleTest::SetUp();
-        Bind();
-    }
     ItemLine Line(const char *text) {
         ItemLine line{};
         EXPECT_TRUE(ParseItemLine(text, &line)) << text;

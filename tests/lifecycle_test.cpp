@@ -14,12 +14,11 @@
 
 namespace {
 
-class Frame : public ModuleTest {
+class Frame : public BoundModuleTest {
 protected:
     PluginInstance *a = nullptr;
     void SetUp() override {
-        ModuleTest::SetUp();
-        Bind();
+        BoundModuleTest::SetUp();
         ForgetSettingsMemory();
         Headless() = HeadlessPanels{};
         a = NewSampleInstance();

@@ -75,3 +75,12 @@ protected:
         ASSERT_EQ(Activate("ItemMotionHandler", "Track", 3, &record), 0);
     }
 };
+
+// A module whose host services are bound, as after its first activation.
+class BoundModuleTest : public ModuleTest {
+protected:
+    void SetUp() override {
+        ModuleTest::SetUp();
+        Bind();
+    }
+};

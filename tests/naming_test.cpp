@@ -4,13 +4,7 @@
 
 namespace {
 
-class Naming : public ModuleTest {
-protected:
-    void SetUp() override {
-        ModuleTest::SetUp();
-        Bind();
-    }
-};
+using Naming = BoundModuleTest;
 
 TEST_F(Naming, NamesEachKindOfItem) {
     Scene &s = host.scene;

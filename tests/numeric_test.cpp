@@ -13,13 +13,12 @@
 
 namespace {
 
-class Numeric : public ModuleTest {
+class Numeric : public BoundModuleTest {
 protected:
     PluginInstance *inst = nullptr;
     NumericControl *delay = nullptr;
     void SetUp() override {
-        ModuleTest::SetUp();
-        Bind();
+        BoundModuleTest::SetUp();
         inst = NewSampleInstance();
         delay = Sample<NumericControl>(inst, kDelay);
     }

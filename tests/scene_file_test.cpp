@@ -8,20 +8,14 @@
 #include <sstream>
 
 #include "host/scene_file.h"
-#include "module_fixture.h"
+#include "plugin_harness.h"
 
 namespace {
 
 constexpr double kPi = 3.14159265358979323846;
 const std::string kReal = std::string(VESK_SHARED_DIR) + "/realdata/legacy-lightwave-projects/content/";
 
-class SceneFiles : public ModuleTest {
-protected:
-    void SetUp() override {
-        ModuleTest::SetUp();
-        host.UseModule(&module);
-    }
-};
+using SceneFiles = PluginTest;
 
 TEST_F(SceneFiles, EveryRealSceneLoadsAndEvaluates) {
     const char *scenes[] = {"aminet-JumpingBall/JumpingBall/scenes/JumpingBall.scene", "aminet-atmobjs/PassMountains",

@@ -12,12 +12,11 @@
 
 namespace {
 
-class Settings : public ModuleTest {
+class Settings : public BoundModuleTest {
 protected:
     PluginInstance *a = nullptr, *b = nullptr;
     void SetUp() override {
-        ModuleTest::SetUp();
-        Bind();
+        BoundModuleTest::SetUp();
         a = NewSampleInstance();
         b = NewSampleInstance();
     }

@@ -19,13 +19,7 @@ void ExpectNear(const Transform &a, const Transform &b, const char *what) {
     ExpectNear(a.position, b.position, what);
 }
 
-class Transforms : public ModuleTest {
-protected:
-    void SetUp() override {
-        ModuleTest::SetUp();
-        Bind();
-    }
-};
+using Transforms = BoundModuleTest;
 
 TEST_F(Transforms, AgreeWithTheHostThroughParents) {
     Item &root = host.scene.AddNullObject("Root");
