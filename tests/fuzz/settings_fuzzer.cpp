@@ -8,43 +8,14 @@
 
 #include "host/embedded_host.h"
 #include "host/module_loader.h"
+#include "host/scene_file.h"
 #include "module/lifecycle.h"
 #include "../sample_panel.h"
+#include "../text_store.h"
 
 extern "C" ModuleDescriptor _mod_descrip;
 
 namespace {
-
-struct Bytes {
-    const uint8_t *data;
-    size_t size, pos;
-};
-
-// Byte stream: raw bytes, fewer than asked at the end.
-int ReadBytes(void *d, char *buf, int len) {
-    Bytes *b = static_cast<Bytes *>(d);
-    int n = 0;
-    while (n < len && b->pos < b->size) buf[n++] = static_cast<char>(b->data[b->pos++]);
-    return n;
-}
-
-// Line mode as the host does it: up to len characters of the current line,
-// the rest at the next call, -1 at the end.
-int ReadLines(void *d, char *buf, int len) {
-    Bytes *b = static_cast<Bytes *>(d);
-    if (b->pos >= b->size) return -1;
-    int n = 0;
-    while (n < len && b->pos < b->size && b->data[b->pos] != '\n') buf[n++] = static_cast<char>(b->data[b->pos++]);
-    if (b->pos < b->size && b->data[b->pos] == '\n' && n < len) ++b->pos;
-    return n;
-}
-
-void Collect(void *d, char *buf, int len) {
-    std::string *s = static_cast<std::string *>(d);
-    if (len <= 0) return;
-    // Line mode hands a zero-terminated line; a byte stream takes the bytes as given.
-    s->append(buf, len);
-}
 
 EmbeddedHost &Host() {
     static EmbeddedHost *host = [] {
@@ -70,16 +41,12 @@ EmbeddedHost &Host() {
 }
 
 void SaveAndReload(PluginInstance *from, int mode) {
-    std::string text;
-    LWSaveState save = {mode, &text, Collect};
+    TextStore saved;
+    saved.mode = mode;
+    LWSaveState save = saved.SaveState();
     SharedSave(from, &save);
-    // Line mode: each write was one zero-terminated line.
-    if (mode == LWIO_SCENE)
-        for (char &c : text)
-            if (c == 0) c = '\n';
     PluginInstance *to = NewSampleInstance();
-    Bytes bytes = {reinterpret_cast<const uint8_t *>(text.data()), text.size(), 0};
-    LWLoadState load = {mode, &bytes, mode == LWIO_SCENE ? ReadLines : ReadBytes};
+    LWLoadState load = saved.LoadState();
     SharedLoad(to, &load);
     SynchronisePanel(to->panel);
     SharedDestroy(to);
@@ -90,11 +57,17 @@ void SaveAndReload(PluginInstance *from, int mode) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     EmbeddedHost &host = Host();
     if (size < 1) return 0;
-    int mode = data[0] & 1 ? LWIO_SCENE : LWIO_OBJECT;
-    Bytes bytes = {data + 1, size - 1, 0};
+    // Through the host's own readers: a line at a time (the rest of a long
+    // line at the next read), or the bytes as they come.
     PluginInstance *instance = NewSampleInstance();
-    LWLoadState load = {mode, &bytes, mode == LWIO_SCENE ? ReadLines : ReadBytes};
-    SharedLoad(instance, &load);
+    if (data[0] & 1) {
+        std::vector<std::string> lines(1);
+        for (size_t i = 1; i < size; ++i)
+            data[i] == '\n' ? lines.emplace_back() : lines.back() += static_cast<char>(data[i]);
+        LoadInstanceLines(SharedLoad, instance, lines);
+    } else {
+        LoadInstanceBytes(SharedLoad, instance, {data + 1, data + size});
+    }
     SynchronisePanel(instance->panel);
     EvaluatePanelNumerics(instance->panel, 0.5);
     // Show and commit each loaded number as the panel window would.

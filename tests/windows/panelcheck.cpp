@@ -63,6 +63,13 @@ HWND WaitWindow(const char *className, const char *titleStart, int seconds = 20)
     return nullptr;
 }
 
+// A panel of the module's own window class whose title starts so, checked
+// to have opened.
+HWND Opened(const char *title) {
+    HWND w = WaitWindow("ML_CL_A10:32:44", title);
+    return w;
+}
+
 void WaitGone(HWND h, int seconds = 30) {
     for (int i = 0; i < seconds * 20 && IsWindow(h); ++i) Sleep(50);
 }
@@ -233,8 +240,7 @@ int main(int argc, char **argv) {
         // panel opens, the dialog refuses with the host's error message.
         host.messages.clear();
         OpenPanel(module, *options, track.instance, [&] {
-            HWND w = WaitWindow("ML_CL_A10:32:44", "Tracking Control");
-            Check(w != nullptr, "Track's panel opens on a 500 x 400 screen");
+            HWND w = Opened("Tracking Control");
             if (!w) return;
             Click(w, 300 + 75 + 17 + 5, 107 + 5);
             Sleep(500);
@@ -250,8 +256,7 @@ int main(int argc, char **argv) {
     // 1. Type, drag, toggle, choose, open both dialogs, accept.
     bool ghostedWhenDisabled = false, limitsGhostedOnX = false, hostOffWhileOpen = false, hostOffWhileNested = false;
     int code = OpenPanel(module, *options, track.instance, [&] {
-        HWND w = WaitWindow("ML_CL_A10:32:44", "Tracking Control");
-        Check(w != nullptr, "Track's panel opens");
+        HWND w = Opened("Tracking Control");
         if (!w) return;
         Screenshot(w, "track");
         hostOffWhileOpen = !IsWindowEnabled(main);
@@ -265,8 +270,7 @@ int main(int argc, char **argv) {
         Click(w, 100, 65 + 4 * 18 + 5);  // back to "Track with +Z"
 
         Click(w, 300 + 75 + 17 + 5, 107 + 5);  // DELAY's advanced button
-        HWND advanced = WaitWindow("ML_CL_A10:32:44", "Advanced Definition of");
-        Check(advanced != nullptr, "the advanced definition opens");
+        HWND advanced = Opened("Advanced Definition of");
         if (advanced) {
             Click(advanced, 215, 30 + 10 * 18 + 6);  // "Linear Change Over Time"
             Type(advanced, 124, 185, "0.5");
@@ -276,8 +280,7 @@ int main(int argc, char **argv) {
             hostOffWhileNested = !IsWindowEnabled(main);  // the outer panel is still open
         }
         Click(w, 205 + 20, 70 + 10);  // the target opens the item selection
-        HWND select = WaitWindow("ML_CL_A10:32:44", "Select Item");
-        Check(select != nullptr, "the item selection opens");
+        HWND select = Opened("Select Item");
         if (select) {
             Screenshot(select, "item_select");
             Click(select, 412 + 10, 175 + 8);  // Clear all Selections
@@ -304,7 +307,7 @@ int main(int argc, char **argv) {
 
     // 2. Cancel puts everything back.
     OpenPanel(module, *options, track.instance, [&] {
-        HWND w = WaitWindow("ML_CL_A10:32:44", "Tracking Control");
+        HWND w = Opened("Tracking Control");
         if (!w) return;
         Type(w, 300, 107, "99");
         Click(w, 100, 225);
@@ -325,11 +328,10 @@ int main(int argc, char **argv) {
     std::string exported = out + "/export.mot";
     host.fileAnswers.push_back({1, exported});
     OpenPanel(module, *options, track.instance, [&] {
-        HWND w = WaitWindow("ML_CL_A10:32:44", "Tracking Control");
+        HWND w = Opened("Tracking Control");
         if (!w) return;
         Click(w, 30 + 10, 250 + 10);  // Export Motion
-        HWND panel = WaitWindow("ML_CL_A10:32:44", "Export Motion of");
-        Check(panel != nullptr, "the Export Motion panel opens");
+        HWND panel = Opened("Export Motion of");
         if (panel) {
             Screenshot(panel, "export_motion");
             Click(panel, 370 - 180 + 10, 160 - 26 + 10);  // Save Motion
@@ -343,10 +345,10 @@ int main(int argc, char **argv) {
     std::string aborted = out + "/aborted.mot";
     host.fileAnswers.push_back({1, aborted});
     OpenPanel(module, *options, track.instance, [&] {
-        HWND w = WaitWindow("ML_CL_A10:32:44", "Tracking Control");
+        HWND w = Opened("Tracking Control");
         if (!w) return;
         Click(w, 30 + 10, 250 + 10);
-        HWND panel = WaitWindow("ML_CL_A10:32:44", "Export Motion of");
+        HWND panel = Opened("Export Motion of");
         if (!panel) return;
         Type(panel, 160, 30, "2000000");
         Click(panel, 370 - 180 + 10, 160 - 26 + 10);
@@ -368,13 +370,13 @@ int main(int argc, char **argv) {
     LWInstance second = host.AddMotionPlugin(other, "Track", &error2);
     Check(second != nullptr, "a second Track: " + error2);
     OpenPanel(module, *options, track.instance, [&] {
-        HWND w = WaitWindow("ML_CL_A10:32:44", "Tracking Control");
+        HWND w = Opened("Tracking Control");
         if (!w) return;
         Click(w, 60 + 10, 310 - 26 + 10, true);  // Save with Shift
         Click(w, 448 - 180 + 10, 310 - 26 + 10);
     });
     OpenPanel(module, *options, second, [&] {
-        HWND w = WaitWindow("ML_CL_A10:32:44", "Tracking Control");
+        HWND w = Opened("Tracking Control");
         if (!w) return;
         Click(w, 6 + 10, 310 - 26 + 10, true);  // Load with Shift
         Click(w, 448 - 180 + 10, 310 - 26 + 10);
@@ -410,8 +412,7 @@ int main(int argc, char **argv) {
         const ServerRecord *row = FindServer(module, o.interfaceCls, o.server);
         bool rayleigh = std::string(o.server) == "Rayleigh";
         OpenPanel(module, *row, instance, [&] {
-            HWND w = WaitWindow("ML_CL_A10:32:44", o.title);
-            Check(w != nullptr, std::string(o.server) + "'s panel opens");
+            HWND w = Opened(o.title);
             if (!w) return;
             if (!rayleigh) Screenshot(w, o.shot);
             if (rayleigh) {
@@ -519,8 +520,7 @@ int main(int argc, char **argv) {
         const ServerRecord *row =
             FindServer(module, m.displacement ? "DisplacementInterface" : "ItemMotionInterface", m.server);
         int shown = OpenPanel(module, *row, instance, [&] {
-            HWND w = WaitWindow("ML_CL_A10:32:44", m.title);
-            Check(w != nullptr, std::string(m.server) + "'s panel opens");
+            HWND w = Opened(m.title);
             if (!w) return;
             if (m.typed) Type(w, m.fieldX, m.fieldY, m.typed);
             Click(w, m.toggleX + 5, m.toggleY + 5);
@@ -593,8 +593,7 @@ int main(int argc, char **argv) {
         if (!made.instance) continue;
         COLORREF before = 0, after = 0;
         OpenPanel(module, *FindServer(module, f.interfaceCls, f.server), made.instance, [&] {
-            HWND w = WaitWindow("ML_CL_A10:32:44", f.title);
-            Check(w != nullptr, std::string(f.server) + "'s panel opens");
+            HWND w = Opened(f.title);
             if (!w) return;
             Sleep(200);
             before = PixelOf(w, f.pixelX, f.pixelY);
