@@ -1,5 +1,7 @@
 #include "host/passes.h"
 
+#include <algorithm>
+
 #include <cmath>
 #include <cstring>
 
@@ -175,7 +177,17 @@ bool RunPixelFilter(const PixelFilterHandler *h, LWInstance instance, RgbaImage 
         h->cleanup(instance);
         return *error = e, false;
     }
-    RgbaImage source = *image;
+    FilterSamples(h, instance, image, rays);
+    h->cleanup(instance);
+    return !EmbeddedHost::Active().MotionOverrun(error);
+}
+
+void FilterSamples(const PixelFilterHandler *h, LWInstance instance, RgbaImage *image, const RayFunctions *rays,
+                   int firstRow, int rowStep, const std::vector<bool> *only) {
+    // Every sample reads the buffers as the render left them, whatever the
+    // filter has set at the samples before it.
+    static thread_local RgbaImage source;
+    source = *image;
     PixelAccess access{};
     access.bufVal = SampleBytes;
     access.fltVal = SampleFloats;
@@ -193,15 +205,15 @@ bool RunPixelFilter(const PixelFilterHandler *h, LWInstance instance, RgbaImage 
     // A version-2 record's access ends with the ray tracing: no cast or shade.
     bool older = EmbeddedHost::Active().HandlerVersion(h) < 3;
     if (older) access.rayCast = nullptr, access.rayShade = nullptr;
-    for (int y = 0; y < image->height; ++y)
+    for (int y = firstRow; y < image->height; y += rowStep)
         for (int x = 0; x < image->width; ++x) {
-            sample = {&source, x, y, &image->rgba[(static_cast<size_t>(y) * image->width + x) * 4], older};
+            const size_t at = static_cast<size_t>(y) * image->width + x;
+            if (only && !(*only)[at]) continue;
+            sample = {&source, x, y, &image->rgba[at * 4], older};
             access.sx = x + 0.5;
             access.sy = y + 0.5;
             h->evaluate(instance, &access);
         }
-    h->cleanup(instance);
-    return !EmbeddedHost::Active().MotionOverrun(error);
 }
 
 bool RunImageFilter(const ImageFilterHandler *h, LWInstance instance, RgbaImage *image, int frameNumber, double time,
@@ -250,6 +262,27 @@ bool RunImageFilter(const ImageFilterHandler *h, LWInstance instance, RgbaImage 
 
 bool RenderShaderPreview(const ShaderHandler *h, LWInstance instance, int width, int height, RgbaImage *out,
                          std::string *error, std::array<double, 3> base, int frame, LWItemID object) {
+    // The host's preview sphere is an object of its own: with none given, a
+    // null object stands in the scene while the preview is drawn, so that a
+    // shader asking about its object is told of one (with no points or
+    // polygons: the sphere is drawn, not modelled). Its name is this host's
+    // choice; the host's own is not published.
+    EmbeddedHost &host = EmbeddedHost::Active();
+    struct StandIn {
+        EmbeddedHost &host;
+        Item *item = nullptr;
+        ~StandIn() {
+            if (!item) return;
+            auto &objects = host.scene.objects;
+            objects.erase(std::find_if(objects.begin(), objects.end(), [&](const auto &o) { return o.get() == item; }));
+            host.Forget();
+        }
+    } standIn{host};
+    if (!object) {
+        standIn.item = &host.scene.AddNullObject("Preview Sphere");
+        host.Forget();
+        object = IdOf(standIn.item);
+    }
     if (LWError e = h->init(instance)) return *error = e, false;
     if (LWError e = h->newTime(instance, frame, frame / EmbeddedHost::Active().scene.framesPerSecond)) {
         h->cleanup(instance);

@@ -58,6 +58,13 @@ std::vector<std::array<double, 3>> DisplacedPoints(EmbeddedHost &host, const Ite
 // filter that asks for the ray functions gets those given, when given.
 bool RunPixelFilter(const PixelFilterHandler *handler, LWInstance instance, RgbaImage *image, int frame,
                     double time, std::string *error, const RayFunctions *rays = nullptr);
+// A pixel filter's evaluation at the samples of one pass, the image's pixels
+// in rows firstRow, firstRow + rowStep, ... (those `only` marks, when given):
+// each reads the buffers as rendered and sets its colour in place. The caller
+// has started the filter (init) and told it the time (newTime).
+void FilterSamples(const PixelFilterHandler *handler, LWInstance instance, RgbaImage *image,
+                   const RayFunctions *rays = nullptr, int firstRow = 0, int rowStep = 1,
+                   const std::vector<bool> *only = nullptr);
 // An image filter's access gives the exposure from `start` (the first
 // motion-blur pass's time; the frame's own time when it is not given) to `time`.
 bool RunImageFilter(const ImageFilterHandler *handler, LWInstance instance, RgbaImage *image, int frame,
@@ -67,8 +74,9 @@ bool RunImageFilter(const ImageFilterHandler *handler, LWInstance instance, Rgba
 // each hit fills a shading spot as the host would (its colour `base`, 0 to 1),
 // the shader changes it, and the spot is lit; transparency shows a
 // checkerboard behind. The shader sees frame `frame` at the scene's frames a
-// second, and the sphere as `object` (an item of the scene; none by default),
-// so a shader that looks at its object's items finds them.
+// second, and the sphere as `object` (an item of the scene; by default a
+// null object "Preview Sphere" added to the scene for the preview), so a
+// shader that looks at its object's items finds them.
 bool RenderShaderPreview(const ShaderHandler *handler, LWInstance instance, int width, int height, RgbaImage *out,
                          std::string *error, std::array<double, 3> base = {0.8, 0.8, 0.8}, int frame = 0,
                          LWItemID object = nullptr);

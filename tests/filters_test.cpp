@@ -17,7 +17,7 @@ protected:
     Rayleigh() : InstanceTest("Rayleigh") {}
     // One pixel of colour (100, 150, 200), alpha a, at a depth.
     std::array<int, 4> Pixel(double depth, int a = 128) {
-        RgbaImage image{1, 1, {100, 150, 200, static_cast<unsigned char>(a)}, {static_cast<float>(depth)}};
+        RgbaImage image = Picture(1, 1, {100, 150, 200, static_cast<unsigned char>(a)}, {static_cast<float>(depth)});
         std::string error;
         EXPECT_TRUE(RunPixelFilter(h, instance, &image, 0, 0, &error)) << error;
         return {image.rgba[0], image.rgba[1], image.rgba[2], image.rgba[3]};
@@ -62,7 +62,7 @@ TEST_F(Rayleigh, AnimatedFalloffsStopAtAThousandth) {
              std::string(" BEGIN NUM RLENGTH\n  ANIMATE LINEAR\n VALUE 1\n  LINEAR -1\n END\n") + Number("MAXFOG", 99999) +
                  Number("NOFOG", 0) + Toggle("DISABLE", false));
     host.scene.framesPerSecond = 1;
-    RgbaImage image{1, 1, {100, 150, 200, 255}, {0.002f}};
+    RgbaImage image = Picture(1, 1, {100, 150, 200, 255}, {0.002f});
     std::string error;
     ASSERT_TRUE(RunPixelFilter(h, instance, &image, 5, 5.0, &error)) << error;  // frame 5: 1 - 4 = -3
     EXPECT_EQ(image.rgba[0], Byte(38 * (1 - std::exp(-2.0)) + std::exp(-2.0) * 100));
@@ -82,7 +82,7 @@ protected:
     LWInstance &shadow = instance;
     std::vector<unsigned char> Run(const std::vector<unsigned char> &rgba, int w, int hgt, const ShadowSettings &s) {
         host.scene.renderOptions = s.fields ? LWROPT_FIELDS : 0;
-        return ImageFilterTest::Run(RgbaImage{w, hgt, rgba}, Number("XOFF", s.xOffset) + Number("YOFF", s.yOffset) +
+        return ImageFilterTest::Run(Picture(w, hgt, rgba), Number("XOFF", s.xOffset) + Number("YOFF", s.yOffset) +
                                                Number("BLUR", s.softness) + Number("STRENGTH", s.opacity) +
                                                Toggle("ALPHA", s.addToAlpha) + " BEGIN COLOR COLOR\n  RED " +
                                                std::to_string(s.colour[0]) + "\n  GREEN " + std::to_string(s.colour[1]) +
@@ -269,7 +269,7 @@ TEST(OlderHandlers, AVersionTwoPixelFilterGetsTheVersionTwoAccess) {
     auto *h = static_cast<const PixelFilterHandler *>(host.Handler("PixelFilterHandler", "Old", &error, &version));
     ASSERT_NE(h, nullptr) << error;
     EXPECT_EQ(version, 2);
-    RgbaImage image{1, 1, std::vector<unsigned char>(4, 0)};
+    RgbaImage image = Picture(1, 1, std::vector<unsigned char>(4, 0));
     image.buffers[LWBUF_SHADING].assign(1, 0.5f);
     image.buffers[LWBUF_DIFFSHADE].assign(1, 0.5f);
     ASSERT_TRUE(RunPixelFilter(h, nullptr, &image, 0, 0, &error)) << error;
@@ -317,7 +317,7 @@ TEST(OlderHandlers, AnImageFiltersMonitorShowsProgressAndStopsItWhenAsked) {
             seen.push_back({done, total});
             return c.stopAfter == 0 || done < c.stopAfter;
         };
-        RgbaImage image{3, 6, std::vector<unsigned char>(3 * 6 * 4, 0)};
+        RgbaImage image = Picture(3, 6, std::vector<unsigned char>(3 * 6 * 4, 0));
         std::string error;
         EXPECT_EQ(RunImageFilter(&h, nullptr, &image, 0, 0, &error), c.finished);
         EXPECT_EQ(CountingFilter::lines, c.lines);

@@ -9,6 +9,13 @@
 #include "host/passes.h"
 #include "plugin_harness.h"
 
+// A frame of w x h pixels holding `rgba`, with a depth buffer when given.
+inline RgbaImage Picture(int w, int h, std::vector<unsigned char> rgba, std::vector<float> depth = {}) {
+    RgbaImage image;
+    image.width = w, image.height = h, image.rgba = std::move(rgba), image.depth = std::move(depth);
+    return image;
+}
+
 class ImageFilterTest : public InstanceTest<ImageFilterHandler> {
 protected:
     using InstanceTest::InstanceTest;

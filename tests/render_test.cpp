@@ -9,6 +9,7 @@
 #include <cstring>
 #include <fstream>
 #include <map>
+#include <set>
 
 #include "host/render/renderer.h"
 #include "host/scene_file.h"
@@ -390,6 +391,32 @@ TEST(Renderer, EachSpotKnowsItsPolygonAndPlace) {
     }
 }
 
+TEST(ShaderPreview, TheSphereIsAnObjectOfItsOwn) {
+    // Without a scene's object to stand for, the preview sphere is a null
+    // object of the host's while it is drawn (its item information answers),
+    // and gone after.
+    EmbeddedHost host;
+    static std::set<std::string> names;
+    ShaderHandler handler{};
+    handler.init = NoError, handler.cleanup = Nothing, handler.newTime = NoTime, handler.flags = ColourOnly;
+    handler.evaluate = [](LWInstance, ShaderAccess *sa) {
+        auto *info = static_cast<const LWItemInfo *>(EmbeddedHost::Active().Service(LWSERVICE_ITEM_INFO_2, 0));
+        const char *name = info->name(sa->objID);
+        names.insert(name ? name : "(none)");
+    };
+    RgbaImage im;
+    std::string error;
+    ASSERT_TRUE(RenderShaderPreview(&handler, nullptr, 16, 16, &im, &error)) << error;
+    EXPECT_EQ(names, std::set<std::string>{"Preview Sphere"});
+    EXPECT_TRUE(host.scene.objects.empty());
+    host.scene.AddObject("Ball");  // a scene's object stands for itself
+    names.clear();
+    const LWItemID ball = IdOf(host.scene.objects[0].get());
+    ASSERT_TRUE(RenderShaderPreview(&handler, nullptr, 16, 16, &im, &error, {0.8, 0.8, 0.8}, 0, ball)) << error;
+    EXPECT_EQ(names, std::set<std::string>{"Ball"});
+    EXPECT_EQ(host.scene.objects.size(), 1u);
+}
+
 class RenderShaders : public PluginTest {};
 
 // An LWOB file of one quad facing the camera, its surface "Skin" red with
@@ -494,6 +521,62 @@ TEST(Renderer, PixelFiltersSeeTheRendersBuffersAndRays) {
         EXPECT_EQ(middle.geometryAsFloat, 0) << "only depth is a float buffer";
         EXPECT_EQ(middle.cast, flags ? 10 : -1) << "the ray functions only for a filter that asks";
     }
+}
+
+}  // namespace
+
+namespace {
+
+// A pixel filter that makes each sample black or white by its raw red, and
+// counts what the host asks of it.
+struct Thresholds {
+    static inline int inits, cleanups, newTimes, samples;
+    static LWError Init(LWInstance) { return ++inits, nullptr; }
+    static void Cleanup(LWInstance) { ++cleanups; }
+    static LWError NewTime(LWInstance, LWFrame, LWTime) { return ++newTimes, nullptr; }
+    static unsigned Flags(LWInstance) { return 0; }
+    static void Evaluate(LWInstance, const PixelAccess *pa) {
+        ++samples;
+        BufferValue raw, rgba[4];
+        pa->bufVal(LWBUF_RAW_RED, 1, &raw);
+        rgba[0] = rgba[1] = rgba[2] = rgba[3] = raw > 100 ? 255 : 0;
+        pa->setRGBA(rgba);
+    }
+};
+
+TEST(Renderer, PixelFiltersSeeEverySampleOfEveryPassAndOneSession) {
+    // A half-plane of raw red 0.6 (153) at z = 10 whose edge runs straight
+    // down the frame at x = 20.3 pixels. Filtered after the average, column
+    // 20's red of 0.3 x 153 would go black; filtered sample by sample, the
+    // seventeen passes' white samples average to the share of the pixel left
+    // of the edge, 0.3, within the 1/17 a pass's column holds.
+    const int W = 40, H = 8;
+    RenderScene r(W, H);
+    const double z = 10, x = (20.3 / W * 2 - 1) / 3.2 * W / H * z;  // the zoom spans the height
+    Item &half = Luminous(r.Object("Half", Square(-50, -50, x, 50, z), {Quad(0)}));
+    half.geometry.surfaces[0].color = {0.6, 0, 0};
+    r.s.antialiasing = 3, r.s.adaptiveSampling = false;
+    PixelFilterHandler threshold{};
+    threshold.init = Thresholds::Init, threshold.cleanup = Thresholds::Cleanup, threshold.newTime = Thresholds::NewTime;
+    threshold.flags = Thresholds::Flags, threshold.evaluate = Thresholds::Evaluate;
+    r.s.filterPlugins.push_back({"PixelFilterHandler", "Threshold", &threshold, nullptr, nullptr});
+    Thresholds::inits = Thresholds::cleanups = Thresholds::newTimes = Thresholds::samples = 0;
+    {
+        Renderer renderer(r.host);
+        RgbaImage im;
+        std::string error;
+        for (int frame : {1, 2, 3}) ASSERT_TRUE(renderer.Render(frame, &im, &error)) << error;
+        for (int y = 0; y < H; ++y) {
+            EXPECT_EQ(Red(im, 10, y), 255);
+            EXPECT_NEAR(Red(im, 20, y) / 255.0, 0.3, 1.0 / 17 + 0.5 / 255) << y;
+            EXPECT_EQ(Red(im, 30, y), 0);
+        }
+        EXPECT_EQ(Thresholds::samples, renderer.primaryRays) << "one evaluation a sample";
+        EXPECT_EQ(Thresholds::inits, 1) << "one session for the three frames";
+        EXPECT_EQ(Thresholds::cleanups, 0);
+        EXPECT_EQ(Thresholds::newTimes, 3);
+    }
+    EXPECT_EQ(Thresholds::cleanups, 1) << "ended with the renderer";
 }
 
 }  // namespace

@@ -94,6 +94,11 @@ struct Renderer::State {
     double time = 0;
     int depth = 0;  // rays in flight below the camera's
     bool begun = false;
+    // The scene's pixel filters started (their init called), in order, and
+    // whether this frame's samples go through them (a render with pixel
+    // filters, not a shading).
+    size_t pixelFiltersStarted = 0;
+    bool filterSamples = false;
     RayFunctions rays{};
 
     explicit State(EmbeddedHost &h) : host(h) {}

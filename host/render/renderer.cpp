@@ -10,6 +10,10 @@ Renderer::Renderer(EmbeddedHost &host) : state_(std::make_unique<State>(host)) {
 }
 
 Renderer::~Renderer() {
+    // The pixel filters' session brackets every frame this renderer made.
+    const auto &filters = state_->host.scene.filterPlugins;
+    for (size_t i = 0, started = 0; i < filters.size() && started < state_->pixelFiltersStarted; ++i)
+        if (filters[i].pixel) filters[i].pixel->cleanup(filters[i].instance), ++started;
     if (state_->begun)
         for (auto &os : state_->objects)
             for (auto &list : os.surfaceShaders)
@@ -73,20 +77,26 @@ bool Renderer::Begin(std::string *error) {
                 if (LWError e = use.handler->init(use.instance)) return *error = use.server + ": " + e, false;
                 use.flags = use.handler->flags(use.instance);
             }
+    // So does every pixel filter's, once for the whole sequence of frames.
+    for (size_t i = 0, seen = 0; i < s.filterPlugins.size(); ++i) {
+        const FilterPluginUse &use = s.filterPlugins[i];
+        if (!use.pixel || seen++ < st.pixelFiltersStarted) continue;  // started before a refusal
+        if (LWError e = use.pixel->init(use.instance)) return *error = use.server + ": " + e, false;
+        ++st.pixelFiltersStarted;
+    }
     st.begun = true;
     return true;
 }
 
 bool Renderer::Render(int frame, RgbaImage *out, std::string *error) {
-    if (!Shade(frame, out, error)) return false;
     State &st = *state_;
+    // The pixel filters run on every sample of every pass, before the passes
+    // are averaged.
+    for (const FilterPluginUse &use : st.host.scene.filterPlugins) st.filterSamples |= use.pixel != nullptr;
+    const bool shaded = Shade(frame, out, error);
+    st.filterSamples = false;
+    if (!shaded) return false;
     EvaluationPass pass(st.host);
-    active = &st;  // pixel filters that trace see this frame
-    for (const FilterPluginUse &use : st.host.scene.filterPlugins)
-        if (use.pixel && !RunPixelFilter(use.pixel, use.instance, out, frame, st.time, error, &kRays)) {
-            *error = use.server + ": " + *error;
-            return false;
-        }
     // The exposure: from the first motion-blur pass to the frame's own time.
     const double exposureStart = st.host.BlurPassTimes(frame).front();
     for (const FilterPluginUse &use : st.host.scene.filterPlugins)

@@ -11,8 +11,11 @@
 // mirror and transparency, smoothed by its angle; the surface's shader
 // plug-ins at every spot, in order, with their flags honoured; the backdrop
 // colour or gradient and linear fog. The host's ray functions answer from the
-// same geometry, for shaders and pixel filters that ask. Then the scene's
-// pixel filters (with the render's buffers) and image filters, in order.
+// same geometry, for shaders and pixel filters that ask. The scene's pixel
+// filters, in order, on every sample of every pass (with that sample's
+// buffers) before the passes are averaged; then its image filters. Shaders'
+// and pixel filters' sessions (init to cleanup) span every frame the
+// renderer makes.
 //
 // The shading model (the host's own is not published): colour C, luminosity
 // L, diffuse d, specular s with exponent g, per light of colour E arriving

@@ -72,8 +72,20 @@ bool Renderer::Shade(int frame, RgbaImage *out, std::string *error) {
                 for (ShaderUse &use : list)
                     if (LWError e = use.handler->newTime(use.instance, frame, time))
                         return *error = use.server + ": " + e, false;
+        if (st.filterSamples)
+            for (const FilterPluginUse &use : scene.filterPlugins)
+                if (use.pixel)
+                    if (LWError e = use.pixel->newTime(use.instance, frame, time))
+                        return *error = use.server + ": " + e, false;
         active = &st;
         return true;
+    };
+    // A render's pixel filters, in order, on the samples of one pass: the
+    // pixels of rows first, first + step, ... (those `only` marks, when given).
+    auto filter = [&](RgbaImage *samples, int first, int step, const std::vector<bool> *only) {
+        for (const FilterPluginUse &use : scene.filterPlugins)
+            if (use.pixel) FilterSamples(use.pixel, use.instance, samples, &kRays, first, step, only);
+        return !st.host.MotionOverrun(error);
     };
     // Fields: the first in time half a frame before the frame, the second at
     // its time (the host's own timing is not published: unconfirmed). The
@@ -92,6 +104,36 @@ bool Renderer::Shade(int frame, RgbaImage *out, std::string *error) {
         blur ? static_cast<int>(times.size()) : scene.AntialiasingPasses(scene.renderOptions & LWROPT_DEPTHOFFIELD));
     const int passes = static_cast<int>(offsets.size());
     std::vector<float> sum(passes > 1 ? n * 4 : 0);
+    // A later pass's samples, when the pixel filters need them whole.
+    RgbaImage later;
+    if (passes > 1 && st.filterSamples) {
+        later.width = w, later.height = h;
+        later.rgba.assign(n * 4, 0);
+        later.depth.assign(n, kBackdropDepth);
+        for (auto &buffer : later.buffers) buffer.assign(n, 0);
+    }
+    // A sample's colour, alpha, depth (-1: the backdrop) and buffers, at a pixel.
+    auto store = [](RgbaImage *into, size_t at, const Vec &colour, double alpha, double depth, const SpotRecord &r) {
+        for (int c = 0; c < 3; ++c) into->rgba[at * 4 + c] = static_cast<unsigned char>(colour[c] * 255 + 0.5);
+        into->rgba[at * 4 + 3] = static_cast<unsigned char>(alpha * 255 + 0.5);
+        const bool hit = depth >= 0;
+        into->depth[at] = hit ? static_cast<float>(depth) : kBackdropDepth;
+        auto byte = [hit](double v) {
+            return hit ? static_cast<float>(std::floor(std::clamp(v, 0.0, 1.0) * 255 + 0.5)) : 0.0f;
+        };
+        auto value = [hit](double v) { return hit ? static_cast<float>(v) : 0.0f; };
+        into->buffers[LWBUF_LUMINOUS][at] = byte(r.luminous);
+        into->buffers[LWBUF_DIFFUSE][at] = byte(r.diffuse);
+        into->buffers[LWBUF_SPECULAR][at] = byte(r.specular);
+        into->buffers[LWBUF_MIRROR][at] = byte(r.mirror);
+        into->buffers[LWBUF_TRANS][at] = byte(r.transparency);
+        for (int c = 0; c < 3; ++c) into->buffers[LWBUF_RAW_RED + c][at] = byte(r.raw[c]);
+        into->buffers[LWBUF_SHADING][at] = value(r.shading);
+        into->buffers[LWBUF_SHADOW][at] = value(r.shadow);
+        into->buffers[LWBUF_GEOMETRY][at] = value(r.geometry);
+        into->buffers[LWBUF_DIFFSHADE][at] = value(r.diffShade);
+        into->buffers[LWBUF_SPECSHADE][at] = value(r.specShade);
+    };
     auto sample = [&](int x, int y, int pass, Vec *colour, double *alpha, SpotRecord *r) {
         // Dithered motion blur pairs each pixel's later passes with the
         // subpixel offsets in an order of its own, so that the passes' steps
@@ -128,30 +170,18 @@ bool Renderer::Shade(int frame, RgbaImage *out, std::string *error) {
                 SpotRecord r;
                 double depth = sample(x, y, 0, &colour, &alpha, &r);
                 size_t at = static_cast<size_t>(y) * w + x;
-                for (int c = 0; c < 3; ++c) out->rgba[at * 4 + c] = static_cast<unsigned char>(colour[c] * 255 + 0.5);
-                out->rgba[at * 4 + 3] = static_cast<unsigned char>(alpha * 255 + 0.5);
+                store(out, at, colour, alpha, depth, r);
                 if (!sum.empty()) {
                     for (int c = 0; c < 3; ++c) sum[at * 4 + c] = static_cast<float>(colour[c]);
                     sum[at * 4 + 3] = static_cast<float>(alpha);
                 }
-                if (depth < 0) continue;
-                out->depth[at] = static_cast<float>(depth);
-                auto byte = [](double v) {
-                    return static_cast<float>(std::floor(std::clamp(v, 0.0, 1.0) * 255 + 0.5));
-                };
-                out->buffers[LWBUF_LUMINOUS][at] = byte(r.luminous);
-                out->buffers[LWBUF_DIFFUSE][at] = byte(r.diffuse);
-                out->buffers[LWBUF_SPECULAR][at] = byte(r.specular);
-                out->buffers[LWBUF_MIRROR][at] = byte(r.mirror);
-                out->buffers[LWBUF_TRANS][at] = byte(r.transparency);
-                for (int c = 0; c < 3; ++c) out->buffers[LWBUF_RAW_RED + c][at] = byte(r.raw[c]);
-                out->buffers[LWBUF_SHADING][at] = static_cast<float>(r.shading);
-                out->buffers[LWBUF_SHADOW][at] = static_cast<float>(r.shadow);
-                out->buffers[LWBUF_GEOMETRY][at] = static_cast<float>(r.geometry);
-                out->buffers[LWBUF_DIFFSHADE][at] = static_cast<float>(r.diffShade);
-                out->buffers[LWBUF_SPECSHADE][at] = static_cast<float>(r.specShade);
             }
+        if (st.filterSamples && !filter(out, first, step, nullptr)) return false;
         if (sum.empty()) return true;
+        if (st.filterSamples)  // the average takes the filtered samples
+            for (int y = first; y < h; y += step)
+                for (size_t at = static_cast<size_t>(y) * w * 4, end = at + w * 4; at < end; ++at)
+                    sum[at] = out->rgba[at] / 255.0f;
         // Adaptive sampling looks at the first pass alone, so it is left out
         // under motion blur (a moving edge crosses pixels that look flat at one
         // time) and depth of field (a blurred edge spreads over flat ones).
@@ -166,10 +196,20 @@ bool Renderer::Shade(int frame, RgbaImage *out, std::string *error) {
                     Vec colour;
                     double alpha;
                     SpotRecord r;
-                    sample(x, y, p, &colour, &alpha, &r);
+                    double depth = sample(x, y, p, &colour, &alpha, &r);
+                    if (st.filterSamples) {
+                        store(&later, at, colour, alpha, depth, r);
+                        continue;
+                    }
                     for (int c = 0; c < 3; ++c) sum[at * 4 + c] += static_cast<float>(colour[c]);
                     sum[at * 4 + 3] += static_cast<float>(alpha);
                 }
+            if (!st.filterSamples) continue;
+            if (!filter(&later, first, step, &more)) return false;
+            for (int y = first; y < h; y += step)
+                for (size_t at = static_cast<size_t>(y) * w, end = at + w; at < end; ++at)
+                    if (more[at])
+                        for (int c = 0; c < 4; ++c) sum[at * 4 + c] += later.rgba[at * 4 + c] / 255.0f;
         }
         for (int y = first; y < h; y += step)
             for (size_t at = static_cast<size_t>(y) * w, end = at + w; at < end; ++at)
