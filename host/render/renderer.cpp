@@ -113,3 +113,5 @@ const RayFunctions &Renderer::Rays() const {
 }
 
 size_t Renderer::Triangles() const { return state_->tracer.Triangles().size(); }
+
+const Tracer &Renderer::Geometry() const { return state_->tracer; }

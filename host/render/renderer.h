@@ -35,6 +35,8 @@
 
 #include "host/passes.h"
 
+class Tracer;
+
 class Renderer {
 public:
     explicit Renderer(EmbeddedHost &host);
@@ -62,6 +64,8 @@ public:
     const RayFunctions &Rays() const;
     long primaryRays = 0, secondaryRays = 0;
     size_t Triangles() const;
+    // The triangles of the time last prepared, as the rays meet them.
+    const Tracer &Geometry() const;
 
     struct State;  // the frame being rendered, known to the ray functions
 
