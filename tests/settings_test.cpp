@@ -32,6 +32,14 @@ protected:
     }
 };
 
+// What a store holds, the saved-date line left out.
+std::string Undated(const TextStore &store) {
+    std::string text = store.bytes;
+    for (const std::string &line : store.lines) text += line + "\n";
+    for (size_t at; (at = text.find("# Saved ")) != std::string::npos;) text.erase(at, text.find('\n', at) - at + 1);
+    return text;
+}
+
 std::string Envelope(const std::string &body, const std::string &version = "VERSION 1\n") {
     return "BEGIN MARVEN_LABS_PLUGIN Sample\n" + version + body + "END MARVEN_LABS_PLUGIN Sample\n";
 }
@@ -72,25 +80,16 @@ TEST_F(Settings, EveryKindSurvivesARoundTripInBothModes) {
         to->panel->pendingUpdate = 1;
         SynchronisePanel(to->panel);  // finds the items again
 
-        EXPECT_EQ(Sample<NumericControl>(to, kDelay)->value, 2.25);
-        EXPECT_EQ(Sample<NumericControl>(to, kStrength)->mode, kLinear);
-        EXPECT_EQ(Sample<NumericControl>(to, kStrength)->value, 0.75);
-        EXPECT_EQ(Sample<NumericControl>(to, kStrength)->changePerFrame, -0.125);
-        EXPECT_EQ(Sample<NumericControl>(to, kRadius)->mode, kSeparation);
-        EXPECT_EQ(Sample<NumericControl>(to, kRadius)->ref[0].item, IdOf(&ball));
+        // Saved again, it is the same text (but for the minute it was saved),
+        // the items found again by their names.
+        TextStore again;
+        again.mode = mode;
+        LWSaveState resave = again.SaveState();
+        ASSERT_EQ(SaveSettings(to, &resave), nullptr);
+        EXPECT_EQ(Undated(again), Undated(store)) << "mode " << mode;
         EXPECT_EQ(Sample<NumericControl>(to, kRadius)->ref[1].item, IdOf(&elbow));
-        EXPECT_EQ(Sample<NumericControl>(to, kDuration)->value, 42);
-        EXPECT_EQ(Sample<ButtonControl>(to, kPush)->state, kHighlighted);
-        EXPECT_TRUE(ToggleIsOn(Sample<ButtonControl>(to, kDisable)));
-        for (int i = 0; i < 5; ++i) EXPECT_EQ(Sample<ListboxControl>(to, kList)->selected[i], i >= 3) << i;
-        EXPECT_EQ(Sample<RadioControl>(to, kAxis)->selection, 1);
-        EXPECT_EQ(Sample<ColorControl>(to, kTint)->blue, 255);
-        ItemControl *target = Sample<ItemControl>(to, kTarget);
-        ASSERT_EQ(target->count, 2);
-        EXPECT_EQ(target->items[0], IdOf(&elbow));
-        EXPECT_EQ(target->items[1], IdOf(&ball));
-        EXPECT_STREQ(Sample<ItemControl>(to, kEffectors)->prefix, "Left B");
-        EXPECT_EQ(Sample<ItemControl>(to, kEffectors)->items[0], IdOf(&ball));
+        EXPECT_EQ(Sample<ItemControl>(to, kTarget)->items[0], IdOf(&elbow));
+        EXPECT_EQ(Sample<ItemControl>(to, kEffectors)->items[0], IdOf(&ball)) << "by the prefix";
         SharedDestroy(from);
         SharedDestroy(to);
     }
