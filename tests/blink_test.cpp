@@ -161,10 +161,7 @@ TEST_F(BlinkTest, DescribesGhostsAndListsItems) {
     EXPECT_STREQ(handler->descln(instance), "Blink: frames 0 to 6, every 96 frames");
     Apply("Blink", Number("START", 12.5) + Number("LENGTH", 3) + Number("PERIOD", 40));
     EXPECT_STREQ(handler->descln(instance), "Blink: frames 12.5 to 15.5, every 40 frames");
-    const LWItemID *used = handler->useItems(instance);
-    EXPECT_EQ(used[0], IdOf(item));
-    EXPECT_EQ(used[1], IdOf(&rig));
-    EXPECT_EQ(used[2], nullptr);
+    EXPECT_EQ(ItemsUsed(handler->useItems(instance)), (std::vector<LWItemID>{IdOf(item), IdOf(&rig)}));
     Apply("Blink", Toggle("POSITION", false) + Toggle("ROTATION", false));
     EXPECT_STREQ(handler->descln(instance), "Blink: No Channels");
     EXPECT_TRUE(SetsAt(45).empty());

@@ -133,9 +133,7 @@ TEST_F(DangleTest, DescribesAndListsItsAnchor) {
     Hang({0, 0, 0}, {1, 0, 0}, Toggle("INTERACTIVE", true));
     EXPECT_STREQ(handler->descln(instance), "Dangle, anchored by Anchor");
     EXPECT_EQ(handler->flags(instance), static_cast<unsigned>(LWDMF_WORLD));
-    const LWItemID *used = handler->useItems(instance);
-    EXPECT_EQ(used[0], IdOf(anchor));
-    EXPECT_EQ(used[1], nullptr);
+    EXPECT_EQ(ItemsUsed(handler->useItems(instance)), std::vector<LWItemID>{IdOf(anchor)});
     Settings(handler, instance, "Dangle", Toggle("INTERACTIVE", false));
     EXPECT_EQ(handler->useItems(instance), nullptr);
     Settings(handler, instance, "Dangle", Toggle("DISABLE", true) + Toggle("INTERACTIVE", true));

@@ -135,9 +135,7 @@ TEST_F(FlexorTest, StillCasesDescriptionsAndItems) {
     ExpectPoint(At(0)[0], {0, 2, 0}, 0, "scaled to nothing");
     object->SetRest({0, 0, 0});
     EXPECT_STREQ(handler->descln(instance), "Flexor, guided by Guide");
-    const LWItemID *used = handler->useItems(instance);
-    EXPECT_EQ(used[0], IdOf(guide));
-    EXPECT_EQ(used[1], IdOf(object));
+    EXPECT_EQ(ItemsUsed(handler->useItems(instance)), (std::vector<LWItemID>{IdOf(guide), IdOf(object)}));
     Settings(handler, instance, "Flexor", Toggle("INTERACTIVE", false));
     EXPECT_EQ(handler->useItems(instance), nullptr) << "not interactive";
     EXPECT_STREQ(handler->newTime(nullptr, IdOf(object), 0, 0), "Eeek, no inst at newtime");

@@ -32,6 +32,13 @@ inline std::string FileText(const std::string &path) {
     return text.str();
 }
 
+// The items a plug-in's items-used list names, up to its null end.
+inline std::vector<LWItemID> ItemsUsed(const LWItemID *list) {
+    std::vector<LWItemID> items;
+    while (list && *list) items.push_back(*list++);
+    return items;
+}
+
 // Loads a scene file into `host` (a bare name is one of the examples), or a
 // scene's text named `path`; a refusal is the test's failure, with its reason.
 inline ::testing::AssertionResult SceneLoads(EmbeddedHost &host, const std::string &path,

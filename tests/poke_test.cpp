@@ -82,10 +82,8 @@ TEST_F(PokeTest, EffectorsByPrefix) {
     host.scene.objects[512]->SetRest({0, 0, 0});  // the 512th
     ExpectPoint(At(0)[0], {1, 0, 0}, 1e-12, "the 512th does");
     Settings(handler, instance, "Poke", Toggle("INTERACTIVE", true));
-    const LWItemID *used = handler->useItems(instance);
-    int count = 0;
-    while (used[count]) ++count;
-    EXPECT_EQ(count, 512);
+    const std::vector<LWItemID> used = ItemsUsed(handler->useItems(instance));
+    ASSERT_EQ(used.size(), 512u);
     EXPECT_EQ(used[0], IdOf(ball));
     Settings(handler, instance, "Poke", Toggle("DISABLE", true));
     EXPECT_STREQ(handler->descln(instance), "Poke, 512 effectors: Disabled");

@@ -140,10 +140,7 @@ TEST_F(TrackTest, GhostsDescribesAndListsItsItems) {
     EXPECT_TRUE(ghosted("MINH") && ghosted("MAXP"));
     EXPECT_FALSE(ghosted("STRENGTH"));
     EXPECT_STREQ(handler->descln(instance), "Tracking Target");
-    const LWItemID *used = handler->useItems(instance);
-    EXPECT_EQ(used[0], IdOf(target));
-    EXPECT_EQ(used[1], IdOf(self));
-    EXPECT_EQ(used[2], nullptr);
+    EXPECT_EQ(ItemsUsed(handler->useItems(instance)), (std::vector<LWItemID>{IdOf(target), IdOf(self)}));
 
     Settings(" BEGIN BUTTON DISABLE\n  CHECKED YES\n  HIGHLIGHTED YES\n END\n");
     for (const char *key : {"STRENGTH", "DELAY", "MINH", "INTERACTIVE", "AXIS", "TRACKITEM"}) EXPECT_TRUE(ghosted(key)) << key;

@@ -158,9 +158,7 @@ TEST_F(VFog, FlagsDescriptionAndItems) {
     EXPECT_STREQ(h->descln(instance), "Vertical Fog: Disabled");
     EXPECT_EQ(h->useItems(instance), nullptr);
     Settings(h, instance, "VFog", Toggle("DISABLE", false));
-    const LWItemID *used = h->useItems(instance);
-    ASSERT_NE(used, nullptr);
-    EXPECT_EQ(used[0], IdOf(&sun));
+    EXPECT_EQ(ItemsUsed(h->useItems(instance)), std::vector<LWItemID>{IdOf(&sun)});
     EXPECT_EQ(h->flags(nullptr), 0u);
     EXPECT_STREQ(h->descln(nullptr), "Error!");
 }
