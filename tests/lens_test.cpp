@@ -107,10 +107,7 @@ TEST_F(Lens, InverseUndoesForward) {
     // scaling, then through the inverse with the same settings: the interior
     // comes back within the sampling's blur.
     const int w = 120, hgt = 90;
-    RgbaImage smooth;
-    smooth.width = w;
-    smooth.height = hgt;
-    smooth.rgba.resize(w * hgt * 4);
+    RgbaImage smooth = Picture(w, hgt, std::vector<unsigned char>(w * hgt * 4));
     for (int y = 0; y < hgt; ++y)
         for (int x = 0; x < w; ++x) {
             unsigned char *p = &smooth.rgba[(y * w + x) * 4];
@@ -137,10 +134,7 @@ TEST_F(Lens, PreviewShowsTheWarp) {
     // At the defaults the preview is its own test card; mirrored, the card's
     // left and right change places.
     auto *p = static_cast<PluginInstance *>(instance);
-    PreviewControl *preview = nullptr;
-    for (int i = 0; i < p->controlCount; ++i)
-        if (std::string(static_cast<ControlRecord *>(p->controls[i])->key) == "PREVIEW")
-            preview = static_cast<PreviewControl *>(p->controls[i]);
+    auto *preview = reinterpret_cast<PreviewControl *>(FindControl(p->panel, "PREVIEW"));
     ASSERT_NE(preview, nullptr);
     ASSERT_EQ(preview->width, 172);
     Settings(h, instance, "Lens", "");
