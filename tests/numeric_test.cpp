@@ -182,14 +182,9 @@ TEST_F(Numeric, AdvancedDefinitionReportAndFallBack) {
     double xs[kMaxGraphSamples], ys[kMaxGraphSamples];
     RangeReport r = ComputeRangeReport(delay, 1, 3, 30, 0, 19, xs, ys);
     EXPECT_EQ(r.samples, 20);
-    EXPECT_EQ(r.start, 0);
-    EXPECT_EQ(r.end, 19);
     EXPECT_DOUBLE_EQ(xs[1], 1);
-    EXPECT_NEAR(r.minimum, -1, 1e-12);
-    EXPECT_NEAR(r.maximum, 18, 1e-12);
-    EXPECT_NEAR(r.average, 8.5, 1e-12);
     char text[160];
-    FormatRangeReport(r, text, sizeof text);
+    FormatRangeReport(r, text, sizeof text);  // its frames, least, most and average
     EXPECT_STREQ(text, "From Frame 0 to 19 the value ranges from -1.000 to 18.000, average: 8.500.");
     EXPECT_EQ(ComputeRangeReport(delay, 0, 1000, 30, 5, 2, nullptr, nullptr).samples, 1000);
     EXPECT_EQ(ComputeRangeReport(delay, 0, 1000, 30, 5, 2, nullptr, nullptr).end, 6);

@@ -38,8 +38,7 @@ protected:
     std::string RangeText(int k) {
         auto *p = static_cast<PluginInstance *>(instance);
         p->panel->afterLoad(p);
-        const char *key = k ? nullptr : "RANGEF";
-        std::string name = k ? "RANGE" + std::to_string(k) : key;
+        std::string name = k ? "RANGE" + std::to_string(k) : "RANGEF";
         return reinterpret_cast<TextControl *>(FindControl(p->panel, name.c_str()))->text;
     }
 };
