@@ -3,7 +3,6 @@
 // phase, and two samples give the event's start and duration.
 #include <cmath>
 
-#include "controls/plugin_instance.h"
 #include "motion_plugin_test.h"
 
 namespace {

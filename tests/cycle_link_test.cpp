@@ -3,7 +3,6 @@
 // X = 100 x phase. Driven by a control null at 30 fps; phases worked out by hand.
 #include <cmath>
 
-#include "controls/numeric.h"
 #include "controls/plugin_instance.h"
 #include "controls/static_controls.h"
 #include "helpers/transform.h"

@@ -4,7 +4,6 @@
 // cases against their geometry.
 #include <cmath>
 
-#include "controls/plugin_instance.h"
 #include "displacement_plugin_test.h"
 #include "lwob_writer.h"
 

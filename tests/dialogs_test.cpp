@@ -3,8 +3,6 @@
 // the advanced definition keeps its choices on accept and falls back to FIXED;
 // the item selection replaces the control's items.
 #include <algorithm>
-#include <fstream>
-#include <sstream>
 
 #include "controls/choice.h"
 #include "controls/item.h"
@@ -12,7 +10,6 @@
 #include "controls/plugin_instance.h"
 #include "controls/static_controls.h"
 #include "export/motion_export.h"
-#include "host/scene_file.h"
 #include "module/lifecycle.h"
 #include "panelui/dialogs.h"
 #include "panelui/panel_window.h"
@@ -20,7 +17,6 @@
 #include "plugin_harness.h"
 
 namespace {
-
 
 class Dialogs : public PluginTest {
 protected:

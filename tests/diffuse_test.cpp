@@ -2,7 +2,6 @@
 // the law of diffusion over many points, coherence, and determinism.
 #include <cmath>
 
-#include "controls/plugin_instance.h"
 #include "displacement_plugin_test.h"
 #include "helpers/random.h"
 

@@ -3,7 +3,6 @@
 // reference values and against the walk computed alone.
 #include <cmath>
 
-#include "controls/plugin_instance.h"
 #include "helpers/random.h"
 #include "motion_plugin_test.h"
 

@@ -5,7 +5,6 @@
 // settings is checked too.
 #pragma once
 
-#include <cmath>
 #include <vector>
 
 struct ShadowSettings {

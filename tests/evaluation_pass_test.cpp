@@ -5,10 +5,8 @@
 // a question.
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <optional>
-#include <sstream>
 
 #include "export/motion_export.h"
 #include "host/motion_evaluation.h"

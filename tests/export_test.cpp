@@ -1,8 +1,6 @@
 // Motion export: which frames become keys, the file's exact form, world
 // rotations kept continuous, and parent coordinates.
 #include <cmath>
-#include <fstream>
-#include <sstream>
 
 #include "export/motion_export.h"
 #include "host/scene_file.h"

@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstdio>
 
-#include "controls/plugin_instance.h"
 #include "displacement_plugin_test.h"
 #include "lwob_writer.h"
 

@@ -2,8 +2,6 @@
 // interface activation's modal run, the pixel-filter wrappers, the panel's file
 // buttons with the settings memory, and the panel model's list walks.
 #include <cstdio>
-#include <fstream>
-#include <sstream>
 
 #include "filters/filter_frames.h"
 #include "module/lifecycle.h"

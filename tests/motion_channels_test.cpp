@@ -1,9 +1,7 @@
 // Speedlimit, Limiter and VelAccel on a null of the embedded host, against
 // positions and angles worked out by hand (chases at a known speed, clamps,
 // the integrals of constant and linear velocities and accelerations).
-#include <cmath>
 
-#include "controls/plugin_instance.h"
 #include "motion_plugin_test.h"
 
 namespace {

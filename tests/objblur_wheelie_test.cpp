@@ -1,7 +1,6 @@
 // Objblur at the embedded host's motion-blur passes, and Wheelie rolling a
 // wheel whose radius comes from its object file; against frames and angles
 // worked out by hand.
-#include <cmath>
 
 #include "controls/plugin_instance.h"
 #include "lwob_writer.h"

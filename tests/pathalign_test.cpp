@@ -2,7 +2,6 @@
 // against directions worked out by hand, and a circle's lean into its centre.
 #include <cmath>
 
-#include "controls/plugin_instance.h"
 #include "helpers/transform.h"
 #include "motion_plugin_test.h"
 

@@ -3,8 +3,6 @@
 // plug-ins comes back byte for byte.
 #include <cmath>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include "host/export/plain_key_scene.h"
 #include "host/scene_file.h"

@@ -4,7 +4,6 @@
 // restore rate, and the history rebuilt from the scene at every frame.
 #include <cmath>
 
-#include "controls/plugin_instance.h"
 #include "displacement_plugin_test.h"
 
 namespace {

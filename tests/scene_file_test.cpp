@@ -3,8 +3,6 @@
 // survives being written and read back.
 #include <cmath>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <sstream>
 
 #include "host/scene_file.h"

@@ -2,7 +2,6 @@
 // formulas worked out here.
 #include <cmath>
 
-#include "host/passes.h"
 #include "displacement_plugin_test.h"
 #include "plugin_harness.h"
 

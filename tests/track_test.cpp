@@ -1,6 +1,5 @@
 // Track, applied to items of the embedded host's scene and evaluated by the
 // host, checked against directions worked out from the scene.
-#include <cmath>
 
 #include "controls/plugin_instance.h"
 #include "motion_plugin_test.h"

@@ -3,7 +3,6 @@
 // the hinge planes, the query budget, and the decay of a damped oscillation.
 #include <cmath>
 
-#include "controls/plugin_instance.h"
 #include "helpers/transform.h"
 #include "motion_plugin_test.h"
 

@@ -3,7 +3,6 @@
 // in both modes and loads each save into a second instance. Anything read past a
 // buffer, written past a field or left undefined is a finding.
 #include <cstdint>
-#include <cstring>
 #include <string>
 
 #include "host/embedded_host.h"

@@ -13,7 +13,6 @@
 #include <functional>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "host/embedded_host.h"
 #include "host/module_loader.h"
