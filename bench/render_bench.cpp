@@ -15,9 +15,11 @@
 
 namespace {
 
-// The studio's frame 6, rendered with its filters, again and again.
-void RenderStudio(benchmark::State &state, DemoScene &studio) {
+// The studio's frame 6, rendered with its filters, again and again, its
+// passes' rows shared among `threads` threads.
+void RenderStudio(benchmark::State &state, DemoScene &studio, int threads = 1) {
     Renderer renderer(studio.host);
+    renderer.SetThreads(threads);
     RgbaImage image;
     std::string error;
     for (auto _ : state) {
@@ -30,15 +32,16 @@ void RenderStudio(benchmark::State &state, DemoScene &studio) {
         benchmark::Counter(static_cast<double>(renderer.primaryRays), benchmark::Counter::kIsRate);
 }
 
-// The argument is the antialiasing level: 0 one ray a pixel, 1 to 3 five,
-// nine and seventeen passes over every pixel (adaptive sampling off).
+// The arguments: the antialiasing level (0 one ray a pixel, 1 to 3 five,
+// nine and seventeen passes over every pixel, adaptive sampling off) and the
+// threads sharing each pass.
 void StudioFrame(benchmark::State &state) {
     DemoScene studio("studio_demo.lws");
     studio.host.scene.antialiasing = static_cast<int>(state.range(0));
     studio.host.scene.adaptiveSampling = false;
-    RenderStudio(state, studio);
+    RenderStudio(state, studio, static_cast<int>(state.range(1)));
 }
-BENCHMARK(StudioFrame)->DenseRange(0, 3)->Unit(benchmark::kMillisecond);
+BENCHMARK(StudioFrame)->ArgsProduct({{0, 1, 2, 3}, {1, 2}})->Unit(benchmark::kMillisecond)->UseRealTime();
 
 // The studio frame with motion blur over half a frame at the medium level:
 // nine passes, each with the scene built at its own time.

@@ -416,6 +416,33 @@ TEST(ShaderPreview, TheSphereIsAnObjectOfItsOwn) {
     EXPECT_EQ(host.scene.objects.size(), 1u);
 }
 
+TEST(Renderer, ThreadsShareTheRowsAndChangeNothing) {
+    // A mirror globe before a wall painted by a shader, shadows traced,
+    // adaptive passes: one thread or three, the same bytes and rays.
+    RgbaImage pictures[2];
+    long rays[2];
+    for (int i : {0, 1}) {
+        RenderScene r(64, 48);
+        r.Object("Wall", Square(-50, -50, 50, 50, 12), {Quad(0)});
+        Globe(r, {0.5, 0, 8}, 1, 24, 12);
+        r.s.objects.back()->geometry.surfaces[0].mirror = 0.5;
+        r.s.rayTraceEffects = 3, r.s.antialiasing = 2, r.s.adaptiveSampling = true;
+        r.Light(LWLIGHT_POINT, {-2, 3, 4});
+        ShaderHandler handler{};
+        handler.init = NoError, handler.cleanup = Nothing, handler.newTime = NoTime;
+        handler.evaluate = Record, handler.flags = ColourOnly;
+        Renderer renderer(r.host);
+        renderer.AddSurfaceShader("Plain", &handler, nullptr, "Recorder");
+        renderer.SetThreads(i ? 3 : 1);
+        pictures[i] = r.Shade(&renderer);
+        rays[i] = renderer.primaryRays;
+    }
+    EXPECT_EQ(pictures[0].rgba, pictures[1].rgba);
+    EXPECT_EQ(pictures[0].depth, pictures[1].depth);
+    EXPECT_EQ(rays[0], rays[1]);
+    EXPECT_GT(rays[0], 64 * 48) << "some pixels took the later passes";
+}
+
 class RenderShaders : public PluginTest {};
 
 // An LWOB file of one quad facing the camera, its surface "Skin" red with

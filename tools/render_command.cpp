@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <thread>
 
 #include "host/render/renderer.h"
 #include "tools/command_line.h"
@@ -121,6 +122,8 @@ int Render(const std::vector<std::string> &given) {
     const int count = last - first + 1;
     int jobs = 1;
     if (!JobCount(v[kJobs], count, &jobs)) return cleanup(), FailCommand("render: -j wants a number of workers, 1 to 256");
+    // The workers split the frames and the cores share each frame's rows.
+    renderer->SetThreads(static_cast<int>(std::thread::hardware_concurrency()) / jobs);
     SequenceResult r = RunSequence(first, last, jobs, [&](int frame, std::string *why) {
         RgbaImage image;
         if (!renderer->Render(frame, &image, why)) return *why = "frame " + std::to_string(frame) + ": " + *why, false;

@@ -9,6 +9,7 @@
 #include <cmath>
 #include <limits>
 #include <map>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -92,7 +93,10 @@ struct Renderer::State {
     double lensRadius = 0, focus = 0;  // depth of field: none when the radius is 0
     int width = 0, height = 0, frame = 0;
     double time = 0;
-    int depth = 0;  // rays in flight below the camera's
+    int threads = 1;  // the passes' rows shared among this many
+    // The plug-ins a frame calls while its rows are shaded (shaders, and the
+    // host services they ask) are called by one thread at a time.
+    mutable std::recursive_mutex plugins;
     bool begun = false;
     // The scene's pixel filters started (their init called), in order, and
     // whether this frame's samples go through them (a render with pixel
@@ -154,5 +158,7 @@ namespace render {
 // The renderer whose frame the ray functions answer from, and those functions.
 extern Renderer::State *active;
 extern const RayFunctions kRays;
+// Rays in flight below the camera's, on this thread.
+extern thread_local int rayDepth;
 
 }  // namespace render

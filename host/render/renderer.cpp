@@ -3,11 +3,16 @@
 #include "host/render/frame_state.h"
 #include "host/scene_file.h"
 
+#include <thread>
+
 using namespace render;
 
 Renderer::Renderer(EmbeddedHost &host) : state_(std::make_unique<State>(host)) {
     state_->rays = kRays;
+    SetThreads(static_cast<int>(std::thread::hardware_concurrency()));
 }
+
+void Renderer::SetThreads(int threads) { state_->threads = std::max(1, threads); }
 
 Renderer::~Renderer() {
     // The pixel filters' session brackets every frame this renderer made.

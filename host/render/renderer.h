@@ -60,6 +60,10 @@ public:
     // Shading, then the scene's pixel filters and image filters in order.
     bool Render(int frame, RgbaImage *out, std::string *error);
 
+    // How many threads share a pass's rows: every core unless told (at
+    // least one). The picture is the same whatever the count.
+    void SetThreads(int threads);
+
     // The ray functions, answered from the frame being rendered.
     const RayFunctions &Rays() const;
     long primaryRays = 0, secondaryRays = 0;

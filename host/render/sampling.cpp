@@ -3,6 +3,8 @@
 // average of the passes with the buffers of the first.
 #include "host/render/frame_state.h"
 
+#include <thread>
+
 using namespace render;
 
 namespace {
@@ -45,6 +47,28 @@ std::vector<bool> NeedsPasses(const RgbaImage &image, const Scene &scene, bool a
             if (y + step < h && differs(at, at + below)) more[at] = more[at + below] = true;
         }
     return more;
+}
+
+// The rows first, first + step, ... below `height`, shared among `threads`
+// threads, each taking every threads-th of them; the primary rays `work`
+// reports casting for its rows, summed. The pixels of a row are the row's
+// own, so the picture is the same whatever the count.
+template <typename Work>
+long ShareRows(int threads, int first, int step, int height, const Work &work) {
+    long cast = 0;
+    if (threads <= 1) {
+        for (int y = first; y < height; y += step) cast += work(y);
+        return cast;
+    }
+    std::vector<long> counts(threads, 0);
+    std::vector<std::thread> pool;
+    for (int t = 0; t < threads; ++t)
+        pool.emplace_back([&, t] {
+            for (int y = first + t * step; y < height; y += threads * step) counts[t] += work(y);
+        });
+    for (std::thread &thread : pool) thread.join();
+    for (long c : counts) cast += c;
+    return cast;
 }
 
 }  // namespace
@@ -151,9 +175,8 @@ bool Renderer::Shade(int frame, RgbaImage *out, std::string *error) {
             from = Add(st.eye, Add(Scale(st.right, radius * std::cos(turn)), Scale(st.up, radius * std::sin(turn))));
             direction = Unit(Minus(focal, from));
         }
-        st.depth = 0;
+        rayDepth = 0;
         double distance = st.Trace(from, direction, 0, x, y, colour, alpha, r);
-        ++primaryRays;
         for (int c = 0; c < 3; ++c) (*colour)[c] = std::clamp((*colour)[c], 0.0, 1.0);
         *alpha = std::clamp(*alpha, 0.0, 1.0);
         return distance < 0 ? distance : distance * Dot(direction, st.forward);
@@ -163,7 +186,7 @@ bool Renderer::Shade(int frame, RgbaImage *out, std::string *error) {
     // and the other buffers; later passes add their colour and alpha.
     auto rows = [&](int first, int step, double shift) {
         if (st.time != times[0] + shift && !prepare(times[0] + shift)) return false;
-        for (int y = first; y < h; y += step)
+        primaryRays += ShareRows(st.threads, first, step, h, [&](int y) {
             for (int x = 0; x < w; ++x) {
                 Vec colour;
                 double alpha;
@@ -176,6 +199,8 @@ bool Renderer::Shade(int frame, RgbaImage *out, std::string *error) {
                     sum[at * 4 + 3] = static_cast<float>(alpha);
                 }
             }
+            return static_cast<long>(w);
+        });
         if (st.filterSamples && !filter(out, first, step, nullptr)) return false;
         if (sum.empty()) return true;
         if (st.filterSamples)  // the average takes the filtered samples
@@ -189,7 +214,8 @@ bool Renderer::Shade(int frame, RgbaImage *out, std::string *error) {
         const std::vector<bool> more = NeedsPasses(*out, scene, !blur && !focus && scene.adaptiveSampling, first, step);
         for (int p = 1; p < passes; ++p) {
             if (blur && !prepare(times[p] + shift)) return false;
-            for (int y = first; y < h; y += step)
+            primaryRays += ShareRows(st.threads, first, step, h, [&](int y) {
+                long cast = 0;
                 for (int x = 0; x < w; ++x) {
                     size_t at = static_cast<size_t>(y) * w + x;
                     if (!more[at]) continue;
@@ -197,6 +223,7 @@ bool Renderer::Shade(int frame, RgbaImage *out, std::string *error) {
                     double alpha;
                     SpotRecord r;
                     double depth = sample(x, y, p, &colour, &alpha, &r);
+                    ++cast;
                     if (st.filterSamples) {
                         store(&later, at, colour, alpha, depth, r);
                         continue;
@@ -204,6 +231,8 @@ bool Renderer::Shade(int frame, RgbaImage *out, std::string *error) {
                     for (int c = 0; c < 3; ++c) sum[at * 4 + c] += static_cast<float>(colour[c]);
                     sum[at * 4 + 3] += static_cast<float>(alpha);
                 }
+                return cast;
+            });
             if (!st.filterSamples) continue;
             if (!filter(&later, first, step, &more)) return false;
             for (int y = first; y < h; y += step)

@@ -93,6 +93,8 @@ void Renderer::State::RunShaders(const TraceHit &hit, ShaderAccess *sa) const {
     const TracedTriangle &t = *hit.triangle;
     const ObjectState &os = objects[t.object];
     if (t.surface < 0 || t.surface >= static_cast<int>(os.surfaceShaders.size())) return;
+    if (os.surfaceShaders[t.surface].empty()) return;
+    std::lock_guard<std::recursive_mutex> hold(plugins);
     for (const ShaderUse &use : os.surfaceShaders[t.surface]) {
         ShaderAccess before = *sa;
         bool rayed = use.flags & LWSHF_RAYTRACE;
@@ -122,7 +124,7 @@ void Renderer::State::RunShaders(const TraceHit &hit, ShaderAccess *sa) const {
 double Renderer::State::Trace(const Vec &from, const Vec &direction, double near, int sx, int sy, Vec *colour,
                               double *alpha, SpotRecord *record) {
     TraceHit hit;
-    if (depth > host.scene.recursionDepth || !tracer.Nearest(from, direction, near, 1e30, &hit)) {
+    if (rayDepth > host.scene.recursionDepth || !tracer.Nearest(from, direction, near, 1e30, &hit)) {
         *colour = Backdrop(direction);
         *alpha = 0;
         return -1;
@@ -155,7 +157,7 @@ double Renderer::State::Trace(const Vec &from, const Vec &direction, double near
         shadowedShare += reaching;
     }
     shading = diffShade + specShade;
-    ++depth;
+    ++rayDepth;
     if (sa.mirror > 0) {
         Vec bounce = Minus(direction, Scale(n, 2 * Dot(direction, n)));
         Vec seen;
@@ -183,7 +185,7 @@ double Renderer::State::Trace(const Vec &from, const Vec &direction, double near
         out = Mix(out, behind, sa.transparency);
         a = 1 - sa.transparency * (1 - behindAlpha);
     }
-    --depth;
+    --rayDepth;
     *colour = Fogged(out, hit.distance);
     *alpha = a;
     if (record) {
@@ -204,6 +206,7 @@ Vec Renderer::State::PixelRay(double x, double y) const {
 
 namespace render {
 Renderer::State *active = nullptr;
+thread_local int rayDepth = 0;
 }  // namespace render
 
 namespace {
@@ -229,9 +232,9 @@ double RayTrace(const double position[3], const double direction[3], double colo
     if (!active) return -1;
     Vec from{position[0], position[1], position[2]}, colour;
     double alpha;
-    ++active->depth;
+    ++rayDepth;
     double distance = active->Trace(from, Direction(direction), Offset(from), 0, 0, &colour, &alpha, nullptr);
-    --active->depth;
+    --rayDepth;
     for (int i = 0; i < 3; ++i) color[i] = colour[i];
     return distance;
 }
