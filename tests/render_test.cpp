@@ -11,6 +11,7 @@
 #include <set>
 
 #include "host/render/renderer.h"
+#include "host/render/tracer.h"
 #include "host/scene_file.h"
 #include "globe.h"
 #include "lwob_writer.h"
@@ -441,6 +442,21 @@ TEST(Renderer, ThreadsShareTheRowsAndChangeNothing) {
     EXPECT_EQ(pictures[0].depth, pictures[1].depth);
     EXPECT_EQ(rays[0], rays[1]);
     EXPECT_GT(rays[0], 64 * 48) << "some pixels took the later passes";
+}
+
+TEST(Renderer, MotionBlurPassesShareABuildWhereNothingMoves) {
+    // Nine passes at their own times: the moving half-plane is built at each,
+    // and once more at the frame's own time for the filters after; a still
+    // one once.
+    for (double speed : {0.0, 1.0}) {
+        RenderScene r(16, 16);
+        MovingHalfPlane(r, 0);
+        if (speed == 0) r.s.objects[0]->motion[kPosX].keys.resize(1);
+        r.s.antialiasing = 2, r.s.renderOptions |= LWROPT_MOTIONBLUR;
+        Renderer renderer(r.host);
+        r.Shade(&renderer, 10);
+        EXPECT_EQ(renderer.Geometry().Builds(), speed == 0 ? 1 : 10);
+    }
 }
 
 class RenderShaders : public PluginTest {};

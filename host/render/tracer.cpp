@@ -100,6 +100,7 @@ void Tracer::Build(std::vector<TracedTriangle> triangles) {
         rtcReleaseGeometry(mesh);
     }
     rtcCommitScene(device_->scene);
+    ++builds_;
 }
 
 bool Tracer::Nearest(const Vec3d &from, const Vec3d &direction, double near, double far, TraceHit *hit) const {

@@ -41,6 +41,8 @@ public:
     // Replaces the geometry: the triangles of every object, then built once.
     void Build(std::vector<TracedTriangle> triangles);
     const std::vector<TracedTriangle> &Triangles() const { return triangles_; }
+    bool Built() const { return builds_ > 0; }
+    long Builds() const { return builds_; }  // hierarchies built, all told
 
     // The nearest triangle along a unit direction between near and far.
     bool Nearest(const Vec3d &from, const Vec3d &direction, double near, double far, TraceHit *hit) const;
@@ -51,4 +53,5 @@ private:
     struct Device;
     Device *device_;
     std::vector<TracedTriangle> triangles_;
+    long builds_ = 0;
 };
