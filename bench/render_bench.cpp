@@ -44,16 +44,17 @@ void StudioFrame(benchmark::State &state) {
 BENCHMARK(StudioFrame)->ArgsProduct({{0, 1, 2, 3}, {1, 2}})->Unit(benchmark::kMillisecond)->UseRealTime();
 
 // The studio frame with motion blur over half a frame at the medium level:
-// nine passes, each with the scene built at its own time.
+// nine passes, each with the scene built at its own time; the argument is
+// the threads sharing each pass.
 void StudioFrameMotionBlur(benchmark::State &state) {
     DemoScene studio("studio_demo.lws");
     Scene &scene = studio.host.scene;
     scene.antialiasing = 2, scene.adaptiveSampling = false;
     scene.renderOptions |= LWROPT_MOTIONBLUR;
     scene.cameras.front()->blurLength = ConstantChannel(0.5);
-    RenderStudio(state, studio);
+    RenderStudio(state, studio, static_cast<int>(state.range(0)));
 }
-BENCHMARK(StudioFrameMotionBlur)->Unit(benchmark::kMillisecond);
+BENCHMARK(StudioFrameMotionBlur)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 // The studio frame's primary rays, one through each pixel's centre of its
 // 640 x 480 frame from the camera, against the geometry of frame 6: traced
