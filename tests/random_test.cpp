@@ -108,11 +108,9 @@ TEST(VeskRandom, InterpolationsPassThroughTheLattice) {
     }
     // STEP 4 at 30 fps: frames 492, 980 and 1960 are steps 123, 245 and 490;
     // the division alone lands a hair below at some of them.
-    EXPECT_EQ(VeskLatticeSteps(492, 0, 4), 123);
-    EXPECT_EQ(VeskLatticeSteps(980, 0, 4), 245);
-    EXPECT_EQ(VeskLatticeSteps(1960, 0, 4), 490);
-    EXPECT_EQ(VeskLatticeSteps((1960 / 30.0) * 30, 0, 4), 490);
-    EXPECT_EQ(VeskLatticeSteps(10, 0, 4), 2.5);
+    for (auto [frame, steps] :
+         {std::pair{492.0, 123.0}, {980.0, 245.0}, {1960.0, 490.0}, {1960 / 30.0 * 30, 490.0}, {10.0, 2.5}})
+        EXPECT_EQ(VeskLatticeSteps(frame, 0, 4), steps) << frame;
 }
 
 // Sample variance and covariance over seeds, against Brownian motion and the

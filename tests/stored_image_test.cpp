@@ -31,12 +31,8 @@ TEST(StoredImage, LongestRunsAndTheirEnds) {
     EXPECT_EQ(out[109393], 7);
     EXPECT_EQ(out[109393 + 49999], 7);
     std::free(out);
-    EXPECT_EQ(RunLength(0), 1);
-    EXPECT_EQ(RunLength(112), 113);
-    EXPECT_EQ(RunLength(113), 115);
-    EXPECT_EQ(RunLength(128), 3);
-    EXPECT_EQ(RunLength(199), 74);
-    EXPECT_EQ(RunLength(200), 76);
+    for (auto [control, run] : {std::pair{0, 1}, {112, 113}, {113, 115}, {128, 3}, {199, 74}, {200, 76}})
+        EXPECT_EQ(RunLength(control), run) << control;
 }
 
 TEST(StoredImage, TypesAndPalettes) {
