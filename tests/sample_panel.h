@@ -6,7 +6,9 @@
 #include "controls/item.h"
 #include "controls/numeric.h"
 #include "controls/plugin_instance.h"
+#include "controls/settings.h"
 #include "controls/static_controls.h"
+#include "text_store.h"
 
 enum SampleControl {
     kDelay, kStrength, kRadius, kDuration, kPush, kDisable, kList, kAxis, kTint, kTarget, kEffectors, kExport,
@@ -40,4 +42,13 @@ inline PluginInstance *NewSampleInstance(LWItemID owner = nullptr, const char *s
 template <typename T>
 T *Sample(PluginInstance *instance, SampleControl which) {
     return Control<T>(instance, which);
+}
+
+// What an instance saves in an io mode, the saved-date line left out.
+inline std::string SavedText(PluginInstance *p, int mode = LWIO_SCENE) {
+    TextStore store;
+    store.mode = mode;
+    LWSaveState save = store.SaveState();
+    SaveSettings(p, &save);
+    return store.Undated();
 }

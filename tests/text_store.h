@@ -45,6 +45,13 @@ struct TextStore {
         next = pos = 0;
         return {mode, this, Read};
     }
+    // What it holds, the saved-date line (the minute it was written) left out.
+    std::string Undated() const {
+        std::string text = bytes;
+        for (const std::string &line : lines) text += line + "\n";
+        for (size_t at; (at = text.find("# Saved ")) != std::string::npos;) text.erase(at, text.find('\n', at) - at + 1);
+        return text;
+    }
     static TextStore Text(const std::string &text) {
         TextStore s;
         size_t start = 0;
