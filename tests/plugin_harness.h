@@ -67,9 +67,7 @@ protected:
     void SetUp() override {
         PluginTest::SetUp();
         h = HandlerOf<Handler>(ClassName(), server);
-        LWError err = nullptr;
-        instance = h->create(&err);
-        ASSERT_NE(instance, nullptr);
+        Recreate();
     }
     void TearDown() override {
         h->destroy(instance);
@@ -79,7 +77,7 @@ protected:
     // A new instance at its defaults, for a table of cases that each set only
     // what they change.
     void Recreate() {
-        h->destroy(instance);
+        if (instance) h->destroy(instance);
         LWError err = nullptr;
         instance = h->create(&err);
         ASSERT_NE(instance, nullptr);

@@ -50,12 +50,8 @@ protected:
         PluginTest::TearDown();
     }
     void Make(const char *server, const std::string &settings = "") {
-        if (instance) handler->destroy(instance);
         handler = HandlerOf<ShaderHandler>("ShaderHandler", server);
-        LWError err = nullptr;
-        instance = handler->create(&err);
-        ASSERT_NE(instance, nullptr);
-        if (!settings.empty()) Settings(handler, instance, server, settings);
+        Renew(handler, &instance, server, settings);
         ASSERT_EQ(handler->newTime(instance, 1, 0), nullptr);
     }
     // A spot at the origin seen from +Z, its normal `cosine` off the view.
