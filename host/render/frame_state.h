@@ -103,6 +103,7 @@ struct Renderer::State {
     // filters, not a shading).
     size_t pixelFiltersStarted = 0;
     bool filterSamples = false;
+    void EndPixelFilters();
     RayFunctions rays{};
 
     explicit State(EmbeddedHost &h) : host(h) {}

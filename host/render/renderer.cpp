@@ -14,11 +14,14 @@ Renderer::Renderer(EmbeddedHost &host) : state_(std::make_unique<State>(host)) {
 
 void Renderer::SetThreads(int threads) { state_->threads = std::max(1, threads); }
 
+// Ends the session of the pixel filters started, the first ones in order.
+void Renderer::State::EndPixelFilters() {
+    for (const FilterPluginUse &use : host.scene.filterPlugins)
+        if (use.pixel && pixelFiltersStarted > 0) use.pixel->cleanup(use.instance), --pixelFiltersStarted;
+}
+
 Renderer::~Renderer() {
-    // The pixel filters' session brackets every frame this renderer made.
-    const auto &filters = state_->host.scene.filterPlugins;
-    for (size_t i = 0, started = 0; i < filters.size() && started < state_->pixelFiltersStarted; ++i)
-        if (filters[i].pixel) filters[i].pixel->cleanup(filters[i].instance), ++started;
+    state_->EndPixelFilters();  // the session brackets every frame this renderer made
     if (state_->begun)
         for (auto &os : state_->objects)
             for (auto &list : os.surfaceShaders)
@@ -83,10 +86,10 @@ bool Renderer::Begin(std::string *error) {
                 use.flags = use.handler->flags(use.instance);
             }
     // So does every pixel filter's, once for the whole sequence of frames.
-    for (size_t i = 0, seen = 0; i < s.filterPlugins.size(); ++i) {
-        const FilterPluginUse &use = s.filterPlugins[i];
-        if (!use.pixel || seen++ < st.pixelFiltersStarted) continue;  // started before a refusal
-        if (LWError e = use.pixel->init(use.instance)) return *error = use.server + ": " + e, false;
+    st.EndPixelFilters();  // any a refused start left begun
+    for (const FilterPluginUse &use : s.filterPlugins) {
+        if (!use.pixel) continue;
+        if (LWError e = use.pixel->init(use.instance)) return st.EndPixelFilters(), *error = use.server + ": " + e, false;
         ++st.pixelFiltersStarted;
     }
     st.begun = true;

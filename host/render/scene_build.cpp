@@ -70,24 +70,6 @@ Vec PolygonNormal(const std::vector<int> &polygon, const std::vector<Vec> &point
 
 }  // namespace render
 
-namespace {
-
-// Whether two builds' triangles are the same, field by field.
-bool SameTriangles(const std::vector<TracedTriangle> &a, const std::vector<TracedTriangle> &b) {
-    if (a.size() != b.size()) return false;
-    for (size_t i = 0; i < a.size(); ++i) {
-        const TracedTriangle &s = a[i], &t = b[i];
-        if (s.object != t.object || s.polygon != t.polygon || s.surface != t.surface ||
-            s.doubleSided != t.doubleSided || s.castsShadow != t.castsShadow || s.corner[0] != t.corner[0] ||
-            s.corner[1] != t.corner[1] || s.corner[2] != t.corner[2] || s.normal[0] != t.normal[0] ||
-            s.normal[1] != t.normal[1] || s.normal[2] != t.normal[2] || s.face != t.face)
-            return false;
-    }
-    return true;
-}
-
-}  // namespace
-
 bool Renderer::State::Prepare(int frameNumber, double at, std::string *error) {
     Scene &s = host.scene;
     frame = frameNumber;
@@ -136,8 +118,7 @@ bool Renderer::State::Prepare(int frameNumber, double at, std::string *error) {
         for (Vec &p : points) p = os.place.ToWorld(p);
         AddObject(static_cast<int>(o), item, points, &triangles);
     }
-    // Passes at other times of a frame where nothing moved share one build.
-    if (!tracer.Built() || !SameTriangles(triangles, tracer.Triangles())) tracer.Build(std::move(triangles));
+    tracer.Build(std::move(triangles));
 
     lights.clear();
     for (const auto &light : s.lights) {

@@ -75,6 +75,7 @@ Tracer::Tracer() : device_(new Device) {}
 Tracer::~Tracer() { delete device_; }
 
 void Tracer::Build(std::vector<TracedTriangle> triangles) {
+    if (builds_ > 0 && triangles == triangles_) return;
     triangles_ = std::move(triangles);
     if (device_->scene) rtcReleaseScene(device_->scene);
     device_->scene = rtcNewScene(device_->device);

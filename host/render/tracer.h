@@ -22,6 +22,7 @@ struct TracedTriangle {
     Vec3d corner[3];
     Vec3d normal[3];  // smoothed, unit
     Vec3d face;       // unit, on the side the polygon is seen from
+    bool operator==(const TracedTriangle &) const = default;
 };
 
 struct TraceHit {
@@ -39,9 +40,10 @@ public:
     Tracer &operator=(const Tracer &) = delete;
 
     // Replaces the geometry: the triangles of every object, then built once.
+    // The same triangles as the last build keep that build (passes at other
+    // times of a frame where nothing moved).
     void Build(std::vector<TracedTriangle> triangles);
     const std::vector<TracedTriangle> &Triangles() const { return triangles_; }
-    bool Built() const { return builds_ > 0; }
     long Builds() const { return builds_; }  // hierarchies built, all told
 
     // The nearest triangle along a unit direction between near and far.
