@@ -3,13 +3,15 @@
 # the same tests again under AddressSanitizer and UndefinedBehaviorSanitizer,
 # the shipped 32-bit vesk.p itself run by the 32-bit host (its activations and
 # records, and every example against the native build),
-# the Windows check of the 64-bit vesk.p under wine64, and half a minute of
+# the Windows check of the 64-bit vesk.p under wine64, the glTF exports checked
+# by the Khronos validator, assimp and Blender (in the native tests), and half a minute of
 # fuzzing shared by the settings, object, scene, stored image and image readers
 # and the module loader.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/ensure-tools.sh
 vesk_ensure_tools
+vesk_ensure_test_tools
 
 vesk_build win32 win64 fuzz native sanitize host32
 

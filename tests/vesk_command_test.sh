@@ -390,7 +390,15 @@ check "the same motion, within the motion file's digits" awk 'NR == FNR { a[FNR]
 printf 'LWSC\n1\nLoadObject nowhere/gone_wheel.lwo\n' >"$work/gone.lws"
 refuse "an export whose object is missing" "gone_wheel.lwo: no such file" "$vesk" export "$work/gone.lws" -o "$work/gone_out.lws"
 check "nothing written" test ! -e "$work/gone_out.lws"
-refuse "an export to another format" "written as a .lws file" "$vesk" export "$work/gone.lws" -o "$work/out.glb"
+refuse "a glTF export whose object is missing" "gone_wheel.lwo: no such file" "$vesk" export "$work/gone.lws" -o "$work/gone.glb"
+check "nothing written" test ! -e "$work/gone.glb"
+refuse "an export to another format" "name the file .glb or .gltf" "$vesk" export "$work/gone.lws" -o "$work/out.fbx"
+refuse "glTF options on a plain-key export" "are for glTF" "$vesk" export "$work/gone.lws" -o "$work/out.lws" --step 2
+refuse "a step of none" "give a whole number of frames" "$vesk" export "$work/gone.lws" -o "$work/out.glb" --step 0
+# A .gltf and its buffer, side by side, the .gltf naming the buffer by its file name alone.
+check "export a .gltf" "$vesk" export "$source/examples/car_demo.lws" -o "$work/car.gltf" --frames 1-9 --step 4
+check "its buffer beside it" grep -q '"uri":"car.bin"' "$work/car.gltf"
+check "three frames sampled" grep -q '"count":3,"type":"SCALAR","min":\[0.0416666679\],"max":\[0.375\]' "$work/car.gltf"
 
 echo "vesk command: $passed passed, $failed failed"
 [ "$failed" -eq 0 ]

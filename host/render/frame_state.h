@@ -67,11 +67,6 @@ struct SpotRecord {
     double shading = 0, shadow = 0, geometry = 0, diffShade = 0, specShade = 0;
 };
 
-// Polygon corners in a plane cut into triangles, and a polygon's normal.
-std::vector<std::array<int, 3>> Triangulate(const std::vector<int> &polygon, const std::vector<Vec> &points,
-                                            const Vec &normal);
-Vec PolygonNormal(const std::vector<int> &polygon, const std::vector<Vec> &points);
-
 }  // namespace render
 
 struct Renderer::State {

@@ -4,71 +4,10 @@
 #include <cstring>
 
 #include "host/render/frame_state.h"
+#include "host/mesh.h"
 
 using namespace render;
 
-namespace render {
-
-// Polygon corners in a plane, cut into triangles by clipping ears (concave
-// polygons included); a polygon that will not cut cleanly falls back to a fan.
-std::vector<std::array<int, 3>> Triangulate(const std::vector<int> &polygon, const std::vector<Vec> &points,
-                                            const Vec &normal) {
-    std::vector<std::array<int, 3>> out;
-    size_t n = polygon.size();
-    if (n == 3) return {{0, 1, 2}};
-    // Drop the normal's largest axis and work in the other two.
-    int drop = std::fabs(normal[0]) > std::fabs(normal[1]) ? (std::fabs(normal[0]) > std::fabs(normal[2]) ? 0 : 2)
-                                                           : (std::fabs(normal[1]) > std::fabs(normal[2]) ? 1 : 2);
-    int a = (drop + 1) % 3, b = (drop + 2) % 3;
-    double sign = normal[drop] >= 0 ? 1 : -1;
-    auto at = [&](int i) { return std::array<double, 2>{points[polygon[i]][a], points[polygon[i]][b]}; };
-    auto cross = [&](int i, int j, int k) {
-        auto p = at(i), q = at(j), r = at(k);
-        return sign * ((q[0] - p[0]) * (r[1] - p[1]) - (q[1] - p[1]) * (r[0] - p[0]));
-    };
-    std::vector<int> left(n);
-    for (size_t i = 0; i < n; ++i) left[i] = static_cast<int>(i);
-    size_t guard = 0;
-    while (left.size() > 3 && guard++ < 4 * n * n) {
-        bool cut = false;
-        for (size_t i = 0; i < left.size() && !cut; ++i) {
-            int p = left[(i + left.size() - 1) % left.size()], q = left[i], r = left[(i + 1) % left.size()];
-            if (cross(p, q, r) <= 0) continue;  // not convex here
-            bool inside = false;
-            for (int other : left) {
-                if (other == p || other == q || other == r) continue;
-                if (cross(p, q, other) >= 0 && cross(q, r, other) >= 0 && cross(r, p, other) >= 0) inside = true;
-            }
-            if (inside) continue;
-            out.push_back({p, q, r});
-            left.erase(left.begin() + static_cast<long>(i));
-            cut = true;
-        }
-        if (!cut) break;
-    }
-    if (left.size() == 3) {
-        out.push_back({left[0], left[1], left[2]});
-        return out;
-    }
-    out.clear();
-    for (size_t i = 1; i + 1 < n; ++i) out.push_back({0, static_cast<int>(i), static_cast<int>(i + 1)});
-    return out;
-}
-
-// The unit normal of a polygon by Newell's sums: on the side its points run
-// clockwise, whatever its shape.
-Vec PolygonNormal(const std::vector<int> &polygon, const std::vector<Vec> &points) {
-    Vec n{};
-    for (size_t i = 0; i < polygon.size(); ++i) {
-        const Vec &p = points[polygon[i]], &q = points[polygon[(i + 1) % polygon.size()]];
-        n[0] += (p[1] - q[1]) * (p[2] + q[2]);
-        n[1] += (p[2] - q[2]) * (p[0] + q[0]);
-        n[2] += (p[0] - q[0]) * (p[1] + q[1]);
-    }
-    return Unit(n);
-}
-
-}  // namespace render
 
 bool Renderer::State::Prepare(int frameNumber, double at, std::string *error) {
     Scene &s = host.scene;
@@ -143,40 +82,24 @@ bool Renderer::State::Prepare(int frameNumber, double at, std::string *error) {
 void Renderer::State::AddObject(int objectIndex, const Item &item, const std::vector<Vec> &points,
                                 std::vector<TracedTriangle> *out) {
     const ObjectGeometry &g = item.geometry;
-    std::vector<Vec> faces(g.polygons.size());
-    for (size_t p = 0; p < g.polygons.size(); ++p) faces[p] = PolygonNormal(g.polygons[p], points);
-    std::vector<std::vector<int>> touching(points.size());
-    for (size_t p = 0; p < g.polygons.size(); ++p)
-        for (int i : g.polygons[p]) touching[i].push_back(static_cast<int>(p));
     bool casts = item.shadowOptions & LWOSHAD_CAST;
-    for (size_t p = 0; p < g.polygons.size(); ++p) {
+    std::vector<SmoothedPolygon> polygons = SmoothPolygons(g, points);
+    for (size_t p = 0; p < polygons.size(); ++p) {
+        const SmoothedPolygon &sp = polygons[p];
         const std::vector<int> &polygon = g.polygons[p];
-        int surfaceIndex = p < g.polygonSurface.size() ? g.polygonSurface[p] : -1;
-        const Surface *surface = surfaceIndex >= 0 ? &g.surfaces[surfaceIndex] : nullptr;
-        double cosSmooth = surface && surface->smoothing > 0 ? std::cos(surface->smoothing) : 2;
-        std::vector<Vec> cornerNormals(polygon.size());
-        for (size_t c = 0; c < polygon.size(); ++c) {
-            Vec sum{};
-            for (int other : touching[polygon[c]]) {
-                bool same = other == static_cast<int>(p) ||
-                            (other < static_cast<int>(g.polygonSurface.size()) &&
-                             g.polygonSurface[other] == surfaceIndex && Dot(faces[other], faces[p]) >= cosSmooth);
-                if (same) sum = Add(sum, faces[other]);
-            }
-            cornerNormals[c] = Unit(sum);
-        }
-        for (const auto &t : Triangulate(polygon, points, faces[p])) {
+        const Surface *surface = sp.surface >= 0 ? &g.surfaces[sp.surface] : nullptr;
+        for (const auto &t : sp.triangles) {
             TracedTriangle tri;
             tri.object = objectIndex;
             tri.polygon = static_cast<int>(p);
-            tri.surface = surfaceIndex;
+            tri.surface = sp.surface;
             tri.doubleSided = surface && surface->doubleSided;
             tri.castsShadow = casts;
             for (int c = 0; c < 3; ++c) {
                 tri.corner[c] = points[polygon[t[c]]];
-                tri.normal[c] = cornerNormals[t[c]];
+                tri.normal[c] = sp.cornerNormals[t[c]];
             }
-            tri.face = faces[p];
+            tri.face = sp.face;
             out->push_back(tri);
         }
     }
