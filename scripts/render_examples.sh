@@ -10,8 +10,10 @@
 # the studio from a null, PolyPop building the studio's ball, Acid eating the
 # crate, BladeBlur's
 # rotor spinning up and strobing, and VFog's
-# misty valley; and the studio at each antialiasing level. Run after a native
-# build, from a checkout with ../shared beside it.
+# misty valley; the studio at each antialiasing level; and the studio and the
+# car demo exported and rendered by Blender beside vesk render's frames. Run
+# after a native build and the test tools (Blender), from a checkout with
+# ../shared beside it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 vesk=build/native/vesk out=docs/render
@@ -91,4 +93,25 @@ for level in 0 1 2 3; do
 done
 convert "$work/aa0.crop.png" "$work/aa1.crop.png" "$work/aa2.crop.png" "$work/aa3.crop.png" +append +repage \
     "$out/antialiasing.png"
-echo "wrote $out/studio.png, antialiasing.png, plugin_scenes.png, shade_on_objects.png, enviro_spherical.png, enviro_cubical.png, polypop.png, acid.png, bladeblur.png and mist.png"
+# Exported and rendered by Blender: the studio's frame 12 and the car demo's
+# frame 60 (the car held to its speed, the wheels rolled by their plug-ins),
+# each as vesk render draws it beside Blender's Cycles render of its glTF
+# export (scripts/blender_render.py says how the lights are matched).
+ambient() {  # the scene's ambient light as Blender's world colour: colour x intensity
+    tr -d '\r' <"$1" | awk '$1 == "AmbientColor" { c = $2 " " $3 " " $4 } $1 == "AmbIntensity" { k = $2 }
+        END { split(c, v, " "); printf "%g,%g,%g", v[1] / 255 * k, v[2] / 255 * k, v[3] / 255 * k }'
+}
+for shot in studio_demo:12 car_demo:60; do
+    scene=${shot%:*} frame=${shot#*:}
+    fps=$(tr -d '\r' <"examples/$scene.lws" | awk '$1 == "FramesPerSecond" { print $2 }')
+    "$vesk" render "examples/$scene.lws" --frame "$frame" --size 400x300 -o "$work/$scene.vesk.png"
+    "$vesk" export "examples/$scene.lws" -o "$work/$scene.glb"
+    env -u PYENV_VERSION blender -b --python-expr "import sys; sys.argv = ['', '$work/$scene.glb', '$frame', '400', '300', \
+        '$work/$scene.blender.png', '$fps', '$(ambient "examples/$scene.lws")']; exec(open('scripts/blender_render.py').read())" \
+        >"$work/blender.log" 2>&1 || { tail -n 20 "$work/blender.log"; exit 1; }
+    for side in vesk blender; do convert "$work/$scene.$side.png" -background black -alpha remove "$work/$scene.$side.png"; done
+done
+montage -label "vesk render" "$work/studio_demo.vesk.png" -label "Blender (Cycles), from vesk export" "$work/studio_demo.blender.png" \
+    -label "vesk render" "$work/car_demo.vesk.png" -label "Blender (Cycles), from vesk export" "$work/car_demo.blender.png" \
+    -font DejaVu-Sans -pointsize 13 -tile 2x2 -geometry +4+4 -background white "$out/blender.png"
+echo "wrote $out/studio.png, antialiasing.png, plugin_scenes.png, shade_on_objects.png, enviro_spherical.png, enviro_cubical.png, polypop.png, acid.png, bladeblur.png, mist.png and blender.png"
