@@ -43,7 +43,9 @@ std::vector<std::array<int, 3>> Triangulate(const std::vector<int> &polygon, con
             if (cross(p, q, r) <= 0) continue;  // not convex here
             bool inside = false;
             for (int other : left) {
-                if (other == p || other == q || other == r) continue;
+                // A corner on the ear's own points (a keyhole's bridge passes its
+                // two ends twice) cannot block it.
+                if (at(other) == at(p) || at(other) == at(q) || at(other) == at(r)) continue;
                 if (cross(p, q, other) >= 0 && cross(q, r, other) >= 0 && cross(r, p, other) >= 0) inside = true;
             }
             if (inside) continue;

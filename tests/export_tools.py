@@ -35,14 +35,33 @@ def scene_numbers(path):
     return int(found["FirstFrame"]), int(found["LastFrame"]), found["FramesPerSecond"]
 
 
+def real_objects_scene(source, work):
+    """A scene of objects nobody here made: an LWO2 object of several layers
+    turning and moving, a concave LWOB polygon and a glossy LWOB sphere."""
+    models = os.path.join(source, "..", "shared", "realdata", "assimp", "test", "models", "LWO")
+    keyed = "ObjectMotion (unnamed)\n  9\n  2\n  {}\n  0 0 0 0 0\n  {}\n  24 0 0 0 0\nEndBehavior 1\n"
+    text = "LWSC\n1\nFirstFrame 0\nLastFrame 24\nFramesPerSecond 24\n"
+    for i, (model, start, end) in enumerate([
+            ("LWO2/hierarchy.lwo", "0 0 4 0 0 0 1 1 1", "1 0.5 5 90 20 10 1 2 1"),
+            ("LWOB/ConcavePolygon.lwo", "-2 0 6 0 0 0 1 1 1", "-2 1 6 0 -45 0 0.5 0.5 0.5"),
+            ("LWOB/sphere_with_mat_gloss_10pc.lwo", "2 0 6 0 0 0 1 1 1", "2 0 8 0 0 180 1 1 1")]):
+        text += f"LoadObject {os.path.join(models, model)}\n" + keyed.format(start, end)
+    text += "AddLight\nLightName Light\nShowLight 1 7\n" + keyed.format("0 5 -5 0 30 0 1 1 1", "0 5 -5 0 30 0 1 1 1")
+    text += "ShowCamera 1 7\nCameraMotion (unnamed)\n  9\n  1\n  0 1 -6 0 5 0 1 1 1\n  0 0 0 0 0\n"
+    path = os.path.join(work, "real_objects.lws")
+    open(path, "w").write(text)
+    return path
+
+
 def main():
     vesk, source, node_modules = sys.argv[1:4]
     examples = os.path.join(source, "examples")
     work = tempfile.mkdtemp()
     failures = []
     manifest = []
-    for name in sorted(f for f in os.listdir(examples) if f.endswith(".lws")):
-        scene = os.path.join(examples, name)
+    scenes = [os.path.join(examples, f) for f in sorted(os.listdir(examples)) if f.endswith(".lws")]
+    for scene in scenes + [real_objects_scene(source, work)]:
+        name = os.path.basename(scene)
         glb = os.path.join(work, name[:-4] + ".glb")
         r = run(vesk, "export", scene, "-o", glb)
         if r.returncode:
@@ -77,7 +96,12 @@ def main():
                                      "pivot": node.get("extras", {}).get("pivot", [0, 0, 0])})
         manifest.append(entry)
 
-    exports = [e["glb"] for e in manifest]
+    # The .gltf form with its buffer beside it, every fourth frame, no morphs.
+    gltf = os.path.join(work, "studio.gltf")
+    r = run(vesk, "export", os.path.join(examples, "studio_demo.lws"), "-o", gltf, "--step", "4", "--no-morph")
+    if r.returncode:
+        failures.append(f"studio_demo.lws: export as .gltf: {r.stderr.strip()}")
+    exports = [e["glb"] for e in manifest] + [gltf]
     r = run("node", os.path.join(source, "tests", "validate_gltf.js"), *exports,
             env=dict(os.environ, NODE_PATH=node_modules))
     print(r.stdout, end="")

@@ -88,16 +88,21 @@ TEST(GltfSpace, PolygonsKeepTheirFronts) {
     // clockwise seen from there) and a concave L: each triangle, mirrored and
     // in the order written, turns counter-clockwise about the mirrored front
     // normal, as glTF's fronts do.
+    // A keyhole too: a 4 x 4 square less a 2 x 2 hole, one polygon whose
+    // bridge from the outer corner to the inner passes both ends twice; its
+    // triangles cover the 12 square units left, none twice.
     ObjectGeometry g;
-    g.points = {{0, 0, 0}, {0, 1, 0}, {1, 1, 0}, {1, 0, 0}, {2, 0, 1}, {2, 2, 1}, {3, 2, 1}, {3, 1, 1}, {4, 1, 1}, {4, 0, 1}};
-    g.polygons = {{0, 1, 2, 3}, {4, 5, 6, 7, 8, 9}};
-    g.polygonSurface = {0, 0};
+    g.points = {{0, 0, 0}, {0, 1, 0}, {1, 1, 0}, {1, 0, 0}, {2, 0, 1}, {2, 2, 1}, {3, 2, 1}, {3, 1, 1}, {4, 1, 1}, {4, 0, 1},
+                {0, 0, 2}, {0, 4, 2}, {4, 4, 2}, {4, 0, 2}, {1, 1, 2}, {3, 1, 2}, {3, 3, 2}, {1, 3, 2}};
+    g.polygons = {{0, 1, 2, 3}, {4, 5, 6, 7, 8, 9}, {10, 11, 12, 13, 10, 14, 15, 16, 17, 14}};
+    g.polygonSurface = {0, 0, 0};
     g.surfaces.resize(1);
     std::vector<render::SmoothedPolygon> polygons = render::SmoothPolygons(g, g.points);
     EXPECT_NEAR(polygons[0].face[2], -1, 1e-12) << "the square faces the camera";
     for (size_t p = 0; p < polygons.size(); ++p) {
         const Vec3 front = gltf::FromHost(polygons[p].face);
         ASSERT_FALSE(polygons[p].triangles.empty());
+        double area = 0;
         for (const auto &host : polygons[p].triangles) {
             const std::array<int, 3> t = gltf::Winding(host);
             Vec3 a = gltf::FromHost(g.points[g.polygons[p][t[0]]]), b = gltf::FromHost(g.points[g.polygons[p][t[1]]]),
@@ -105,7 +110,10 @@ TEST(GltfSpace, PolygonsKeepTheirFronts) {
             const Vec3 e{b[0] - a[0], b[1] - a[1], b[2] - a[2]}, f{c[0] - a[0], c[1] - a[1], c[2] - a[2]};
             const Vec3 n{e[1] * f[2] - e[2] * f[1], e[2] * f[0] - e[0] * f[2], e[0] * f[1] - e[1] * f[0]};
             EXPECT_GT(n[0] * front[0] + n[1] * front[1] + n[2] * front[2], 0) << p;
+            area += std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]) / 2;
         }
+        const double areas[] = {1, 3, 12};
+        EXPECT_NEAR(area, areas[p], 1e-12) << p;
     }
 }
 

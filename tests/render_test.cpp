@@ -362,6 +362,13 @@ void Record(LWInstance, ShaderAccess *sa) {
     sa->luminous = 0;  // not claimed by the flags: put back
 }
 unsigned ColourOnly(LWInstance) { return LWSHF_COLOR; }
+// A shader of the test's own: nothing to start, end or set up a frame for,
+// claiming colour alone.
+ShaderHandler Shader(void (*evaluate)(LWInstance, ShaderAccess *) = Record) {
+    ShaderHandler h{};
+    h.init = NoError, h.cleanup = Nothing, h.newTime = NoTime, h.evaluate = evaluate, h.flags = ColourOnly;
+    return h;
+}
 
 TEST(Renderer, EachSpotKnowsItsPolygonAndPlace) {
     // Two polygons side by side: the left one is polygon 0, the right one 1.
@@ -370,9 +377,7 @@ TEST(Renderer, EachSpotKnowsItsPolygonAndPlace) {
     Item &pair = r.Object("Pair", {{-3, 2, 10}, {0, 2, 10}, {0, -2, 10}, {-3, -2, 10}, {3, 2, 10}, {3, -2, 10}},
                           {{0, 1, 2, 3}, {1, 4, 5, 2}});
     Luminous(pair).SetRest({1, 0, 0});  // moved right: object and world positions differ by 1 in x
-    ShaderHandler handler{};
-    handler.init = NoError, handler.cleanup = Nothing, handler.newTime = NoTime;
-    handler.evaluate = Record, handler.flags = ColourOnly;
+    ShaderHandler handler = Shader();
     Renderer renderer(r.host);
     renderer.AddSurfaceShader("Plain", &handler, nullptr, "Recorder");
     seen.clear();
@@ -397,13 +402,11 @@ TEST(ShaderPreview, TheSphereIsAnObjectOfItsOwn) {
     // and gone after.
     EmbeddedHost host;
     static std::set<std::string> names;
-    ShaderHandler handler{};
-    handler.init = NoError, handler.cleanup = Nothing, handler.newTime = NoTime, handler.flags = ColourOnly;
-    handler.evaluate = [](LWInstance, ShaderAccess *sa) {
+    ShaderHandler handler = Shader([](LWInstance, ShaderAccess *sa) {
         auto *info = static_cast<const LWItemInfo *>(EmbeddedHost::Active().Service(LWSERVICE_ITEM_INFO_2, 0));
         const char *name = info->name(sa->objID);
         names.insert(name ? name : "(none)");
-    };
+    });
     RgbaImage im;
     std::string error;
     ASSERT_TRUE(RenderShaderPreview(&handler, nullptr, 16, 16, &im, &error)) << error;
@@ -429,9 +432,7 @@ TEST(Renderer, ThreadsShareTheRowsAndChangeNothing) {
         r.s.objects.back()->geometry.surfaces[0].mirror = 0.5;
         r.s.rayTraceEffects = 3, r.s.antialiasing = 2, r.s.adaptiveSampling = true;
         r.Light(LWLIGHT_POINT, {-2, 3, 4});
-        ShaderHandler handler{};
-        handler.init = NoError, handler.cleanup = Nothing, handler.newTime = NoTime;
-        handler.evaluate = Record, handler.flags = ColourOnly;
+        ShaderHandler handler = Shader();
         Renderer renderer(r.host);
         renderer.AddSurfaceShader("Plain", &handler, nullptr, "Recorder");
         renderer.SetThreads(i ? 3 : 1);

@@ -66,45 +66,33 @@ TEST_F(TrackTest, DelayAimsWhereTheTargetWas) {
     ExpectNear(f, Normalised(Vec3{12, 0, 10}), "a second earlier the target was at x = 12");
 }
 
-TEST_F(TrackTest, StrengthBlendsWithTheOwnAxis) {
-    self->SetRest({0, 0, 0}, {0, 0, 0});
-    target->SetRest({10, 0, 0});
-    Settings(Number("STRENGTH", 0));
-    ExpectNear(Rotation(), {0, 0, 0}, "strength 0 keeps the keyed rotation");
-    Settings(Number("STRENGTH", 0.5));
-    // Half of +X and half of the own +Z: a heading of 45 degrees.
-    ExpectNear(Rotation(), {45 * kDeg, 0, 0}, "strength 0.5");
-    Settings(Number("STRENGTH", 1));
-    ExpectNear(Rotation(), {90 * kDeg, 0, 0}, "strength 1");
-}
-
-TEST_F(TrackTest, LimitsApplyToTheZChoicesInOrder) {
-    self->SetRest({0, 0, 0}, {0, 0, 25});
-    target->SetRest({-10, 10, -10});  // behind, to the left and above
+TEST_F(TrackTest, TurnsByStrengthLimitsAndAxis) {
+    // Limits apply to the Z choices in order; strength blends toward the own
+    // axis; a target standing on the tracker turns it to nothing.
+    const Vec3 behind{-10, 10, -10};  // behind, to the left and above
     struct Case {
+        Vec3 at, hpb, target;
         std::string settings;
         Vec3 degrees;
     } cases[] = {
-        {"", {-135, -35.26438968, 25}},
-        {Number("MINH", 10) + Number("MAXH", 5), {5, -35.26438968, 25}},  // the maximum wins
-        {Number("MINP", -20), {-135, -20, 25}},
-        {Radio("AXIS", 5), {45, 35.26438968, 25}},  // -Z points at the target
-        {Radio("AXIS", 5) + Number("MAXH", 30) + Number("MAXP", 0), {30, 0, 25}},
+        {{}, {0, 0, 25}, behind, "", {-135, -35.26438968, 25}},
+        {{}, {0, 0, 25}, behind, Number("MINH", 10) + Number("MAXH", 5), {5, -35.26438968, 25}},  // the maximum wins
+        {{}, {0, 0, 25}, behind, Number("MINP", -20), {-135, -20, 25}},
+        {{}, {0, 0, 25}, behind, Radio("AXIS", 5), {45, 35.26438968, 25}},  // -Z points at the target
+        {{}, {0, 0, 25}, behind, Radio("AXIS", 5) + Number("MAXH", 30) + Number("MAXP", 0), {30, 0, 25}},
+        {{}, {}, {10, 0, 0}, Number("STRENGTH", 0), {0, 0, 0}},  // the keyed rotation
+        {{}, {}, {10, 0, 0}, Number("STRENGTH", 0.5), {45, 0, 0}},  // half of +X, half of the own +Z
+        {{}, {}, {10, 0, 0}, Number("STRENGTH", 1), {90, 0, 0}},
+        {{1, 1, 1}, {30, 40, 50}, {1, 1, 1}, "", {0, 0, 50}},  // Z keeps its own bank
+        {{1, 1, 1}, {30, 40, 50}, {1, 1, 1}, Radio("AXIS", 2), {0, 0, 0}},  // Y: all zero
     };
     for (const Case &c : cases) {
+        self->SetRest(c.at, c.hpb);
+        target->SetRest(c.target);
         Settings(Number("MINH", -180) + Number("MAXH", 180) + Number("MINP", -90) + Number("MAXP", 90) + Radio("AXIS", 4) +
                  c.settings);
         ExpectNear(Rotation(), {c.degrees[0] * kDeg, c.degrees[1] * kDeg, c.degrees[2] * kDeg}, c.settings, 1e-7);
     }
-}
-
-TEST_F(TrackTest, ZeroDistanceTurnsToNothing) {
-    self->SetRest({1, 1, 1}, {30, 40, 50});
-    target->SetRest({1, 1, 1});
-    Settings(Radio("AXIS", 4));
-    ExpectNear(Rotation(), {0, 0, 50 * kDeg}, "Z keeps its own bank");
-    Settings(Radio("AXIS", 2));
-    ExpectNear(Rotation(), {0, 0, 0}, "Y: all zero");
 }
 
 TEST_F(TrackTest, ItemsTrackingEachOtherAreCut) {
