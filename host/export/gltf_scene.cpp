@@ -47,13 +47,19 @@ std::string Number(double v) {
 
 std::string Numbers(const double *v, int n) {
     std::string out = "[";
-    for (int i = 0; i < n; ++i) out += (i ? "," : "") + Number(v[i]);
+    for (int i = 0; i < n; ++i) {
+        if (i) out += ',';
+        out += Number(v[i]);
+    }
     return out + "]";
 }
 
 std::string Joined(const std::vector<std::string> &parts) {
     std::string out;
-    for (size_t i = 0; i < parts.size(); ++i) out += (i ? "," : "") + parts[i];
+    for (size_t i = 0; i < parts.size(); ++i) {
+        if (i) out += ',';
+        out += parts[i];
+    }
     return out;
 }
 

@@ -233,14 +233,18 @@ int main(int argc, char **argv) {
     Item &camera = *host.scene.cameras.front();
     Plugin track{camera.motionPlugins.at(0).handler, camera.motionPlugins.at(0).instance};
     const ServerRecord *options = FindServer(module, "ItemMotionInterface", "Track");
+    // Track's panel opened on an instance, `user` acting on its window once it shows.
+    auto onTrack = [&](LWInstance instance, const std::function<void(HWND)> &user) {
+        return OpenPanel(module, *options, instance, [&] {
+            if (HWND w = Opened("Tracking Control")) user(w);
+        });
+    };
 
     if (smallScreen) {
         // A screen smaller than the advanced definition (550 x 480): Track's own
         // panel opens, the dialog refuses with the host's error message.
         host.messages.clear();
-        OpenPanel(module, *options, track.instance, [&] {
-            HWND w = Opened("Tracking Control");
-            if (!w) return;
+        onTrack(track.instance, [&](HWND w) {
             Click(w, 300 + 75 + 17 + 5, 107 + 5);
             Sleep(500);
             Click(w, 448 - 90 + 10, 310 - 26 + 10);
@@ -254,9 +258,7 @@ int main(int argc, char **argv) {
 
     // 1. Type, drag, toggle, choose, open both dialogs, accept.
     bool ghostedWhenDisabled = false, limitsGhostedOnX = false, hostOffWhileOpen = false, hostOffWhileNested = false;
-    int code = OpenPanel(module, *options, track.instance, [&] {
-        HWND w = Opened("Tracking Control");
-        if (!w) return;
+    int code = onTrack(track.instance, [&](HWND w) {
         Screenshot(w, "track");
         hostOffWhileOpen = !IsWindowEnabled(main);
         Type(w, 300, 107, "12");
@@ -305,9 +307,7 @@ int main(int argc, char **argv) {
     Check(Block(after, "BEGIN ITEM TRACKITEM").find("@Target") != std::string::npos, "the target kept");
 
     // 2. Cancel puts everything back.
-    OpenPanel(module, *options, track.instance, [&] {
-        HWND w = Opened("Tracking Control");
-        if (!w) return;
+    onTrack(track.instance, [&](HWND w) {
         Type(w, 300, 107, "99");
         Click(w, 100, 225);
         Click(w, 448 - 90 + 10, 310 - 26 + 10);  // cancel
@@ -326,9 +326,7 @@ int main(int argc, char **argv) {
     }
     std::string exported = out + "/export.mot";
     host.fileAnswers.push_back({1, exported});
-    OpenPanel(module, *options, track.instance, [&] {
-        HWND w = Opened("Tracking Control");
-        if (!w) return;
+    onTrack(track.instance, [&](HWND w) {
         Click(w, 30 + 10, 250 + 10);  // Export Motion
         HWND panel = Opened("Export Motion of");
         if (panel) {
@@ -343,9 +341,7 @@ int main(int argc, char **argv) {
     // 4. A long export, its progress window, and Abort.
     std::string aborted = out + "/aborted.mot";
     host.fileAnswers.push_back({1, aborted});
-    OpenPanel(module, *options, track.instance, [&] {
-        HWND w = Opened("Tracking Control");
-        if (!w) return;
+    onTrack(track.instance, [&](HWND w) {
         Click(w, 30 + 10, 250 + 10);
         HWND panel = Opened("Export Motion of");
         if (!panel) return;
@@ -368,15 +364,11 @@ int main(int argc, char **argv) {
     Item &other = *host.scene.objects.front();
     LWInstance second = host.AddMotionPlugin(other, "Track", &error2);
     Check(second != nullptr, "a second Track: " + error2);
-    OpenPanel(module, *options, track.instance, [&] {
-        HWND w = Opened("Tracking Control");
-        if (!w) return;
+    onTrack(track.instance, [&](HWND w) {
         Click(w, 60 + 10, 310 - 26 + 10, true);  // Save with Shift
         Click(w, 448 - 180 + 10, 310 - 26 + 10);
     });
-    OpenPanel(module, *options, second, [&] {
-        HWND w = Opened("Tracking Control");
-        if (!w) return;
+    onTrack(second, [&](HWND w) {
         Click(w, 6 + 10, 310 - 26 + 10, true);  // Load with Shift
         Click(w, 448 - 180 + 10, 310 - 26 + 10);
     });
