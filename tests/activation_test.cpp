@@ -2,66 +2,27 @@
 // of the host's services, driven through the table as the host drives it.
 #include <cstring>
 
-#include "collection.h"
+#include "activation_sweep.h"
 #include "module_fixture.h"
 
 namespace {
 
 using Activation = ModuleTest;
 
-void *const kUntouched = reinterpret_cast<void *>(0x5A5A5A5A);
-
-TEST_F(Activation, ServerTableListsTheCollectionInPairs) {
-    auto rows = ServerRows(module);
-    ASSERT_EQ(rows.size(), 66u);
-    EXPECT_EQ(module.descriptor->serverDefs[66].className, nullptr);
-    for (size_t i = 0; i < rows.size(); ++i) {
-        int plugin = static_cast<int>(i / 2);
-        EXPECT_EQ(std::string(rows[i]->className),
-                  std::string(CollectionClassStem(plugin)) + (i % 2 ? "Interface" : "Handler"))
-            << i;
-        EXPECT_STREQ(rows[i]->name, kCollection[plugin]) << i;
-        if (i % 2) {
-            EXPECT_EQ(rows[i]->activate, rows[1]->activate) << "one interface activation for all";
-        } else if (i > 0) {
-            EXPECT_NE(rows[i]->activate, rows[i - 2]->activate) << "one activation per plug-in";
-        }
+TEST_F(Activation, EveryRowAtEveryVersionGivesTheCodeAndSlots) {
+    // The slots each class's record has at versions 2 and 3, as the host's
+    // interface lays them out; the sweep fills exactly these.
+    const struct {
+        const char *cls;
+        size_t v2, v3;
+    } slots[] = {{"ItemMotionHandler", 7, 9}, {"DisplacementHandler", 9, 11}, {"ShaderHandler", 11, 13},
+                 {"PixelFilterHandler", 11, 13}, {"ImageFilterHandler", 8, 10}};
+    for (const auto &c : slots) {
+        EXPECT_EQ(HandlerSlotCount(c.cls, 2), c.v2) << c.cls;
+        EXPECT_EQ(HandlerSlotCount(c.cls, 3), c.v3) << c.cls;
     }
+    SweepActivations(module, host, [](bool ok, const std::string &what) { EXPECT_TRUE(ok) << what; });
     EXPECT_EQ(module.serverData, reinterpret_cast<void *>(4));
-}
-
-TEST_F(Activation, VersionDecidesCodeAndSlots) {
-    struct Case {
-        const char *cls, *name;
-        long version;
-        int code;
-        size_t filled;  // slots written, from the front
-    };
-    const Case cases[] = {
-        {"ItemMotionHandler", "Track", 4, 1, 0},       {"ItemMotionHandler", "Track", 3, 0, 9},
-        {"ItemMotionHandler", "Track", 2, 0, 7},       {"ItemMotionHandler", "Track", 1, 550, 0},
-        {"DisplacementHandler", "SuperQ", 2, 0, 9},    {"DisplacementHandler", "SuperQ", 3, 0, 11},
-        {"ShaderHandler", "Unveil", 2, 0, 11},         {"ShaderHandler", "Unveil", 3, 0, 13},
-        {"PixelFilterHandler", "Rayleigh", 2, 0, 11},  {"PixelFilterHandler", "Rayleigh", 3, 0, 13},
-        {"ImageFilterHandler", "DropShadow", 2, 0, 8}, {"ImageFilterHandler", "DropShadow", 3, 0, 10},
-        {"ImageFilterHandler", "DropShadow", 9, 1, 0},
-    };
-    for (const Case &c : cases) {
-        std::vector<void *> record;
-        host.messages.clear();
-        EXPECT_EQ(Activate(c.cls, c.name, c.version, &record, kUntouched), c.code) << c.name << " v" << c.version;
-        for (size_t s = 0; s < record.size(); ++s)
-            EXPECT_EQ(record[s] != kUntouched && record[s] != nullptr, s < c.filled)
-                << c.name << " v" << c.version << " slot " << s;
-        if (c.version == 1) {
-            ASSERT_EQ(host.messages.size(), 1u);
-            EXPECT_EQ(host.messages[0].kind, MessageKind::Error);
-            EXPECT_EQ(host.messages[0].line1, "This plugin requires LW version 5.0 or later");
-            EXPECT_EQ(host.messages[0].line2, "");
-        } else {
-            EXPECT_TRUE(host.messages.empty());
-        }
-    }
 }
 
 TEST_F(Activation, OldHostIsToldEachTimeAndNothingIsBound) {

@@ -143,9 +143,7 @@ TEST_F(BlinkTest, OutsideEventsTheItemIsUntouched) {
     Apply("Blink", Number("LENGTH", 0) + Number("PERIOD", 1) + Number("PERIODVAR", 1));
     EXPECT_TRUE(SetsAt(50).empty());
     EXPECT_TRUE(SetsAt(300000).empty());
-}
-
-TEST_F(BlinkTest, FramesDoNotDependOnEvaluationOrder) {
+    // A frame does not depend on the frames asked before it.
     Apply("Blink", Number("START", 1000) + Number("DURVAR", 0.7) + Number("PERIODVAR", 1));
     std::vector<double> fresh = At(100);
     Apply("Blink", Number("START", 1000) + Number("DURVAR", 0.7) + Number("PERIODVAR", 1));

@@ -55,16 +55,20 @@ protected:
     }
 };
 
-TEST_F(ExportFile, SpinningItemsKeepRisingHeadings) {
+TEST_F(ExportFile, SpinningItemsKeepRisingHeadingsAndParentCoordinatesTheOwnChannels) {
     Item &spinner = host.scene.AddNullObject("Spinner");
     spinner.SetRest({1, 2, 3}, {170, 0, 0});
     spinner.AddKey(2, {1, 2, 3, 210, 0, 0, 1, 1, 1}, true);  // 20 degrees a frame
-    std::string file = Bake(spinner, 2, false);
-    EXPECT_EQ(file,
-              "LWMO\r\n1\r\n9\r\n3\r\n"
-              "1 2 3 170 0 0 1 1 1\r\n0 0 0 0 0\r\n"
-              "1 2 3 190 0 0 1 1 1\r\n1 0 0 0 0\r\n"
-              "1 2 3 210 0 0 1 1 1\r\n2 0 0 0 0\r\n");
+    EXPECT_EQ(Bake(spinner, 2, false), "LWMO\r\n1\r\n9\r\n3\r\n1 2 3 170 0 0 1 1 1\r\n0 0 0 0 0\r\n"
+                                       "1 2 3 190 0 0 1 1 1\r\n1 0 0 0 0\r\n1 2 3 210 0 0 1 1 1\r\n2 0 0 0 0\r\n");
+    Item &parent = host.scene.AddNullObject("Parent");
+    parent.SetRest({10, 0, 0}, {90, 0, 0}, {2, 2, 2});
+    Item &child = host.scene.AddNullObject("Child");
+    child.parent = &parent;
+    child.SetRest({1, 0, 0}, {0, 45, 0}, {0.5, 0.5, 0.5});
+    EXPECT_EQ(Bake(child, 0, true), "LWMO\r\n1\r\n9\r\n1\r\n1 0 0 0 45 0 0.5 0.5 0.5\r\n0 0 0 0 0\r\n");
+    // In the world: one parent unit of X is (0, 0, -2); the scales multiply.
+    EXPECT_EQ(Bake(child, 0, false), "LWMO\r\n1\r\n9\r\n1\r\n10 0 -2 90 45 0 1 1 1\r\n0 0 0 0 0\r\n");
 }
 
 TEST_F(ExportFile, ABakedFileReadsBackAsTheMotionItFollows) {
@@ -91,17 +95,6 @@ TEST_F(ExportFile, ABakedFileReadsBackAsTheMotionItFollows) {
             EXPECT_NEAR(k.value, want, 5e-6 * std::max(1.0, std::fabs(want))) << "channel " << c << " frame " << frame;
         }
     }
-}
-
-TEST_F(ExportFile, ParentCoordinatesTakeTheOwnChannels) {
-    Item &parent = host.scene.AddNullObject("Parent");
-    parent.SetRest({10, 0, 0}, {90, 0, 0}, {2, 2, 2});
-    Item &child = host.scene.AddNullObject("Child");
-    child.parent = &parent;
-    child.SetRest({1, 0, 0}, {0, 45, 0}, {0.5, 0.5, 0.5});
-    EXPECT_EQ(Bake(child, 0, true), "LWMO\r\n1\r\n9\r\n1\r\n1 0 0 0 45 0 0.5 0.5 0.5\r\n0 0 0 0 0\r\n");
-    // In the world: one parent unit of X is (0, 0, -2); the scales multiply.
-    EXPECT_EQ(Bake(child, 0, false), "LWMO\r\n1\r\n9\r\n1\r\n10 0 -2 90 45 0 1 1 1\r\n0 0 0 0 0\r\n");
 }
 
 }  // namespace

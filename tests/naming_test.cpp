@@ -39,9 +39,7 @@ TEST_F(Naming, SharesOneBufferAndKeepsItForUnknownItems) {
     // "(none)" is a constant and leaves the buffer alone.
     EXPECT_STRNE(ItemName(nullptr), "Beta");
     EXPECT_STREQ(first, "Beta");
-}
-
-TEST_F(Naming, LongNamesAreCutToTheBuffer) {
+    // Long names are cut to the buffer.
     Item &arm = host.scene.AddObject(std::string(300, 'x'));
     Item &bone = host.scene.AddBone(arm, "Bone01");
     EXPECT_EQ(std::string(ItemName(IdOf(&arm))).size(), 255u);

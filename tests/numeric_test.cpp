@@ -64,14 +64,9 @@ TEST_F(Numeric, EvaluatesEveryModeFromTheScene) {
     }
     delay->mode = kSeparation;
     EXPECT_NEAR(EvaluateNumeric(delay, 0), std::sqrt(25.0), 1e-9);
-}
-
-TEST_F(Numeric, LinearIsKeyedToFrameOneAtAnyFps) {
-    delay->mode = kLinear;
-    delay->value = 2;
-    delay->changePerFrame = 0.5;
+    delay->mode = kLinear;  // keyed to frame 1 at any rate
     for (double fps : {24.0, 25.0, 30.0}) {
-        host.scene.framesPerSecond = fps;
+        s.framesPerSecond = fps;
         EXPECT_NEAR(EvaluateNumeric(delay, 1 / fps), 2, 1e-12) << fps;
         EXPECT_NEAR(EvaluateNumeric(delay, 10 / fps), 6.5, 1e-12) << fps;
     }
