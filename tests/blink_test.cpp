@@ -112,9 +112,7 @@ TEST_F(BlinkTest, ReplaceAndAddWithStrength) {
         Apply("Blink", Number("START", 1000) + Number("DURVAR", 0) + Radio("MODE", c.mode) + Number("STRENGTH", c.strength));
         EXPECT_NEAR(At(middle)[0], c.x, 1e-5) << "mode " << c.mode << " strength " << c.strength;
     }
-}
-
-TEST_F(BlinkTest, EaseWeightsTheEvent) {
+    // Ease weights the event.
     // Replace mode on a stretch held at X = 10: X is ten times the weight.
     item->SetRest({0, 0, 0});
     item->AddKey(999, {0, 0, 0, 0, 0, 0, 1, 1, 1}, true);

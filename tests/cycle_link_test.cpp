@@ -66,9 +66,7 @@ TEST_F(CycleLinkTest, PhaseLinkMapsAndEnds) {
     Apply("PhaseLink");
     EXPECT_TRUE(SetsAt(10).empty()) << "no control object";
     EXPECT_STREQ(handler->descln(instance), "PhaseLink: No control item");
-}
-
-TEST_F(CycleLinkTest, ControlObjectFallsBackToSelf) {
+    // A control object that names no item falls back to the item itself.
     item->SetRest({0.4, 0, 0});  // its own X as the control value is 0.4 at rest... but it is the cycle too
     Apply("PhaseLink", Radio("CONTROL", 2));
     EXPECT_STREQ(handler->descln(instance), "PhaseLink: Controlled by Walker");

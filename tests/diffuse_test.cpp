@@ -75,9 +75,7 @@ TEST_F(DiffuseTest, LawOfDiffusion) {
         Apply("Diffuse", unit + Number("COHERENCE", coherence) + Number("PULL", 0.5));
         EXPECT_NEAR(Spread(1 + 100 * 30), 1.0, 0.03) << what;
     }
-}
-
-TEST_F(DiffuseTest, CoherenceAxesAndDeterminism) {
+    // Coherence, axes and determinism.
     object->geometry.points = {{0.2, 0.3, 0.4}, {0.2, 0.3, 0.4}, {0.21, 0.3, 0.4}, {5, -2, 1}};
     Apply("Diffuse", Number("COHERENCE", 0));
     auto a = At(40);

@@ -53,7 +53,8 @@ TEST_F(DiffuserTest, DriftMatchesTheReferenceWalk) {
     EXPECT_NEAR(At(6)[0], (Unit(0, 1, false) + Unit(0, 2, false)) / 2, 1e-12);
 }
 
-TEST_F(DiffuserTest, LeavesTheItemAloneWhenThereIsNoDrift) {
+TEST_F(DiffuserTest, ChannelsAndFramesAreIndependentAndNoDriftLeavesTheItem) {
+    // No drift at time 0 and before, disabled, without strength or rates.
     struct Case {
         std::string what, settings;
         double frame;
@@ -67,9 +68,7 @@ TEST_F(DiffuserTest, LeavesTheItemAloneWhenThereIsNoDrift) {
     }
     Apply("Diffuser");
     EXPECT_EQ(SetsAt(30), (std::vector<int>{LWIP_POSITION, LWIP_ROTATION}));
-}
 
-TEST_F(DiffuserTest, ChannelsAndFramesAreIndependent) {
     Apply("Diffuser");
     std::vector<double> base = At(40);
     Apply("Diffuser", Number("YRATE", 0.7));

@@ -122,7 +122,7 @@ TEST(EmbeddedHost, WalksItemsAsTheHostListsThem) {
     EXPECT_STREQ(info->name(IdOf(&light)), "Light");
 }
 
-TEST(EmbeddedHost, SceneInfoIsASnapshotPerLookup) {
+TEST(EmbeddedHost, SceneInfoIsASnapshotPerLookupAndTheOtherServicesAnswer) {
     EmbeddedHost host;
     host.scene.framesPerSecond = 24;
     auto *first = static_cast<const LWSceneInfo *>(host.Service(LWSERVICE_SCENE_INFO, 0));
@@ -137,25 +137,18 @@ TEST(EmbeddedHost, SceneInfoIsASnapshotPerLookup) {
     auto *two = static_cast<const LWSceneInfo *>(host.Service(LWSERVICE_SCENE_INFO_2, 0));
     ASSERT_NE(two, nullptr);
     EXPECT_EQ(two->recursionDepth, 7);
-}
-
-TEST(EmbeddedHost, ThePlainItemInfoLacksOnlyTheTags) {
-    EmbeddedHost host;
+    // The plain item information lacks only the tags; no limits are kept.
     Item &a = host.scene.AddObject("A");
     auto *plain = static_cast<const LWItemInfo *>(host.Service(LWSERVICE_ITEM_INFO, 0));
     ASSERT_NE(plain->limits, nullptr);
     double low[3] = {1, 1, 1}, high[3] = {1, 1, 1};
-    EXPECT_EQ(plain->limits(IdOf(&a), LWIP_POSITION, low, high), 0u);  // no limits kept
+    EXPECT_EQ(plain->limits(IdOf(&a), LWIP_POSITION, low, high), 0u);
     EXPECT_EQ(plain->getTag, nullptr);
     EXPECT_EQ(plain->setTag, nullptr);
-}
-
-TEST(EmbeddedHost, CameraFieldOfViewFollowsZoom) {
-    EmbeddedHost host;
+    // The camera's field of view follows its zoom: 3.2 on a 640 x 480 frame.
     Item &camera = host.scene.AddCamera();
-    auto *info = static_cast<const LWCameraInfo *>(host.Service(LWSERVICE_CAMERA_INFO, 0));
     double h, v;
-    info->fovAngles(IdOf(&camera), 0, &h, &v);  // zoom 3.2 on a 640 x 480 frame
+    static_cast<const LWCameraInfo *>(host.Service(LWSERVICE_CAMERA_INFO, 0))->fovAngles(IdOf(&camera), 0, &h, &v);
     EXPECT_NEAR(v * 180 / M_PI, 34.7, 0.05);
     EXPECT_NEAR(h * 180 / M_PI, 45.2, 0.05);
 }

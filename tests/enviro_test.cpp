@@ -129,6 +129,30 @@ TEST_F(Enviro, TheCubesEdgesMeet) {
                          (!horizontal && !wrap ? e.y2 + eps : e.y2) - 0.5, &b));
         for (int i = 0; i < 3; ++i) EXPECT_NEAR(a[i], b[i], 1e-6) << e.what << " axis " << i;
     }
+    // Aligned to a view item.
+    // A null at (1, 2, 3) turned 90 degrees in heading: aligned, its map is the
+    // world's map turned by a heading offset of 90, cast from the null.
+    Item &eye = host.scene.AddNullObject("Eye");
+    eye.SetRest({1, 2, 3}, {90, 0, 0});
+    const std::string view = " BEGIN ITEM CENTER\n OBJECT 1 1 3 @Eye\n END ITEM CENTER\n";
+    for (double sx : {100.5, 511.5, 900.5}) {
+        V aligned, offset;
+        Renew(view + Toggle("ALIGN", true) + Number("NEAR", 0.5));
+        Look(1024, 512, sx, 200.5, &aligned);
+        V from = traced.from;
+        Renew(Number("HEADING", 90));
+        Look(1024, 512, sx, 200.5, &offset);
+        ExpectDirection(aligned, offset, "aligned to a null turned 90");
+        for (int i = 0; i < 3; ++i) EXPECT_NEAR(from[i], (i == 0 ? 1 : i == 1 ? 2 : 3) + 0.5 * aligned[i], 1e-12);
+    }
+    Renew(view);
+    EXPECT_STREQ(h->descln(instance), "Enviro: Spherical from Eye");
+    // With bank the horizon tilts: the map's level centre row climbs on one side.
+    eye.SetRest({0, 0, 0}, {0, 0, 30});
+    Renew(view + Toggle("ALIGN", true));
+    V side;
+    Look(1024, 512, 767.5, 255.5, &side);
+    EXPECT_NEAR(std::fabs(side[1]), 0.5, 1e-12) << "the map's +X lifted or lowered by the bank of 30";
 }
 
 TEST_F(Enviro, FillHitsAndAlpha) {
@@ -172,32 +196,6 @@ TEST_F(Enviro, FillHitsAndAlpha) {
     EXPECT_EQ(std::to_array(traced.out), (std::array<BufferValue, 4>{77, 77, 77, 77}));
     EXPECT_EQ(h->flags(instance), LWPFF_RAYTRACE);
     EXPECT_STREQ(h->descln(instance), "Enviro: Spherical");
-}
-
-TEST_F(Enviro, AlignedToAViewItem) {
-    // A null at (1, 2, 3) turned 90 degrees in heading: aligned, its map is the
-    // world's map turned by a heading offset of 90, cast from the null.
-    Item &eye = host.scene.AddNullObject("Eye");
-    eye.SetRest({1, 2, 3}, {90, 0, 0});
-    const std::string view = " BEGIN ITEM CENTER\n OBJECT 1 1 3 @Eye\n END ITEM CENTER\n";
-    for (double sx : {100.5, 511.5, 900.5}) {
-        V aligned, offset;
-        Renew(view + Toggle("ALIGN", true) + Number("NEAR", 0.5));
-        Look(1024, 512, sx, 200.5, &aligned);
-        V from = traced.from;
-        Renew(Number("HEADING", 90));
-        Look(1024, 512, sx, 200.5, &offset);
-        ExpectDirection(aligned, offset, "aligned to a null turned 90");
-        for (int i = 0; i < 3; ++i) EXPECT_NEAR(from[i], (i == 0 ? 1 : i == 1 ? 2 : 3) + 0.5 * aligned[i], 1e-12);
-    }
-    Renew(view);
-    EXPECT_STREQ(h->descln(instance), "Enviro: Spherical from Eye");
-    // With bank the horizon tilts: the map's level centre row climbs on one side.
-    eye.SetRest({0, 0, 0}, {0, 0, 30});
-    Renew(view + Toggle("ALIGN", true));
-    V side;
-    Look(1024, 512, 767.5, 255.5, &side);
-    EXPECT_NEAR(std::fabs(side[1]), 0.5, 1e-12) << "the map's +X lifted or lowered by the bank of 30";
 }
 
 TEST_F(Enviro, AnObjectAppearsWhereItsDirectionMaps) {

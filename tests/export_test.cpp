@@ -28,9 +28,7 @@ TEST(Export, KeyCountsAndFrames) {
         for (int i = 0; i < n; ++i) EXPECT_EQ(ExportKeyFrame(i, n, c.end), c.frames[i]);
     }
     EXPECT_EQ(ExportKeyCount(30, 1), 31);
-}
-
-TEST(Export, ContinuityMovesByWholeTurnsAndPicksTheNearerTriple) {
+    // Continuity moves by whole turns and picks the nearer triple.
     const double pi = 3.14159265358979323846;
     Vec3 candidates[2] = {{-170 * kDeg, 10 * kDeg, 0}, {10 * kDeg, 170 * kDeg, 180 * kDeg}};
     Vec3 h = ContinuousHpb(candidates, {175 * kDeg, 10 * kDeg, 0});

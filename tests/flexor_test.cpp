@@ -82,9 +82,7 @@ TEST_F(FlexorTest, PlacementAxesAndAim) {
         double cross = std::hypot(uy * vz - uz * vy, uz * vx - ux * vz, ux * vy - uy * vx);
         EXPECT_LT(cross, 1e-9) << g[0] << "," << g[1] << "," << g[2];
     }
-}
-
-TEST_F(FlexorTest, ArcKeepsLengthsAlongTheAxis) {
+    // The arc keeps lengths along the axis.
     std::vector<Point> axis;
     for (int i = 0; i <= 2000; ++i) axis.push_back({0, i * 0.001, 0});
     for (std::string settings : {std::string(""), Number("CENTRE", 0.3), Number("STRENGTH", 0.7) + Radio("AIM", 1)}) {

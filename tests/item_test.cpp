@@ -28,9 +28,7 @@ TEST_F(Items, NamesMatchWithTheirNumberingOnly) {
         {"Left Wheel", "Left Wheel", true}, {"Bal", "Ball", false},
     };
     for (const Case &c : cases) EXPECT_EQ(NameMatches(c.item, c.saved), c.match) << c.item;
-}
-
-TEST_F(Items, ParsesItemLines) {
+    // Item lines parsed.
     ItemLine l = Line("OBJECT 2 3 10 @Left Wheel and more");
     EXPECT_STREQ(l.name, "Left Wheel");
     EXPECT_EQ(l.index, 2);

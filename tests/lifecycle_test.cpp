@@ -45,6 +45,15 @@ TEST_F(Frame, CopiesEveryValueAndTheOwner) {
     EXPECT_STREQ(SharedCopyNoItem(a, b), "Copy Failed");
     SharedDestroy(b);
     SharedDestroy(nullptr);  // nothing happens
+    // The interface runs the panel modally.
+    const ServerRecord *options = FindServer(module, "ItemMotionInterface", "Track");
+    a->panel->pendingUpdate = 1;
+    Headless().modalResult = 0;
+    EXPECT_EQ(ActivateServer(module, *options, 1, EmbeddedHost::Lookup(), a), 0);
+    EXPECT_FALSE(a->panel->pendingUpdate) << "updates run before the window opens";
+    Headless().modalResult = 1;
+    EXPECT_EQ(ActivateServer(module, *options, 1, EmbeddedHost::Lookup(), a), 999);
+    EXPECT_EQ(Headless().modalRuns, 2);
 }
 
 TEST_F(Frame, ItemsUsedCarryTheirAncestry) {
@@ -80,17 +89,6 @@ TEST_F(Frame, ItemsUsedCarryTheirAncestry) {
     EXPECT_EQ(Sample<ItemControl>(a, kTarget)->items[0], IdOf(&renamed));
     EXPECT_EQ(a->panel->ownerItem, IdOf(&root));
     EXPECT_EQ(Sample<NumericControl>(a, kDelay)->ref[0].item, IdOf(&ref));
-}
-
-TEST_F(Frame, InterfaceRunsThePanelModally) {
-    const ServerRecord *options = FindServer(module, "ItemMotionInterface", "Track");
-    a->panel->pendingUpdate = 1;
-    Headless().modalResult = 0;
-    EXPECT_EQ(ActivateServer(module, *options, 1, EmbeddedHost::Lookup(), a), 0);
-    EXPECT_FALSE(a->panel->pendingUpdate) << "updates run before the window opens";
-    Headless().modalResult = 1;
-    EXPECT_EQ(ActivateServer(module, *options, 1, EmbeddedHost::Lookup(), a), 999);
-    EXPECT_EQ(Headless().modalRuns, 2);
 }
 
 TEST_F(Frame, PixelFilterWrappers) {

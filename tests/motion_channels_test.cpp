@@ -87,9 +87,7 @@ TEST_F(MotionChannels, LimiterClamps) {
     Apply("Limiter", Toggle("DISABLE", true) + Switch("PYL"));
     EXPECT_TRUE(SetsAt(0).empty());
     EXPECT_STREQ(handler->descln(instance), "Limiter: Disabled");
-}
-
-TEST_F(MotionChannels, VelAccelIntegrates) {
+    // VelAccel integrates.
     item->SetRest({1, 2, 3});
     struct Case {
         std::string settings;

@@ -44,9 +44,7 @@ TEST_F(Naming, SharesOneBufferAndKeepsItForUnknownItems) {
     Item &bone = host.scene.AddBone(arm, "Bone01");
     EXPECT_EQ(std::string(ItemName(IdOf(&arm))).size(), 255u);
     EXPECT_EQ(std::string(ItemName(IdOf(&bone))), "Bone01 of " + std::string(245, 'x'));
-}
-
-TEST_F(Naming, BoneOwnerWalksEveryObject) {
+    // A bone's owner: the object whose skeleton holds it.
     Item &torso = host.scene.AddObject("Torso");
     Item &leg = host.scene.AddObject("Leg");
     host.scene.AddBone(torso, "Spine");

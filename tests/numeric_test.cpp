@@ -145,9 +145,7 @@ TEST_F(Numeric, DisplayForms) {
     delay->displayKind = kReal;
     FormatNumeric(delay, 1e40, text);
     EXPECT_EQ(std::strlen(text), 30u) << "cut to 30 characters";
-}
-
-TEST_F(Numeric, DraggingIsEndlessAndBoundedByItsOwnLimits) {
+    // Dragging is endless and bounded by its own limits.
     NumericControl *duration = Sample<NumericControl>(inst, kDuration);  // step 0.03, drag bounds 0..9999
     duration->value = 10;
     CopyText(duration->window.text, sizeof duration->window.text, "  10");

@@ -115,9 +115,7 @@ TEST_F(WheelieTest, RollsByTheDistance) {
     Apply("Wheelie");
     EXPECT_NEAR(At(0)[5], 0, 1e-12) << "at time 0, the time-0 rotation";
     EXPECT_NEAR(At(15)[5], 180, 1e-9) << "half way, half a turn";
-}
-
-TEST_F(WheelieTest, AlongTheParentsAxis) {
+    // Along the parent's axis.
     // The car faces +X turned by a heading of 90 degrees: its right axis is the
     // world's -Z, and it drives 2 pi along it; the wheel sits at its origin.
     Item &car = host.scene.AddNullObject("Car");

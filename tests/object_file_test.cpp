@@ -57,9 +57,7 @@ TEST(ObjectFile, SurfacesOfRealObjects) {
     EXPECT_NE(std::find(named.begin(), named.end(), "RedBox"), named.end());
     for (const Surface &surface : boxes.surfaces)
         EXPECT_TRUE(surface.name != "RedBox" || surface.color == (std::array<double, 3>{1, 0, 0})) << surface.name;
-}
-
-TEST(ObjectFile, BrokenFilesSayWhy) {
+    // Broken files say why.
     auto form = [](std::vector<unsigned char> body, int claimed) {
         std::vector<unsigned char> bytes = {'F', 'O', 'R', 'M', 0, 0, static_cast<unsigned char>(claimed >> 8),
                                             static_cast<unsigned char>(claimed)};
@@ -95,7 +93,6 @@ TEST(ObjectFile, BrokenFilesSayWhy) {
         EXPECT_EQ(error, c.error) << c.what;
     }
     ObjectGeometry g;
-    std::string error;
     EXPECT_FALSE(ReadObjectFile("/nowhere.lwo", &g, &error));
     EXPECT_EQ(error, "/nowhere.lwo: no such file");
     EXPECT_FALSE(ReadObjectFile("/tmp", &g, &error));

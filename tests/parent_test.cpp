@@ -64,9 +64,7 @@ TEST_F(ParentTest, HandsOverWithoutAJump) {
     // Divorced X follows the ball's own key whatever the hands do.
     Apply("Parent", Slice(1, 10, "HandA") + Slice(2, 10, "HandB") + Toggle("DX", true));
     EXPECT_NEAR(At(15)[0], 1, 1e-12);
-}
-
-TEST_F(ParentTest, RepeatsFromWhereThePassEnded) {
+    // Repeating: each pass starts from where the last ended.
     Apply("Parent", Slice(1, 10, "HandA") + Slice(2, 10, "HandB") + Toggle("REPEAT", true));
     // Frame 25 is frame 5 of slice 1's second pass: the pose at 20 carried by A
     // from frame 20 to 25.

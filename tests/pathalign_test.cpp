@@ -49,9 +49,7 @@ TEST_F(PathAlignTest, AlongTheVelocity) {
     // Never moved: its own keyed axis.
     item->SetRest({1, 1, 1}, {90, 0, 0});
     ExpectDirection(Axis(10), {1, 0, 0}, "never moved");
-}
-
-TEST_F(PathAlignTest, WeightsMixTheDirections) {
+    // Weights mix the directions.
     Linear({{0, {0, 0, 0}}, {30, {3, 0, 0}}});
     Apply("PathAlign", Number("VEL", 0.5));
     ExpectDirection(Axis(15), {1, 0, 1}, "half the velocity, half the keyed +Z");

@@ -45,6 +45,22 @@ TEST_F(PokeTest, PushesOutToTheSolid) {
     // The effector's own placement sizes and turns the solid.
     ball->SetRest({2, 0, 0}, {90, 0, 0}, {0.5, 0.5, 2});
     ExpectPoint(Poked({{2.5, 0, 0}})[0], {4, 0, 0}, 1e-12, "a ball two long, turned to lie along X");
+    // Effectors by prefix.
+    for (int i = 2; i <= 520; ++i) host.scene.AddNullObject("Ball." + std::to_string(i)).SetRest({50, 0, 0});
+    ball->SetRest({50, 0, 0});
+    host.scene.objects[512 + 1]->SetRest({0, 0, 0});  // the 513th ball, on the point
+    ExpectPoint(Poked({{0.5, 0, 0}})[0], {0.5, 0, 0}, 0, "only the first 512 balls count");
+    EXPECT_STREQ(handler->descln(instance), "Poke, 512 effectors");
+    host.scene.objects[512]->SetRest({0, 0, 0});  // the 512th
+    ExpectPoint(At(0)[0], {1, 0, 0}, 1e-12, "the 512th does");
+    Settings(handler, instance, "Poke", Toggle("INTERACTIVE", true));
+    const std::vector<LWItemID> used = ItemsUsed(handler->useItems(instance));
+    ASSERT_EQ(used.size(), 512u);
+    EXPECT_EQ(used[0], IdOf(ball));
+    Settings(handler, instance, "Poke", Toggle("DISABLE", true));
+    EXPECT_STREQ(handler->descln(instance), "Poke, 512 effectors: Disabled");
+    EXPECT_EQ(handler->useItems(instance), nullptr);
+    EXPECT_EQ(handler->flags(instance), static_cast<unsigned>(LWDMF_WORLD));
 }
 
 TEST_F(PokeTest, DentsRelaxAtTheRestoreRate) {
@@ -70,24 +86,6 @@ TEST_F(PokeTest, DentsRelaxAtTheRestoreRate) {
     Poked(object->geometry.points, history, 0);
     for (int f = 1; f <= 40; ++f) At(f);
     EXPECT_EQ(At(40), alone);
-}
-
-TEST_F(PokeTest, EffectorsByPrefix) {
-    for (int i = 2; i <= 520; ++i) host.scene.AddNullObject("Ball." + std::to_string(i)).SetRest({50, 0, 0});
-    ball->SetRest({50, 0, 0});
-    host.scene.objects[512 + 1]->SetRest({0, 0, 0});  // the 513th ball, on the point
-    ExpectPoint(Poked({{0.5, 0, 0}})[0], {0.5, 0, 0}, 0, "only the first 512 balls count");
-    EXPECT_STREQ(handler->descln(instance), "Poke, 512 effectors");
-    host.scene.objects[512]->SetRest({0, 0, 0});  // the 512th
-    ExpectPoint(At(0)[0], {1, 0, 0}, 1e-12, "the 512th does");
-    Settings(handler, instance, "Poke", Toggle("INTERACTIVE", true));
-    const std::vector<LWItemID> used = ItemsUsed(handler->useItems(instance));
-    ASSERT_EQ(used.size(), 512u);
-    EXPECT_EQ(used[0], IdOf(ball));
-    Settings(handler, instance, "Poke", Toggle("DISABLE", true));
-    EXPECT_STREQ(handler->descln(instance), "Poke, 512 effectors: Disabled");
-    EXPECT_EQ(handler->useItems(instance), nullptr);
-    EXPECT_EQ(handler->flags(instance), static_cast<unsigned>(LWDMF_WORLD));
 }
 
 }  // namespace

@@ -95,9 +95,7 @@ TEST_F(PolyPop, TheThreeOrdersAtAQuarter) {
             EXPECT_NE(shown.back() - shown.front(), 249) << "not a block";
         }
     }
-}
-
-TEST_F(PolyPop, TheEndsOfTheStretch) {
+    // The ends of the stretch.
     // Defaults: frames 1 to 60. At frame 1 and before, nothing shows (every
     // field as an invisible spot has it); from frame 60 on nothing is written.
     for (double frame : {-5.0, 0.0, 1.0}) {

@@ -106,6 +106,18 @@ TEST_F(Settings, WritesTheEnvelopeAndBlocksAsDocumented) {
     int total = 0;
     for (auto &l : store.lines) total += static_cast<int>(l.size()) + 1;
     EXPECT_EQ(store.written, total + (total % 2)) << "an odd total gets one line feed more";
+    // A save refuses what is not an instance.
+    TextStore s;
+    LWSaveState state = s.SaveState();
+    EXPECT_STREQ(SaveSettings(nullptr, &state), "No instance data at save!");
+    a->panel->version = 0;
+    EXPECT_STREQ(SaveSettings(a, &state), "Version <=0.0!");
+    EXPECT_EQ(s.lines.size(), 3u) << "the three opening lines are already written";
+    a->panel->record.kind = kKindButton;
+    EXPECT_STREQ(SaveSettings(a, &state), "Invalid Instance Data at Save!");
+    LWLoadState load = s.LoadState();
+    EXPECT_STREQ(LoadSettings(a, &load, true), "Invalid Instance Data at Load!");
+    a->panel->record.kind = kKindPanel;
 }
 
 TEST_F(Settings, HandWrittenTextLoadsIntoTheRightControls) {
@@ -215,20 +227,6 @@ TEST_F(Settings, ReaderRules) {
     colorReaderPause = previous;
     EXPECT_EQ(pauses, std::vector<unsigned>{40000});
     EXPECT_EQ(Sample<ColorControl>(a, kTint)->blue, 9);
-}
-
-TEST_F(Settings, SaveRefusesWhatIsNotAnInstance) {
-    TextStore s;
-    LWSaveState state = s.SaveState();
-    EXPECT_STREQ(SaveSettings(nullptr, &state), "No instance data at save!");
-    a->panel->version = 0;
-    EXPECT_STREQ(SaveSettings(a, &state), "Version <=0.0!");
-    EXPECT_EQ(s.lines.size(), 3u) << "the three opening lines are already written";
-    a->panel->record.kind = kKindButton;
-    EXPECT_STREQ(SaveSettings(a, &state), "Invalid Instance Data at Save!");
-    LWLoadState load = s.LoadState();
-    EXPECT_STREQ(LoadSettings(a, &load, true), "Invalid Instance Data at Load!");
-    a->panel->record.kind = kKindPanel;
 }
 
 }  // namespace

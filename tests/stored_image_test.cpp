@@ -33,9 +33,7 @@ TEST(StoredImage, LongestRunsAndTheirEnds) {
     std::free(out);
     for (auto [control, run] : {std::pair{0, 1}, {112, 113}, {113, 115}, {128, 3}, {199, 74}, {200, 76}})
         EXPECT_EQ(RunLength(control), run) << control;
-}
-
-TEST(StoredImage, TypesAndPalettes) {
+    // Types and palettes.
     auto image = Header(4, 1, 3, {{1, 2, 3}});
     image.insert(image.end(), {131, 0});  // six zeros, more than enough
     EXPECT_EQ(DecodeImage(image.data(), image.size()), nullptr) << "type 3 is rejected";

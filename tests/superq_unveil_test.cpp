@@ -48,10 +48,8 @@ TEST_F(SuperQ, BendsEachCoordinateByItsShare) {
     auto moved = Points(Number("XEXP", 1) + Number("YEXP", 1) + Number("ZEXP", 1));
     EXPECT_NEAR(moved[5][0], -0.36, 1e-12);
     EXPECT_NEAR(moved[5][1], 0.64, 1e-12);
-}
-
-TEST_F(SuperQ, DisabledLeavesPointsAndDependsOnNothing) {
-    auto moved = Points(Number("XEXP", 0.1) + Toggle("DISABLE", true));
+    // Disabled: the points as modelled, and no item depended on.
+    moved = Points(Number("XEXP", 0.1) + Toggle("DISABLE", true));
     EXPECT_EQ(moved, object->geometry.points);
     EXPECT_EQ(handler->useItems(instance), nullptr);
     EXPECT_STREQ(handler->descln(instance), "SuperQ: Disabled");

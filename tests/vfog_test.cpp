@@ -87,9 +87,7 @@ TEST_F(VFog, OpticalDepthsAcrossTheLayer) {
     // The first in levels, by hand: the fog colour (190, 200, 210) over black
     // by m = 1 - exp(-2) = 0.8647.
     EXPECT_EQ(Run(5, 0, Radio("FALLOFF", 1)), (std::array<int, 4>{164, 173, 182, 255}));
-}
-
-TEST_F(VFog, DepthIsAlongTheViewAxis) {
+    // Depth is along the view axis.
     // A layer thick enough to be uniform: the fog gives the path's length.
     // The corner sample's ray has view-axis component 1 and length
     // sqrt(1 + a^2 + b^2), a = (1/640 - 1) 5/12, b = (1 - 1/480) 0.3125.
