@@ -95,7 +95,7 @@ TEST_F(BlinkTest, VaryByItemTakesTheName) {
     ExpectEvents(Events(0, 100, &twin), {{42.643643, 6}}, "without Vary, as any item with seed 1");
 }
 
-TEST_F(BlinkTest, ReplaceAndAddWithStrength) {
+TEST_F(BlinkTest, ReplaceAddStrengthAndEase) {
     // Keyed X is 20 around frame 200; the stretch 1000-1006 goes 100, 101, 100.
     item->SetRest({20, 0, 0});
     item->AddKey(990, {20, 0, 0, 0, 0, 0, 1, 1, 1}, true);

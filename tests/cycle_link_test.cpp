@@ -35,7 +35,7 @@ protected:
     }
 };
 
-TEST_F(CycleLinkTest, PhaseLinkMapsAndEnds) {
+TEST_F(CycleLinkTest, PhaseLinkMapsEndsAndFallsBackToSelf) {
     struct Case {
         double x;
         int end;
@@ -78,7 +78,7 @@ TEST_F(CycleLinkTest, PhaseLinkMapsAndEnds) {
     EXPECT_NE(text.find(" BEGIN RADIO CONTROL\n  SELECTION 1"), std::string::npos) << "kept as self:\n" << text;
 }
 
-TEST_F(CycleLinkTest, SpeedAndAccelerationSpans) {
+TEST_F(CycleLinkTest, SpansAndAccumulations) {
     // 60 m/s for one frame, then still. At time 0 with one frame of lookahead
     // the span runs from 0 to 2/30 s: 2 m in 2/30 s is 30 m/s (not 60).
     LinearDriver({{0, {0, 0, 0}}, {1, {2, 0, 0}}, {2, {2, 0, 0}}});
@@ -92,9 +92,7 @@ TEST_F(CycleLinkTest, SpeedAndAccelerationSpans) {
     Apply("AccelLink", Driven() + Number("HIGHFROM", 100) + Radio("ENDBEHAVIOR", 2));
     EXPECT_NEAR(At(15)[0], 15, 1e-9);
     EXPECT_STREQ(handler->descln(instance), "AccelLink: Controlled by Driver");
-}
-
-TEST_F(CycleLinkTest, DistanceAndThrottleAccumulate) {
+    // Distance and throttle accumulate.
     // Diagonally (3, 4) metres a second for two seconds: in +X 3 m, in all 5 m,
     // a tenth of a cycle per metre.
     LinearDriver({{0, {0, 0, 0}}, {60, {6, 8, 0}}});

@@ -63,7 +63,7 @@ TEST_F(DiffuseTest, ReferenceDisplacements) {
 
 // 20,000 points over many coherence cells, rates 1: rms displacement per axis
 // is sqrt(tau) without a pull and settles at 1 / sqrt(2 pull) with one.
-TEST_F(DiffuseTest, LawOfDiffusion) {
+TEST_F(DiffuseTest, LawOfDiffusionCoherenceAndAxes) {
     object->geometry.points.clear();
     for (int i = 0; i < 20000; ++i) object->geometry.points.push_back({(i % 40) * 0.37, (i / 40 % 25) * 0.41, (i / 1000) * 0.53});
     const std::string unit = Number("RATEX", 1) + Number("RATEY", 1) + Number("RATEZ", 1) + Number("SIZE", 0.3);

@@ -106,7 +106,7 @@ TEST_F(Enviro, DirectionsOfEachMapping) {
     }
 }
 
-TEST_F(Enviro, TheCubesEdgesMeet) {
+TEST_F(Enviro, TheCubesEdgesMeetAndAViewItemAligns) {
     // 1024 x 768: cells of 256. Across each edge of the cross the two cells give
     // one direction: sample just either side of the boundary.
     Renew(Mapping(2));

@@ -10,7 +10,7 @@ namespace {
 
 constexpr double kDeg = 0.017453292519943295;
 
-TEST(Export, KeyCountsAndFrames) {
+TEST(Export, KeyCountsFramesAndContinuity) {
     struct Case {
         int end;
         double density;

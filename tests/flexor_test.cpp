@@ -30,7 +30,7 @@ protected:
     }
 };
 
-TEST_F(FlexorTest, WorkedBends) {
+TEST_F(FlexorTest, WorkedBendsAndTheLengthFromTheFile) {
     const double r = kQuarter;
     struct Case {
         std::string what, settings;
@@ -58,9 +58,29 @@ TEST_F(FlexorTest, WorkedBends) {
     double theta = 95.71059313749964 * kDeg, rb = 1 / theta;
     ExpectPoint(Bent({{0, 2, 0}}, {10, 0, 0}, Number("CENTRE", 0.5))[0],
                 {rb * (1 - std::cos(theta)), 1 + rb * std::sin(theta), 0}, 1e-11, "the angle from the bending centre");
+    // The length comes from the object file, read once.
+    // An LWOB file whose points reach Y = 2: the length is measured from it.
+    std::string path = ScratchPath("flexor_stalk.lwo");
+    auto write = [&](bool broken) { WriteLwob(path, {{0, 0, 0}, {0, 2, 0}}, broken ? "XXXX" : "LWOB"); };
+    object->filename = path;
+    object->numPoints = 2;
+    object->geometry.points = {{0, 2, 0}};
+    guide->SetRest({10, 0, 0});
+    write(false);
+    Apply("Flexor", GuideBlock());
+    ExpectPoint(At(0)[0], {kQuarter, kQuarter, 0}, 1e-11, "Y max 2 from the file");
+
+    write(true);
+    Apply("Flexor", GuideBlock());
+    ExpectPoint(At(0)[0], {0, 2, 0}, 0, "an unreadable file: nothing moves");
+    write(false);
+    ExpectPoint(At(1)[0], {0, 2, 0}, 0, "the failed read is kept while name and count stay");
+    object->numPoints = 3;
+    ExpectPoint(At(2)[0], {kQuarter, kQuarter, 0}, 1e-11, "a changed point count reads it again");
+    std::remove(path.c_str());
 }
 
-TEST_F(FlexorTest, PlacementAxesAndAim) {
+TEST_F(FlexorTest, PlacementAxesAimAndArc) {
     // Negative axis: -X with the object's extent typed as 2.
     ExpectPoint(Bent({{-2, 0, 0}}, {0, 10, 0}, Radio("AXIS", 1))[0], {-kQuarter, kQuarter, 0}, 1e-11, "-X");
     // A moved pivot: the guide is taken into the object's own coordinates.
@@ -93,28 +113,6 @@ TEST_F(FlexorTest, PlacementAxesAndAim) {
         EXPECT_NEAR(length, 2, 1e-6) << "arc length" << settings;
         EXPECT_GT(std::hypot(bent.back()[0], bent.back()[2]), 0.1) << "and it did bend";
     }
-}
-
-TEST_F(FlexorTest, LengthFromTheObjectFileReadOnce) {
-    // An LWOB file whose points reach Y = 2: the length is measured from it.
-    std::string path = ScratchPath("flexor_stalk.lwo");
-    auto write = [&](bool broken) { WriteLwob(path, {{0, 0, 0}, {0, 2, 0}}, broken ? "XXXX" : "LWOB"); };
-    object->filename = path;
-    object->numPoints = 2;
-    object->geometry.points = {{0, 2, 0}};
-    guide->SetRest({10, 0, 0});
-    write(false);
-    Apply("Flexor", GuideBlock());
-    ExpectPoint(At(0)[0], {kQuarter, kQuarter, 0}, 1e-11, "Y max 2 from the file");
-
-    write(true);
-    Apply("Flexor", GuideBlock());
-    ExpectPoint(At(0)[0], {0, 2, 0}, 0, "an unreadable file: nothing moves");
-    write(false);
-    ExpectPoint(At(1)[0], {0, 2, 0}, 0, "the failed read is kept while name and count stay");
-    object->numPoints = 3;
-    ExpectPoint(At(2)[0], {kQuarter, kQuarter, 0}, 1e-11, "a changed point count reads it again");
-    std::remove(path.c_str());
 }
 
 TEST_F(FlexorTest, StillCasesDescriptionsAndItems) {

@@ -18,7 +18,7 @@ protected:
     }
 };
 
-TEST_F(Items, NamesMatchWithTheirNumberingOnly) {
+TEST_F(Items, NamesMatchWithTheirNumberingOnlyAndLinesParse) {
     struct Case {
         const char *item, *saved;
         bool match;

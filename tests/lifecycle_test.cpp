@@ -27,7 +27,7 @@ protected:
     }
 };
 
-TEST_F(Frame, CopiesEveryValueAndTheOwner) {
+TEST_F(Frame, CopiesEveryValueAndRunsThePanelModally) {
     Item &owner = host.scene.AddNullObject("Owner");
     PluginInstance *b = NewSampleInstance();
     Sample<NumericControl>(a, kDelay)->value = 4;

@@ -62,7 +62,7 @@ TEST_F(MotionChannels, SpeedlimitChases) {
     EXPECT_EQ(At(45), alone) << "a frame alone equals the frames in order";
 }
 
-TEST_F(MotionChannels, LimiterClamps) {
+TEST_F(MotionChannels, LimiterClampsAndVelAccelIntegrates) {
     item->SetRest({3, -2, 7}, {80, -60, 10}, {1, 4, 1});
     Apply("Limiter");
     std::vector<double> keyed = {3, -2, 7, 80, -60, 10}, all = At(0);

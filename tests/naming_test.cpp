@@ -27,7 +27,7 @@ TEST_F(Naming, NamesEachKindOfItem) {
     for (const Case &c : cases) EXPECT_STREQ(ItemName(c.id), c.name);
 }
 
-TEST_F(Naming, SharesOneBufferAndKeepsItForUnknownItems) {
+TEST_F(Naming, OneBufferLongNamesAndBoneOwners) {
     Item &a = host.scene.AddObject("Alpha");
     Item &b = host.scene.AddLight("Beta");
     const char *first = ItemName(IdOf(&a));

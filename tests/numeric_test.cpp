@@ -122,7 +122,7 @@ TEST_F(Numeric, TypedTextIsCommitted) {
     EXPECT_TRUE(delay->record.changedMark);
 }
 
-TEST_F(Numeric, DisplayForms) {
+TEST_F(Numeric, DisplayFormsAndDragging) {
     char text[31];
     struct Case {
         SampleControl which;

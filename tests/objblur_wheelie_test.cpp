@@ -94,7 +94,7 @@ protected:
 
 constexpr double kTwoPi = 6.283185307179586;
 
-TEST_F(WheelieTest, RollsByTheDistance) {
+TEST_F(WheelieTest, RollsByTheDistanceAlongTheParentsAxis) {
     item->SetRest({0, 0, 0});
     item->AddKey(30, {kTwoPi, 0, 0, 0, 0, 0, 1, 1, 1}, true);  // 2 pi along X in a second
     struct Case {

@@ -12,7 +12,7 @@ namespace {
 
 const std::string kModels = std::string(VESK_SHARED_DIR) + "/realdata/assimp/test/models/";
 
-TEST(ObjectFile, SurfacesOfRealObjects) {
+TEST(ObjectFile, SurfacesOfRealObjectsAndBrokenFiles) {
     // Values read off the files' bytes by hand.
     ObjectGeometry sphere, blue, boxes;
     std::string error;

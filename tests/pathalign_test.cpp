@@ -33,7 +33,7 @@ void ExpectDirection(const Vec3 &got, Vec3 want, const std::string &what) {
     for (int i = 0; i < 3; ++i) EXPECT_NEAR(got[i], want[i], 1e-9) << what << " [" << i << "]";
 }
 
-TEST_F(PathAlignTest, AlongTheVelocity) {
+TEST_F(PathAlignTest, AlongTheVelocityWithMixedWeights) {
     Linear({{0, {0, 0, 0}}, {30, {1, 2, -2}}});
     Apply("PathAlign");
     ExpectDirection(Axis(15), {1, 2, -2}, "+Z along a straight path");

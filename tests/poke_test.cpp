@@ -23,7 +23,7 @@ protected:
     }
 };
 
-TEST_F(PokeTest, PushesOutToTheSolid) {
+TEST_F(PokeTest, PushesOutToTheSolidByPrefixedEffectors) {
     const double s = 0.5 + 0.5 * (3 * 0.0625 - 2 * 0.015625);  // sharpness 0.5 at d = 0.25
     struct Case {
         std::string what, settings;

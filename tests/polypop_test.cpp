@@ -40,7 +40,7 @@ protected:
     static std::string Progress(double g) { return Radio("TIMING", 1) + Number("PROGRESS", g); }
 };
 
-TEST_F(PolyPop, SeededRanksAsListed) {
+TEST_F(PolyPop, SeededRanksAndAnEvenPace) {
     struct Case {
         int seed;
         std::vector<long> ranks;
@@ -60,9 +60,7 @@ TEST_F(PolyPop, SeededRanksAsListed) {
         }
         EXPECT_EQ(ranks, c.ranks) << "seed " << c.seed << ", " << n << " polygons";
     }
-}
-
-TEST_F(PolyPop, AnEvenPaceForAnyCount) {
+    // An even pace for any count.
     // With no fade, at progress g exactly floor(g N) polygons are fully shown
     // and at most one partly: the order is a permutation of the polygons.
     for (long n : {1L, 2L, 3L, 4L, 5L, 17L, 1000L, 65537L, 1000000L})
@@ -80,7 +78,7 @@ TEST_F(PolyPop, AnEvenPaceForAnyCount) {
             }
 }
 
-TEST_F(PolyPop, TheThreeOrdersAtAQuarter) {
+TEST_F(PolyPop, TheThreeOrdersAndTheEndsOfTheStretch) {
     for (int order : {0, 1, 2}) {
         At(1000, 0, Radio("ORDER", order) + Progress(0.25));
         std::vector<long> shown;

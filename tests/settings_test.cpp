@@ -83,7 +83,7 @@ TEST_F(Settings, EveryKindSurvivesARoundTripInBothModes) {
     }
 }
 
-TEST_F(Settings, WritesTheEnvelopeAndBlocksAsDocumented) {
+TEST_F(Settings, WritesTheEnvelopeAndBlocksAndRefusesNonInstances) {
     Sample<NumericControl>(a, kDelay)->mode = kLinear;
     Sample<NumericControl>(a, kDelay)->value = 2;
     Sample<NumericControl>(a, kDelay)->changePerFrame = 0.5;
@@ -120,7 +120,7 @@ TEST_F(Settings, WritesTheEnvelopeAndBlocksAsDocumented) {
     a->panel->record.kind = kKindPanel;
 }
 
-TEST_F(Settings, HandWrittenTextLoadsIntoTheRightControls) {
+TEST_F(Settings, HandWrittenTextAndTheReadersRules) {
     std::string text = Envelope(
         "# a comment\n"
         "  BEGIN NUM DURATION\n"
@@ -144,6 +144,37 @@ TEST_F(Settings, HandWrittenTextLoadsIntoTheRightControls) {
     EXPECT_EQ(Sample<ListboxControl>(a, kList)->selected[2], 1);
     EXPECT_EQ(Sample<NumericControl>(a, kDelay)->value, 5) << "a key twice: the later block wins";
     EXPECT_TRUE(host.messages.empty());
+    // The reader's rules.
+    // No VERSION: loads, then warns once with the running version.
+    a->panel->version = 2.5;
+    ASSERT_EQ(Load(a, "BEGIN MARVEN_LABS_PLUGIN Sample\n BEGIN NUM DELAY\n VALUE 3\n END\nEND MARVEN_LABS_PLUGIN Other\n"),
+              nullptr);
+    EXPECT_EQ(Sample<NumericControl>(a, kDelay)->value, 3);
+    ASSERT_EQ(host.messages.size(), 1u);
+    EXPECT_EQ(host.messages[0].kind, MessageKind::Warning);
+    EXPECT_EQ(host.messages[0].line1, "You're running version 2.50 of the Sample plugin.");
+    EXPECT_EQ(host.messages[0].line2, "The saved data using this plugin is corrupted, with no version information.");
+
+    // The name is checked only by the host's load.
+    EXPECT_EQ(Load(a, Envelope(""), true), nullptr);
+    EXPECT_STREQ(Load(b, "BEGIN MARVEN_LABS_PLUGIN Track\nVERSION 1\nEND MARVEN_LABS_PLUGIN Track\n", true),
+                 "Wrong plugin data on Load!");
+    EXPECT_EQ(Load(b, "BEGIN MARVEN_LABS_PLUGIN Track\nVERSION 1\nEND MARVEN_LABS_PLUGIN Track\n", false), nullptr);
+
+    // A line mode line over 255 characters is cut there; the rest comes as the next line.
+    std::string longLine = "  VALUE 4" + std::string(300, ' ') + "x";
+    EXPECT_EQ(Load(a, Envelope(" BEGIN NUM DELAY\n" + longLine + "\n END\n")), nullptr);
+    EXPECT_EQ(Sample<NumericControl>(a, kDelay)->value, 4);
+
+    // The COLOR reader stalls on an unknown line, for 40 seconds.
+    static std::vector<unsigned> pauses;
+    pauses.clear();
+    auto previous = colorReaderPause;
+    colorReaderPause = [](unsigned ms) { pauses.push_back(ms); };
+    EXPECT_EQ(Load(a, Envelope(" BEGIN COLOR TINT\n  ALPHA 3\n  BLUE 9\n END\n")), nullptr);
+    colorReaderPause = previous;
+    EXPECT_EQ(pauses, std::vector<unsigned>{40000});
+    EXPECT_EQ(Sample<ColorControl>(a, kTint)->blue, 9);
 }
 
 TEST_F(Settings, ErrorsNameTheirLineAndKeepWhatCameBefore) {
@@ -194,39 +225,6 @@ TEST_F(Settings, ErrorsNameTheirLineAndKeepWhatCameBefore) {
         EXPECT_EQ(Sample<NumericControl>(a, kDelay)->value, c.line > 6 ? 7 : 0) << "earlier blocks keep their values";
         EXPECT_TRUE(a->panel->pendingUpdate);
     }
-}
-
-TEST_F(Settings, ReaderRules) {
-    // No VERSION: loads, then warns once with the running version.
-    a->panel->version = 2.5;
-    ASSERT_EQ(Load(a, "BEGIN MARVEN_LABS_PLUGIN Sample\n BEGIN NUM DELAY\n VALUE 3\n END\nEND MARVEN_LABS_PLUGIN Other\n"),
-              nullptr);
-    EXPECT_EQ(Sample<NumericControl>(a, kDelay)->value, 3);
-    ASSERT_EQ(host.messages.size(), 1u);
-    EXPECT_EQ(host.messages[0].kind, MessageKind::Warning);
-    EXPECT_EQ(host.messages[0].line1, "You're running version 2.50 of the Sample plugin.");
-    EXPECT_EQ(host.messages[0].line2, "The saved data using this plugin is corrupted, with no version information.");
-
-    // The name is checked only by the host's load.
-    EXPECT_EQ(Load(a, Envelope(""), true), nullptr);
-    EXPECT_STREQ(Load(b, "BEGIN MARVEN_LABS_PLUGIN Track\nVERSION 1\nEND MARVEN_LABS_PLUGIN Track\n", true),
-                 "Wrong plugin data on Load!");
-    EXPECT_EQ(Load(b, "BEGIN MARVEN_LABS_PLUGIN Track\nVERSION 1\nEND MARVEN_LABS_PLUGIN Track\n", false), nullptr);
-
-    // A line mode line over 255 characters is cut there; the rest comes as the next line.
-    std::string longLine = "  VALUE 4" + std::string(300, ' ') + "x";
-    EXPECT_EQ(Load(a, Envelope(" BEGIN NUM DELAY\n" + longLine + "\n END\n")), nullptr);
-    EXPECT_EQ(Sample<NumericControl>(a, kDelay)->value, 4);
-
-    // The COLOR reader stalls on an unknown line, for 40 seconds.
-    static std::vector<unsigned> pauses;
-    pauses.clear();
-    auto previous = colorReaderPause;
-    colorReaderPause = [](unsigned ms) { pauses.push_back(ms); };
-    EXPECT_EQ(Load(a, Envelope(" BEGIN COLOR TINT\n  ALPHA 3\n  BLUE 9\n END\n")), nullptr);
-    colorReaderPause = previous;
-    EXPECT_EQ(pauses, std::vector<unsigned>{40000});
-    EXPECT_EQ(Sample<ColorControl>(a, kTint)->blue, 9);
 }
 
 }  // namespace

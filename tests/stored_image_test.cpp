@@ -19,7 +19,7 @@ std::vector<unsigned char> Header(int w, int h, int type, std::vector<std::array
     return b;
 }
 
-TEST(StoredImage, LongestRunsAndTheirEnds) {
+TEST(StoredImage, RunsTypesAndPalettes) {
     // Control 127: 109393 literal bytes; control 255: one byte 50000 times.
     std::vector<unsigned char> coded = {127};
     for (int i = 0; i < 109393; ++i) coded.push_back(static_cast<unsigned char>(i % 251));

@@ -24,7 +24,7 @@ protected:
     }
 };
 
-TEST_F(WhipTest, StillBaseHingesAndBudget) {
+TEST_F(WhipTest, HingesBudgetAndASuddenStart) {
     item->SetRest({1, 2, 3}, {30, 20, 10});
     Vec3 keyed = RotationRows({30 * kDeg, 20 * kDeg, 10 * kDeg})[1];
     Apply("Whip", Number("GRAVITY", 0));
@@ -70,12 +70,7 @@ TEST_F(WhipTest, StillBaseHingesAndBudget) {
     for (int f = 0; f < 40; ++f) At(f);
     EXPECT_EQ(At(40), alone);
     EXPECT_TRUE(SetsAt(0).empty()) << "time 0 shows the keys";
-}
-
-// A base that starts at 3 m/s along +X at frame 30: the tip is thrown back,
-// then swings about its new lean, the swing dying as exp(-(d^2 + 0.1) t / 2)
-// for a velocity damped at d^2 + 0.1 per second.
-TEST_F(WhipTest, SuddenStartThrowsTheTipBackAndSettles) {
+    // A sudden start throws the tip back; it settles.
     item->SetRest({0, 0, 0});
     item->AddKey(30, {0, 0, 0, 0, 0, 0, 1, 1, 1}, true);
     item->AddKey(30 * 31, {90, 0, 0, 0, 0, 0, 1, 1, 1}, true);
@@ -100,4 +95,7 @@ TEST_F(WhipTest, SuddenStartThrowsTheTipBackAndSettles) {
     EXPECT_NEAR(std::log(first / second), rate * period / 2, 0.15 * rate * period / 2);
 }
 
+// A base that starts at 3 m/s along +X at frame 30: the tip is thrown back,
+// then swings about its new lean, the swing dying as exp(-(d^2 + 0.1) t / 2)
+// for a velocity damped at d^2 + 0.1 per second.
 }  // namespace
