@@ -47,12 +47,15 @@ constexpr size_t kMostUsesSets = size_t{1} << 16;
 
 MotionMemory::MotionMemory(size_t generationEntries)
     : capacity_(generationEntries < Generation::kRun ? Generation::kRun : generationEntries) {
+    std::fill(std::begin(streamLatest_), std::end(streamLatest_), -HUGE_VAL);
+}
+
+void MotionMemory::Reserve(Generation &g) const {
     // Room for a whole generation's keys, taken from the system page by page
     // as they are kept: growing by doubling would copy them, and touch twice
-    // the memory, for every long shot.
-    young_.keys.reserve(capacity_);
-    old_.keys.reserve(capacity_);
-    std::fill(std::begin(streamLatest_), std::end(streamLatest_), -HUGE_VAL);
+    // the memory, for every long shot. Taken at the first answer kept, so a
+    // host that never remembers anything (a scene only read) holds nothing.
+    if (g.keys.capacity() < capacity_) g.keys.reserve(capacity_);
 }
 
 size_t MotionMemory::Hash(const MotionKey &key) {
@@ -154,6 +157,7 @@ const double *MotionMemory::Find(const MotionKey &key, const ItemsRead **uses) {
             MotionKey movedKey = old_.keys[aged];  // still asked for: back into the young generation
             Answer moved = old_.answers[aged];
             if (!young_.HasRoom(stream, capacity_)) Rotate();
+            Reserve(young_);
             found = static_cast<long>(young_.Put(movedKey, moved, hash, stream));
         }
     }
@@ -209,6 +213,7 @@ void MotionMemory::Keep(const MotionKey &key, const double *values, int count, c
     }
     size_t stream = Stream(key);
     if (!young_.HasRoom(stream, capacity_)) Rotate();
+    Reserve(young_);
     young_.Put(key, answer, hash, stream);
 }
 

@@ -115,6 +115,7 @@ private:
         void Clear();
     };
     static size_t Hash(const MotionKey &key);
+    void Reserve(Generation &g) const;
     uint32_t Intern(const ItemsRead &uses);
     void Rotate();
 
