@@ -4,18 +4,6 @@
 
 namespace render {
 
-namespace {
-
-// The renderer's own vector arithmetic, rounding alike.
-double Dot(const Vec &a, const Vec &b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
-Vec Add(const Vec &a, const Vec &b) { return {a[0] + b[0], a[1] + b[1], a[2] + b[2]}; }
-Vec Unit(const Vec &a) {
-    double n = std::sqrt(Dot(a, a));
-    return n > 0 ? Vec{a[0] * (1 / n), a[1] * (1 / n), a[2] * (1 / n)} : a;
-}
-
-}  // namespace
-
 // Polygon corners in a plane, cut into triangles by clipping ears (concave
 // polygons included); a polygon that will not cut cleanly falls back to a fan.
 std::vector<std::array<int, 3>> Triangulate(const std::vector<int> &polygon, const std::vector<Vec> &points,

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <array>
+#include <cmath>
 #include <vector>
 
 #include "host/object_file.h"
@@ -13,6 +14,17 @@
 namespace render {
 
 using Vec = std::array<double, 3>;
+
+// The renderer's vector arithmetic, shared with the meshes' smoothing so both
+// round alike.
+inline double Dot(const Vec &a, const Vec &b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
+inline Vec Add(const Vec &a, const Vec &b) { return {a[0] + b[0], a[1] + b[1], a[2] + b[2]}; }
+inline Vec Minus(const Vec &a, const Vec &b) { return {a[0] - b[0], a[1] - b[1], a[2] - b[2]}; }
+inline Vec Scale(const Vec &a, double k) { return {a[0] * k, a[1] * k, a[2] * k}; }
+inline Vec Unit(const Vec &a) {
+    double n = std::sqrt(Dot(a, a));
+    return n > 0 ? Scale(a, 1 / n) : a;
+}
 
 struct SmoothedPolygon {
     int surface = -1;                           // into the geometry's surfaces; -1 none

@@ -14,12 +14,6 @@ bool EndsWith(const std::string &s, const std::string &tail) {
     return s.size() >= tail.size() && s.compare(s.size() - tail.size(), tail.size(), tail) == 0;
 }
 
-// The path beside `out` with its extension replaced.
-std::string WithExtension(const std::string &out, const std::string &extension) {
-    size_t dot = out.find_last_of('.');
-    return out.substr(0, dot) + extension;
-}
-
 int Export(const std::vector<std::string> &args) {
     std::vector<std::string> positional, v;
     std::string error;
@@ -65,7 +59,7 @@ int Export(const std::vector<std::string> &args) {
     }
     if (v[1].empty()) options.first = s.host.scene.firstFrame, options.last = s.host.scene.lastFrame;
     if (options.last < options.first) options.last = options.first;
-    const std::string bin = WithExtension(out, ".bin");
+    const std::string bin = std::filesystem::path(out).replace_extension(".bin").string();
     if (gltf) options.bufferUri = std::filesystem::path(bin).filename().string();
     GltfDocument document;
     if (!BuildGltf(s.host, options, &document, &error)) return FailCommand(positional[0] + ": " + error);

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "host/mesh.h"
 #include "host/render/renderer.h"
 #include "host/render/tracer.h"
 
@@ -20,14 +21,6 @@ namespace render {
 
 using Vec = Vec3;
 
-inline double Dot(const Vec &a, const Vec &b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
-inline Vec Add(const Vec &a, const Vec &b) { return {a[0] + b[0], a[1] + b[1], a[2] + b[2]}; }
-inline Vec Minus(const Vec &a, const Vec &b) { return {a[0] - b[0], a[1] - b[1], a[2] - b[2]}; }
-inline Vec Scale(const Vec &a, double k) { return {a[0] * k, a[1] * k, a[2] * k}; }
-inline Vec Unit(const Vec &a) {
-    double n = std::sqrt(Dot(a, a));
-    return n > 0 ? Scale(a, 1 / n) : a;
-}
 inline Vec Mix(const Vec &a, const Vec &b, double t) { return Add(Scale(a, 1 - t), Scale(b, t)); }
 
 // The largest frame side rendered: past any frame the host renders.

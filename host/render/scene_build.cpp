@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "host/render/frame_state.h"
-#include "host/mesh.h"
 
 using namespace render;
 
