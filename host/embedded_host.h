@@ -23,7 +23,7 @@ struct MotionEvaluation;
 // What the memory of worked-out motions holds now.
 struct MotionMemoryUse {
     size_t answers, bytes;
-    long rotations;  // times its young generation filled up and the old one went
+    long overflows;  // times it was full and let answers go
 };
 
 enum class MessageKind { Info, Error, Warning };
@@ -119,6 +119,10 @@ public:
     // The item's placement in the world (Scene::Placement), remembered as its
     // final motion is.
     void Placement(const Item &item, double time, double out[Scene::kPlacementValues]);
+    // An item-info parameter (Scene::Param) as a plug-in asks it: the ones
+    // made from the placement are remembered, for the plug-ins being
+    // evaluated when asked, while a pass is open.
+    void Param(const Item &item, int param, double time, double out[3]);
     // The times (seconds) at which a render of the frame samples motion: the
     // motion-blur passes, or the frame's own time without motion blur.
     std::vector<double> BlurPassTimes(int frame);

@@ -4,6 +4,7 @@
 #include "host/motion_evaluation.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -80,6 +81,31 @@ inline void Read(MotionEvaluation &m, const Item &item, const ItemsRead *more = 
     if (more) m.readings.back().uses.Add(*more);
 }
 
+// The cycle rule answered from the k-th evaluation under way (from the
+// outside): what is being worked out inside it leans on it.
+void Lean(MotionEvaluation &m, size_t k) {
+    for (Reading &r : m.readings)
+        if (k < r.stackDepth && k != r.mayLeanOn) {
+            r.leanedOutside = true;
+            if (k < 64) r.leanedOn |= uint64_t{1} << k;
+        }
+}
+
+// The number of the chain of evaluations under way (0: none), numbering the
+// chains not met before.
+uint32_t Context(MotionEvaluation &m) {
+    if (m.evaluating.empty()) return 0;
+    if (m.evaluating.back()->context != Evaluation::kNoContext) return m.evaluating.back()->context;
+    uint32_t outer = 0;
+    for (Evaluation *e : m.evaluating) {
+        if (e->context == Evaluation::kNoContext)
+            e->context = m.contexts.try_emplace({outer, e->item, e->plugin}, static_cast<uint32_t>(m.contexts.size() + 1))
+                             .first->second;
+        outer = e->context;
+    }
+    return outer;
+}
+
 void EarlierMotion(const Item &item, double time, size_t upTo, double out[9]);
 
 KeyedTimeline &TimelineOf(MotionEvaluation &m, const Item &item) {
@@ -99,45 +125,47 @@ KeyedTimeline &TimelineOf(MotionEvaluation &m, const Item &item) {
 
 }  // namespace
 
-const double *KeyedTimeline::Search(double time) {
+long KeyedTimeline::Search(double time) {
     size_t n = times.size();
     for (size_t i = cursor; i < n && i < cursor + 4; ++i)  // a kept time or two between the steps
-        if (times[i] == time) return motions[cursor = i].data();
-    if (!n || time > times.back()) return nullptr;
+        if (times[i] == time) return static_cast<long>(cursor = i);
+    if (!n || time > times.back()) return -1;
     size_t i = static_cast<size_t>(std::lower_bound(times.begin(), times.end(), time) - times.begin());
-    if (i >= n || times[i] != time) return nullptr;
-    return motions[cursor = i].data();
+    if (i >= n || times[i] != time) return -1;
+    return static_cast<long>(cursor = i);
 }
 
 namespace {
 
-// The item's keyed motion at a time, from its timeline while a pass is open.
-// Times past the last one kept are added (while there is room); others are
-// found by a short look ahead of the last answer, or a search, or else worked
-// out without being kept. Only the channels from `first` to `last` are
-// certain to be filled; the answer is `out` or a kept motion.
-const double *KeyedAt(MotionEvaluation &m, KeyedTimeline *line, const Item &item, double time, double out[9],
-                      int first = 0, int last = 9) {
+// The item's keyed motion at a time, from its timeline while a pass is open:
+// the index kept in it, or -1 with the channels from `first` to `last` worked
+// out into `out`. Times past the last one kept are added (while there is
+// room); others are found by a short look ahead of the last answer, or a
+// search, or else worked out without being kept.
+long KeyedAt(MotionEvaluation &m, KeyedTimeline *line, const Item &item, double time, double out[9], int first = 0,
+             int last = 9) {
     const Scene &scene = m.host.scene;
     if (m.passDepth == 0) {
         scene.KeyedMotion(item, time, out);
-        return out;
+        return -1;
     }
     if (!line) line = &TimelineOf(m, item);
-    if (const double *kept = line->Find(time)) return kept;
+    long kept = line->Find(time);
+    if (kept >= 0) return kept;
     size_t n = line->times.size();
     bool keep = (n == 0 || time > line->times.back()) && m.timelineSamples < MotionEvaluation::kMostTimelineSamples;
     if (!keep) {  // a time between kept ones: worked out, not kept
         double frame = scene.FrameAt(time);
         for (int c = first; c < last; ++c) out[c] = item.motion[c].ValueAt(frame);
-        return out;
+        return -1;
     }
+    double motion[9];
+    scene.KeyedMotion(item, time, motion);
     line->times.push_back(time);
-    line->motions.push_back({});
-    scene.KeyedMotion(item, time, line->motions.back().data());
+    for (int k = 0; k < 3; ++k) line->threes[k].push_back({motion[3 * k], motion[3 * k + 1], motion[3 * k + 2]});
     line->cursor = n;
     ++m.timelineSamples;
-    return line->motions.back().data();
+    return static_cast<long>(n);
 }
 
 // Three keyed channels from `first`, as EarlierMotion answers them before the
@@ -147,12 +175,42 @@ const double *Keys(MotionEvaluation &m, Evaluation &top, double time, int first,
     const Item &item = *top.item;
     if (!Ask(m, item, time)) {  // past the limit: the keys all the same
         m.host.scene.KeyedMotion(item, time, out);
-        return out;
+        return out + first;
     }
     Read(m, item);
-    if (top.keys)
-        if (const double *kept = top.keys->Find(time)) return kept;
-    return KeyedAt(m, top.keys, item, time, out, first, first + 3);
+    long kept = top.keys ? top.keys->Find(time) : -1;
+    if (kept < 0) kept = KeyedAt(m, top.keys, item, time, out, first, first + 3);
+    return kept >= 0 ? top.keys->Three(static_cast<size_t>(kept), first) : out + first;
+}
+
+// A motion parameter as the access record hands it: rotations in radians.
+inline void Answer(LWItemParam param, const double *three, double v[3]) {
+    if (param == LWIP_ROTATION) {
+        constexpr double k = 1 / kDegreesPerRadian;
+        v[0] = three[0] * k, v[1] = three[1] * k, v[2] = three[2] * k;
+    } else {
+        v[0] = three[0], v[1] = three[1], v[2] = three[2];
+    }
+}
+
+// The access record's answer about the item being evaluated, at another time
+// than its next step's: the keys (a handler of version 1 or 2), the motion
+// before the plug-in where it stands now, the keys at another time (the
+// first plug-in), or the motion before the plug-in then.
+[[gnu::noinline]] void OtherParam(MotionEvaluation &m, Evaluation &top, LWItemParam param, double t, double v[3]) {
+    const int first = param == LWIP_ROTATION ? kHeading : param == LWIP_SCALING ? kScaleX : kPosX;
+    double worked[9];
+    const double *motion = worked + first;
+    if (top.keyedOnly) {
+        m.host.scene.KeyedMotion(*top.item, t, worked);
+    } else if (t == top.time) {
+        motion = top.before + first;
+    } else if (top.plugin == 0) {
+        motion = Keys(m, top, t, first, worked);
+    } else {
+        EarlierMotion(*top.item, t, top.plugin, worked);
+    }
+    Answer(param, motion, v);
 }
 
 void MotionBefore(const Item &item, double time, size_t upTo, double out[9]) {
@@ -168,30 +226,25 @@ void MotionBefore(const Item &item, double time, size_t upTo, double out[9]) {
         std::memcpy(e.values, out, sizeof e.values);
         m.evaluating.push_back(&e);
         // Simulations ask this at every step of their chase, so the usual
-        // question (the first plug-in reading the keys at another step) is
-        // answered in a few moves.
+        // question (the first plug-in reading the keys at its next step) is
+        // answered in a few moves, and the rest apart.
         auto getParam = [](LWItemParam param, LWTime t, double v[3]) {
             MotionEvaluation &m = State();
             Evaluation &top = *m.evaluating.back();
-            const int first = param == LWIP_ROTATION ? kHeading : param == LWIP_SCALING ? kScaleX : kPosX;
-            double worked[9];
-            const double *motion = worked;
-            if (top.keyedOnly) {
-                m.host.scene.KeyedMotion(*top.item, t, worked);
-            } else if (t == top.time) {
-                motion = top.before;
-            } else if (top.plugin == 0) {
-                motion = Keys(m, top, t, first, worked);  // the first plug-in reads the keys
-            } else {
-                EarlierMotion(*top.item, t, top.plugin, worked);
+            KeyedTimeline *line = top.keys;
+            if (line && t != top.time && !top.keyedOnly && !m.overrun &&
+                m.questionsThisQuestion < m.host.motionQuestionLimit) {
+                size_t next = line->cursor + 1;
+                if (next < line->times.size() && line->times[next] == t) {
+                    ++m.questionsThisQuestion;  // as Keys counts and reads it
+                    Read(m, *top.item);
+                    line->cursor = next;
+                    const int first = param == LWIP_ROTATION ? kHeading : param == LWIP_SCALING ? kScaleX : kPosX;
+                    Answer(param, line->Three(next, first), v);
+                    return;
+                }
             }
-            motion += first;
-            if (param == LWIP_ROTATION) {
-                constexpr double k = 1 / kDegreesPerRadian;
-                v[0] = motion[0] * k, v[1] = motion[1] * k, v[2] = motion[2] * k;
-            } else {
-                v[0] = motion[0], v[1] = motion[1], v[2] = motion[2];
-            }
+            OtherParam(m, top, param, t, v);
         };
         auto setParam = [](LWItemParam param, const double v[3]) {
             Evaluation &top = *State().evaluating.back();
@@ -258,8 +311,8 @@ void EarlierMotion(const Item &item, double time, size_t upTo, double out[9]) {
     }
     if (upTo == 0) {
         MotionEvaluation &m = State();
-        const double *keyed = KeyedAt(m, nullptr, item, time, out);
-        if (keyed != out) std::memcpy(out, keyed, 9 * sizeof *out);
+        long kept = KeyedAt(m, nullptr, item, time, out);
+        if (kept >= 0) m.lastTimeline->Motion(static_cast<size_t>(kept), out);
         Read(m, item);
         return;
     }
@@ -299,8 +352,7 @@ void EmbeddedHost::FinalMotion(const Item &item, double time, double out[9]) {
     for (size_t k = m.evaluating.size(); k-- > 0;) {
         if (m.evaluating[k]->item == &item) {
             // The cycle rule: the motion before the plug-in running for it.
-            for (Reading &r : m.readings)
-                if (k < r.stackDepth && k != r.mayLeanOn) r.leanedOutside = true;
+            Lean(m, k);
             Read(m, item);
             const Evaluation &running = *m.evaluating[k];
             if (time == running.time)  // where it stands now (a tracker asking where it is): at hand
@@ -356,12 +408,59 @@ void EmbeddedHost::Placement(const Item &item, double time, double out[Scene::kP
     uint32_t upTo = own == ~size_t{0} ? MotionKey::kPlacement
                                       : MotionKey::kPlacementBefore + static_cast<uint32_t>(m.evaluating[own]->plugin);
     MotionKey key{&item, upTo, m.passFrame, time};
-    if (Remembered(key, &item, out, Scene::kPlacementValues)) return;
+    if (Remembered(key, &item, out, Scene::kPlacementValues)) {
+        // Worked out, it would have met the item's own evaluation (the cycle
+        // rule); what is being worked out inside that evaluation meets it still.
+        if (own != ~size_t{0}) Lean(m, own);
+        return;
+    }
     m.readings.push_back({m.evaluating.size(), false, {}, own});
     scene.WorkOutPlacement(item, time, out);
     Reading done = m.readings.back();
     m.readings.pop_back();
     if (!done.leanedOutside && !m.overrun) m.memory.Keep(key, out, Scene::kPlacementValues, done.uses);
+    Read(m, item, &done.uses);
+}
+
+// A parameter made from the placement, asked by a plug-in in a pass, is
+// kept for the chain of evaluations under way: whatever the memory held or
+// the cycle rule cut, the same chain gets the same answer, so it is kept
+// whole, with what it read and which evaluations it met, and handed back
+// with both. A wheel rolling from time 0 asks these at every step; kept,
+// each is three values in time order, read without placing anything again.
+// The evaluations an answer kept so may have met are bits of a value kept
+// beside it: fewer than the 52 of a double's fraction, so the bits stay a
+// number wherever the value is copied.
+constexpr size_t kMostLeanBits = 48;
+
+void EmbeddedHost::Param(const Item &item, int param, double time, double out[3]) {
+    MotionEvaluation &m = *motion_;
+    bool placed = param == LWIP_RIGHT || param == LWIP_UP || param == LWIP_FORWARD ||
+                  (param >= LWIP_W_POSITION && param <= LWIP_W_FORWARD);
+    uint32_t context = placed && m.passDepth > 0 && m.evaluating.size() <= kMostLeanBits ? Context(m) : 0;
+    if (!context || context >= MotionKey::kMostContexts) {
+        scene.Param(item, param, time, out);
+        return;
+    }
+    MotionKey key{&item, MotionKey::kAsked + (context << 5) + static_cast<uint32_t>(param), m.passFrame, time};
+    const ItemsRead *uses = nullptr;
+    if (const double *kept = m.memory.Find(key, &uses)) {
+        out[0] = kept[0], out[1] = kept[1], out[2] = kept[2];
+        uint64_t leaned;
+        std::memcpy(&leaned, kept + 3, sizeof leaned);
+        for (; leaned; leaned &= leaned - 1) Lean(m, static_cast<size_t>(std::countr_zero(leaned)));
+        Read(m, item, uses);
+        return;
+    }
+    m.readings.push_back({m.evaluating.size(), false, {}});
+    scene.Param(item, param, time, out);
+    Reading done = m.readings.back();
+    m.readings.pop_back();
+    if (!m.overrun) {
+        double kept[4] = {out[0], out[1], out[2]};
+        std::memcpy(kept + 3, &done.leanedOn, sizeof done.leanedOn);  // the bits, carried as a value
+        m.memory.Keep(key, kept, 4, done.uses);
+    }
     Read(m, item, &done.uses);
 }
 
@@ -372,7 +471,7 @@ const std::string *EmbeddedHost::RunningMotionPlugin() const {
 }
 
 MotionMemoryUse EmbeddedHost::MemoryUse() const {
-    return {motion_->memory.Entries(), motion_->memory.Bytes(), motion_->memory.rotations};
+    return {motion_->memory.Entries(), motion_->memory.Bytes(), motion_->memory.overflows};
 }
 
 // How the 5.x host spreads its motion-blur passes is not published (taken as

@@ -7,6 +7,7 @@
 #include <array>
 #include <deque>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "host/motion_memory.h"
@@ -22,6 +23,8 @@ struct Evaluation {
     double values[9];  // what it has set so far
     struct KeyedTimeline *keys = nullptr;  // the item's, when the plug-in is its first and a pass is open
     bool keyedOnly = false;                // a handler of version 1 or 2: it reads the keys alone
+    uint32_t context = kNoContext;         // the evaluations under way, this one innermost, by number
+    static constexpr uint32_t kNoContext = ~0u;  // not numbered yet
 };
 
 // What an evaluation under way has read.
@@ -32,23 +35,32 @@ struct Reading {
     // The one evaluation further out it may lean on: an item placed while one
     // of its own plug-ins runs, kept under that plug-in (none: past the stack).
     size_t mayLeanOn = ~size_t{0};
+    uint64_t leanedOn = 0;  // the evaluations under way it met, bit k the k-th from the outside
 };
 
 // An item's keyed motion at the times simulations step through, in rising
 // time. Simulations from time 0 step along the same times at every
-// evaluation, so the next answer usually lies just after the last one.
+// evaluation, so the next answer usually lies just after the last one. The
+// channels are kept in threes (position, rotation, scale): a chase reads one
+// three at every step, and reads only its bytes.
 struct KeyedTimeline {
     const Item *item = nullptr;
     std::vector<double> times;
-    std::vector<std::array<double, 9>> motions;
+    std::vector<std::array<double, 3>> threes[3];
     size_t cursor = 0;
-    // The motion kept for the time, or null.
-    const double *Find(double time) {
+    // The index of the time, or -1.
+    long Find(double time) {
         size_t n = times.size();
-        if (cursor + 1 < n && times[cursor + 1] == time) return motions[++cursor].data();  // the next step
+        if (cursor + 1 < n && times[cursor + 1] == time) return static_cast<long>(++cursor);  // the next step
         return Search(time);
     }
-    const double *Search(double time);
+    long Search(double time);
+    // The three channels from `first` (kPosX, kHeading or kScaleX) kept at an index.
+    const double *Three(size_t at, int first) const { return threes[first / 3][at].data(); }
+    void Motion(size_t at, double out[9]) const {
+        for (int k = 0; k < 3; ++k)
+            for (int c = 0; c < 3; ++c) out[3 * k + c] = threes[k][at][c];
+    }
 };
 
 struct MotionEvaluation {
@@ -60,6 +72,20 @@ struct MotionEvaluation {
     int passFrame = kNoPass;
 
     std::vector<Evaluation *> evaluating;
+    // Every distinct chain of evaluations under way met in a pass, numbered:
+    // by the chain outside one and the item and plug-in evaluated innermost.
+    struct ContextStep {
+        uint32_t outer;
+        const Item *item;
+        size_t plugin;
+        bool operator==(const ContextStep &) const = default;
+    };
+    struct ContextHash {
+        size_t operator()(const ContextStep &s) const {
+            return std::hash<const void *>()(s.item) * 31 + s.outer * 7 + s.plugin;
+        }
+    };
+    std::unordered_map<ContextStep, uint32_t, ContextHash> contexts;
     std::vector<Reading> readings;
     int passDepth = 0;
     MotionMemory memory;
@@ -70,6 +96,7 @@ struct MotionEvaluation {
     static constexpr size_t kMostTimelineSamples = size_t{1} << 20;
     void ForgetAll() {
         memory.Forget();
+        if (evaluating.empty()) contexts.clear();
         timelines.clear();
         timelineSamples = 0;
         lastTimeline = nullptr;

@@ -45,9 +45,80 @@ constexpr size_t kMostUsesSets = size_t{1} << 16;
 
 }  // namespace
 
-MotionMemory::MotionMemory(size_t generationEntries)
-    : capacity_(generationEntries < Generation::kRun ? Generation::kRun : generationEntries) {
+MotionMemory::MotionMemory(size_t mostAnswers)
+    : mostSweepAnswers_(mostAnswers / 2 < 16 ? 16 : mostAnswers / 2),
+      capacity_(mostAnswers / 4 < Generation::kRun ? Generation::kRun : mostAnswers / 4) {
     std::fill(std::begin(streamLatest_), std::end(streamLatest_), -HUGE_VAL);
+}
+
+size_t MotionMemory::StreamHash::operator()(const StreamKey &key) const {
+    return static_cast<size_t>(Mix(std::hash<const void *>()(key.item), (uint64_t{key.upTo} << 32) ^ static_cast<uint32_t>(key.frame)));
+}
+
+long MotionMemory::Sweep::At(double time) {
+    size_t n = times.size();
+    // The usual question: the answer after the last, or one of the next few
+    // (a stream asked at every other time it holds).
+    for (size_t i = cursor, end = std::min(n, cursor + 4); i < end; ++i)
+        if (times[i] == time) return static_cast<long>(cursor = i);
+    if (!n || time > times.back() || time < times.front()) return -1;
+    size_t i = static_cast<size_t>(std::lower_bound(times.begin(), times.end(), time) - times.begin());
+    if (times[i] != time) return -1;
+    return static_cast<long>(cursor = i);
+}
+
+MotionMemory::Sweep *MotionMemory::SweepOf(const MotionKey &key, bool make) {
+    StreamKey stream{key.item, key.upTo, key.frame};
+    // A simulation asks about a stream or two in turn: the last two found
+    // are looked at first.
+    for (Sweep *last : lastSweeps_)
+        if (last && last->stream == stream) return last;
+    auto found = sweeps_.find(stream);
+    if (found == sweeps_.end()) {
+        if (!make) return nullptr;
+        if (sweeps_.size() >= kMostSweeps) DropSweeps(Stale, StaleBefore());
+        if (sweeps_.size() >= kMostSweeps) DropSweeps([](const Sweep &, long) { return true; }, 0);
+        found = sweeps_.emplace(stream, std::make_unique<Sweep>()).first;
+        found->second->stream = stream;
+        found->second->stride = 0;
+    }
+    lastSweeps_[1] = lastSweeps_[0];
+    return lastSweeps_[0] = found->second.get();
+}
+
+bool MotionMemory::Stale(const Sweep &sweep, long before) { return sweep.asked < before; }
+
+long MotionMemory::StaleBefore() const { return sweepClock_ - static_cast<long>(mostSweepAnswers_); }
+
+void MotionMemory::DropSweeps(bool (*drop)(const Sweep &, long), long since) {
+    for (auto it = sweeps_.begin(); it != sweeps_.end();) {
+        if (drop(*it->second, since)) {
+            sweepAnswers_ -= it->second->times.size();
+            it = sweeps_.erase(it);
+        } else {
+            ++it;
+        }
+    }
+    std::fill(std::begin(lastSweeps_), std::end(lastSweeps_), nullptr);
+}
+
+// The lists are full: streams nobody asked about while the lists could fill
+// once go, then the earlier half of the longest list, until a quarter is free.
+void MotionMemory::TrimSweeps(Sweep *keeping) {
+    ++overflows;
+    keeping->asked = sweepClock_;
+    DropSweeps(Stale, StaleBefore());
+    while (sweepAnswers_ > mostSweepAnswers_ / 4 * 3) {
+        Sweep *longest = nullptr;
+        for (auto &[stream, sweep] : sweeps_)
+            if (!longest || sweep->times.size() > longest->times.size()) longest = sweep.get();
+        size_t gone = (longest->times.size() + 1) / 2;
+        longest->times.erase(longest->times.begin(), longest->times.begin() + gone);
+        longest->values.erase(longest->values.begin(), longest->values.begin() + gone * longest->stride);
+        longest->uses.erase(longest->uses.begin(), longest->uses.begin() + gone);
+        longest->cursor = 0;
+        sweepAnswers_ -= gone;
+    }
 }
 
 void MotionMemory::Reserve(Generation &g) const {
@@ -126,7 +197,7 @@ void MotionMemory::Rotate() {
     std::swap(young_, old_);
     young_.Clear();
     std::fill(std::begin(streamAt_), std::end(streamAt_), 0u);
-    ++rotations;
+    ++overflows;
 }
 
 size_t MotionMemory::Stream(const MotionKey &key) {
@@ -135,6 +206,15 @@ size_t MotionMemory::Stream(const MotionKey &key) {
 }
 
 const double *MotionMemory::Find(const MotionKey &key, const ItemsRead **uses) {
+    if (Sweep *sweep = SweepOf(key, false)) {
+        long at = sweep->At(key.time);
+        if (at >= 0) {
+            sweep->asked = sweepClock_;
+            *uses = &usesSets_[sweep->uses[at]];
+            return &sweep->values[at * sweep->stride];
+        }
+    }
+    if (!young_.kept && !old_.kept) return nullptr;
     size_t stream = Stream(key);
     if (key.time > streamLatest_[stream]) return nullptr;
     long found = -1;
@@ -200,11 +280,42 @@ uint32_t MotionMemory::Intern(const ItemsRead &uses) {
 
 void MotionMemory::Keep(const MotionKey &key, const double *values, int count, const ItemsRead &uses) {
     if (usesSets_.size() >= kMostUsesSets) Forget();  // a scene of endless combinations: start again
-    Answer answer{Intern(uses), {}};
+    count = std::min(count, kMostValues);
+    uint32_t usesSet = Intern(uses);
+    // In a stream's list when it comes after its last answer or among its
+    // last few (a placement asked at a step and half a step before it).
+    constexpr size_t kNearEnd = 8;
+    const double time = key.time == 0 ? 0.0 : key.time;  // -0 and +0 are one time
+    Sweep &sweep = *SweepOf(key, true);
+    if (!sweep.stride) sweep.stride = count;
+    size_t n = sweep.times.size();
+    auto place = std::lower_bound(sweep.times.end() - std::min(n, kNearEnd), sweep.times.end(), time);
+    bool inOrder = n < kNearEnd || place != sweep.times.end() - kNearEnd || *place == time;
+    if (sweep.stride == count && time == time && inOrder) {
+        size_t at = static_cast<size_t>(place - sweep.times.begin());
+        if (at < n && sweep.times[at] == time) {  // kept again: replaced
+            std::copy(values, values + count, sweep.values.begin() + at * count);
+            sweep.uses[at] = usesSet;
+            return;
+        }
+        if (sweepAnswers_ >= mostSweepAnswers_) {
+            TrimSweeps(&sweep);
+            Keep(key, values, count, uses);
+            return;
+        }
+        sweep.times.insert(place, time);
+        sweep.values.insert(sweep.values.begin() + at * count, values, values + count);
+        sweep.uses.insert(sweep.uses.begin() + at, usesSet);
+        sweep.cursor = at;
+        sweep.asked = ++sweepClock_;
+        ++sweepAnswers_;
+        return;
+    }
+    Answer answer{usesSet, {}};
     double &latest = streamLatest_[Stream(key)];
     bool past = key.time > latest;  // then not kept yet: no look needed
     if (!(key.time <= latest)) latest = key.time;  // NaN too: no time is past it then
-    std::memcpy(answer.values, values, sizeof(double) * (count < kMostValues ? count : kMostValues));
+    std::memcpy(answer.values, values, sizeof(double) * count);
     size_t hash = Hash(key);
     long at = past ? -1 : young_.Find(key, hash);
     if (at >= 0) {
@@ -218,6 +329,9 @@ void MotionMemory::Keep(const MotionKey &key, const double *values, int count, c
 }
 
 void MotionMemory::Forget() {
+    sweeps_.clear();
+    sweepAnswers_ = 0;
+    std::fill(std::begin(lastSweeps_), std::end(lastSweeps_), nullptr);
     young_.Clear();
     old_.Clear();
     std::fill(std::begin(streamAt_), std::end(streamAt_), 0u);
@@ -229,6 +343,9 @@ void MotionMemory::Forget() {
 
 size_t MotionMemory::Bytes() const {
     size_t bytes = usesSets_.capacity() * sizeof(ItemsRead) + usesIndex_.size() * 32;
+    for (const auto &[stream, sweep] : sweeps_)
+        bytes += sizeof(Sweep) + 32 + sweep->times.capacity() * sizeof(double) +
+                 sweep->values.capacity() * sizeof(double) + sweep->uses.capacity() * sizeof(uint32_t);
     for (const Generation *g : {&young_, &old_})
         bytes += g->keys.capacity() * sizeof(MotionKey) + g->answers.capacity() * sizeof(Answer) +
                  g->slots.capacity() * sizeof(uint32_t) + g->nextRun.capacity() * sizeof(uint32_t);

@@ -4,10 +4,18 @@
 // handed, with the items that answer read. Plug-ins that integrate from time 0 ask about the same earlier
 // times at every frame; this answers them once for the whole shot.
 //
-// Memory is bounded: answers are kept in two generations of a fixed number of
-// entries each. A full young generation becomes the old one and the old one is
-// dropped; an answer found in the old generation moves back to the young one,
-// so the times a shot keeps asking about stay while one-off questions go.
+// Answers come mostly in sweeps, a stream's times in rising order (a stream
+// being an item's motion through so many plug-ins, or its placement, in one
+// frame context): each stream keeps such answers in one list in time order,
+// read one after another as the simulation asks them again. Answers kept out
+// of order go to two generations of a fixed number of entries each: a full
+// young generation becomes the old one and the old one is dropped; an answer
+// found in the old generation moves back to the young one, so the times a
+// shot keeps asking about stay while one-off questions go.
+//
+// Memory is bounded: the lists hold half the answers the memory may hold,
+// the generations a quarter each. Full lists drop the streams nobody asked
+// about while they could fill once, then the earliest half of the longest.
 #pragma once
 
 #include <cstddef>
@@ -39,18 +47,21 @@ private:
 struct MotionKey {
     const Item *item;
     // Plug-ins applied; kFinal for all of them, kPlacement for the world
-    // placement, kPlacementBefore + k for the placement while its plug-in k runs.
+    // placement, kPlacementBefore + k for the placement while its plug-in k
+    // runs; kAsked + (context << 5) + parameter for an item-info parameter as
+    // the plug-ins evaluated in that context asked it.
     uint32_t upTo;
     int frame;      // the frame context a plug-in is handed
     double time;
-    static constexpr uint32_t kFinal = 0xffffffffu, kPlacement = 0xfffffffeu, kPlacementBefore = 0x80000000u;
+    static constexpr uint32_t kFinal = 0xffffffffu, kPlacement = 0xfffffffeu, kPlacementBefore = 0x80000000u,
+                              kAsked = 0x40000000u, kMostContexts = 1u << 25;
 };
 
 class MotionMemory {
 public:
-    // Answers one generation holds: 2^18, about 30 MB a generation.
-    static constexpr size_t kGenerationEntries = size_t{1} << 18;
-    explicit MotionMemory(size_t generationEntries = kGenerationEntries);
+    // Answers the memory holds at most: 2^19, at most about 60 MB.
+    static constexpr size_t kMostAnswers = size_t{1} << 19;
+    explicit MotionMemory(size_t mostAnswers = kMostAnswers);
 
     static constexpr int kMostValues = 12;  // a placement's; a motion has nine
     // The values kept for the key, or null; `uses` is
@@ -62,11 +73,43 @@ public:
     // Forgets every answer: the scene or a plug-in's settings changed.
     void Forget();
 
-    size_t Entries() const { return young_.kept + old_.kept; }
+    size_t Entries() const { return sweepAnswers_ + young_.kept + old_.kept; }
     size_t Bytes() const;  // what the answers and their indexes hold now
-    long rotations = 0;    // times the young generation filled up
+    long overflows = 0;    // times the lists or the young generation filled up
 
 private:
+    struct StreamKey {
+        const Item *item;
+        uint32_t upTo;
+        int frame;
+        bool operator==(const StreamKey &) const = default;
+    };
+    struct StreamHash {
+        size_t operator()(const StreamKey &key) const;
+    };
+    // One stream's answers in rising time.
+    struct Sweep {
+        StreamKey stream;
+        int stride;                  // values an answer holds
+        std::vector<double> times;   // rising
+        std::vector<double> values;  // `stride` an answer
+        std::vector<uint32_t> uses;  // into usesSets_
+        size_t cursor = 0;           // the answer last found or kept
+        long asked = 0;              // `sweepClock_` when it was last asked or kept into
+        long At(double time);        // the answer kept for the time, or -1
+    };
+    Sweep *SweepOf(const MotionKey &key, bool make);
+    void TrimSweeps(Sweep *keeping);
+    void DropSweeps(bool (*drop)(const Sweep &, long), long since);
+    static bool Stale(const Sweep &sweep, long before);
+    long StaleBefore() const;  // streams last asked before this went unasked while the lists could fill
+    size_t mostSweepAnswers_;
+    size_t sweepAnswers_ = 0;
+    long sweepClock_ = 0;  // answers added to the lists so far
+    std::unordered_map<StreamKey, std::unique_ptr<Sweep>, StreamHash> sweeps_;
+    Sweep *lastSweeps_[2] = {};  // the streams found last, the latest first
+    static constexpr size_t kMostSweeps = 4096;  // streams: one a frame and item in a blurred render
+
     struct Answer {
         uint32_t uses;  // into usesSets_
         double values[kMostValues];

@@ -111,7 +111,7 @@ void ItemParam(LWItemID id, LWItemParam param, LWTime time, double v[3]) {
     ++EmbeddedHost::Active().paramQueries;
     Item *item = Find(id);
     if (item)
-        TheScene().Param(*item, param, time, v);
+        EmbeddedHost::Active().Param(*item, param, time, v);
     else
         v[0] = v[1] = v[2] = 0;
 }

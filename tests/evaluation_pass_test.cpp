@@ -209,14 +209,14 @@ TEST_F(CarShots, ASmallMemoryTurnsOverAndAnswersTheSame) {
     {
         EvaluationPass command(host);
         plenty = Bake(*wheel, 120, true);
-        EXPECT_EQ(host.MemoryUse().rotations, 0);
+        EXPECT_EQ(host.MemoryUse().overflows, 0);
     }
     host.motionState().memory = MotionMemory(256);
     {
         EvaluationPass command(host);
         small = Bake(*wheel, 120, true);
         MotionMemoryUse use = host.MemoryUse();
-        EXPECT_GT(use.rotations, 2);
+        EXPECT_GT(use.overflows, 2);
         EXPECT_LE(use.answers, 512u);
     }
     EXPECT_EQ(small, plenty);
@@ -256,6 +256,37 @@ TEST_F(CarShots, AWheelAskingWhereItIsGetsItsMotionBeforeTheAskingPlugin) {
         EXPECT_EQ(baked[order], Bake(fresh, first, 12, false)) << order;  // within the question limit without memory
     }
     EXPECT_NE(baked["WS"], baked["SW"]);  // the limit slows the rolling in one order only
+}
+
+TEST_F(CarShots, AnAnswerCutByTheCycleRuleStaysCutWhenAskedAgain) {
+    // The car tracks its own wheel, which rolls by the car's axes: inside the
+    // car's Track the wheel rolls by the car's motion before Track (the cycle
+    // rule). Asked again inside it at a time whose steps were all asked
+    // before, the roll must still count as cut, and not be kept as the
+    // wheel's motion for questions from outside.
+    std::string scene = FileText(std::string(VESK_SOURCE_DIR) + "/examples/car_demo.lws");
+    const std::string track = "Plugin ItemMotionHandler 1 Track\nBEGIN MARVEN_LABS_PLUGIN Track\nVERSION 1\n"
+                              " BEGIN ITEM TRACKITEM\n OBJECT 1 1 9 @wheel.lwo\n END ITEM TRACKITEM\n"
+                              "END MARVEN_LABS_PLUGIN Track\nEndPlugin\n";
+    size_t at = scene.find("EndPlugin\n");  // the car's Speedlimit
+    ASSERT_NE(at, std::string::npos);
+    scene.insert(at + 10, track);
+    ASSERT_TRUE(SceneLoads(host, ScratchPath("tracking.lws"), &scene));
+    car = host.scene.objects[0].get();
+    wheel = host.scene.objects[1].get();
+    ASSERT_EQ(car->motionPlugins.size(), 2u);
+    const double between = 9.5 / 24;  // its steps lie among frame 10's
+    double remembered[5][9], afresh[5][9], m[9];
+    {
+        EvaluationPass pass(host);
+        for (int frame = 0; frame <= 10; ++frame) host.FinalMotion(*car, frame / 24.0, m);
+        host.FinalMotion(*car, between, m);
+        for (int i = 1; i < 5; ++i) host.FinalMotion(*host.scene.objects[i], between, remembered[i]);
+    }
+    for (int i = 1; i < 5; ++i) {
+        host.FinalMotion(*host.scene.objects[i], between, afresh[i]);
+        for (int c = 0; c < 9; ++c) EXPECT_EQ(remembered[i][c], afresh[i][c]) << "wheel " << i << ", channel " << c;
+    }
 }
 
 TEST_F(CarShots, AMissingWheelIsNamedOnce) {
