@@ -283,6 +283,23 @@ bool HasPlugins(const Item &item, size_t upTo = ~size_t{0}) {
     return false;
 }
 
+// The innermost evaluation under way of the item itself, or none (~0).
+size_t OwnEvaluation(const MotionEvaluation &m, const Item &item) {
+    for (size_t k = m.evaluating.size(); k-- > 0;)
+        if (m.evaluating[k]->item == &item) return k;
+    return ~size_t{0};
+}
+
+// Whether the item is placed by keys alone: no plug-in runs for it (before
+// the one running for it now, `own`) or for any of its parents. Such a
+// placement is worked out faster than remembered.
+bool PlacedByKeys(const MotionEvaluation &m, const Item &item, size_t own) {
+    if (HasPlugins(item, own == ~size_t{0} ? ~size_t{0} : m.evaluating[own]->plugin)) return false;
+    for (const Item *up = PlacementParent(item); up; up = PlacementParent(*up))
+        if (HasPlugins(*up)) return false;
+    return true;
+}
+
 // Answers from the pass's memory when it holds an answer that holds here.
 bool Remembered(const MotionKey &key, const Item *except, double *out, int count = 9) {
     MotionEvaluation &m = State();
@@ -388,14 +405,10 @@ void EmbeddedHost::Placement(const Item &item, double time, double out[Scene::kP
     // by keys alone (counting, for an item being evaluated, only the plug-ins
     // before the one running), worked out faster than remembered; nor one
     // whose parent is being evaluated (placed by the cycle rule further out).
-    size_t own = ~size_t{0};  // the innermost evaluation of the item itself
-    for (size_t k = m.evaluating.size(); k-- > 0 && own == ~size_t{0};)
-        if (m.evaluating[k]->item == &item) own = k;
-    bool parentEvaluated = false, keyedAlone = !HasPlugins(item, own == ~size_t{0} ? ~size_t{0} : m.evaluating[own]->plugin);
-    for (const Item *up = PlacementParent(item); up && !parentEvaluated; up = PlacementParent(*up)) {
-        parentEvaluated = OnStack(up);
-        keyedAlone = keyedAlone && !HasPlugins(*up);
-    }
+    const size_t own = OwnEvaluation(m, item);
+    bool parentEvaluated = false;
+    for (const Item *up = PlacementParent(item); up && !parentEvaluated; up = PlacementParent(*up)) parentEvaluated = OnStack(up);
+    const bool keyedAlone = PlacedByKeys(m, item, own);
     // A placement without parents asked from outside the plug-ins (a bake,
     // a render) is its final motion turned into rows, quickly worked out
     // again from the kept motion; such questions seldom come back, while
@@ -428,23 +441,29 @@ void EmbeddedHost::Placement(const Item &item, double time, double out[Scene::kP
 // whole, with what it read and which evaluations it met, and handed back
 // with both. A wheel rolling from time 0 asks these at every step; kept,
 // each is three values in time order, read without placing anything again.
-// The evaluations an answer kept so may have met are bits of a value kept
-// beside it: fewer than the 52 of a double's fraction, so the bits stay a
-// number wherever the value is copied.
+// Only such sweeps are kept: a plug-in asking at times of its own at every
+// frame (Whip's samples, spread over the shot so far) seldom asks one again;
+// nor is an item placed by keys alone, worked out faster than remembered.
+// The evaluations an answer met are bits of a value kept beside it: fewer
+// than the 52 of a double's fraction, so the bits stay a number wherever the
+// value is copied.
 constexpr size_t kMostLeanBits = 48;
 
 void EmbeddedHost::Param(const Item &item, int param, double time, double out[3]) {
     MotionEvaluation &m = *motion_;
     bool placed = param == LWIP_RIGHT || param == LWIP_UP || param == LWIP_FORWARD ||
                   (param >= LWIP_W_POSITION && param <= LWIP_W_FORWARD);
-    uint32_t context = placed && m.passDepth > 0 && m.evaluating.size() <= kMostLeanBits ? Context(m) : 0;
+    uint32_t context = placed && m.passDepth > 0 && m.evaluating.size() <= kMostLeanBits &&
+                               !PlacedByKeys(m, item, OwnEvaluation(m, item))
+                           ? Context(m)
+                           : 0;
     if (!context || context >= MotionKey::kMostContexts) {
         scene.Param(item, param, time, out);
         return;
     }
     MotionKey key{&item, MotionKey::kAsked + (context << 5) + static_cast<uint32_t>(param), m.passFrame, time};
     const ItemsRead *uses = nullptr;
-    if (const double *kept = m.memory.Find(key, &uses)) {
+    if (const double *kept = m.memory.Find(key, &uses, true)) {
         out[0] = kept[0], out[1] = kept[1], out[2] = kept[2];
         uint64_t leaned;
         std::memcpy(&leaned, kept + 3, sizeof leaned);
@@ -459,7 +478,7 @@ void EmbeddedHost::Param(const Item &item, int param, double time, double out[3]
     if (!m.overrun) {
         double kept[4] = {out[0], out[1], out[2]};
         std::memcpy(kept + 3, &done.leanedOn, sizeof done.leanedOn);  // the bits, carried as a value
-        m.memory.Keep(key, kept, 4, done.uses);
+        m.memory.Keep(key, kept, 4, done.uses, true);
     }
     Read(m, item, &done.uses);
 }

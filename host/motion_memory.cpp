@@ -205,7 +205,7 @@ size_t MotionMemory::Stream(const MotionKey &key) {
     return static_cast<size_t>(h % kStreams);
 }
 
-const double *MotionMemory::Find(const MotionKey &key, const ItemsRead **uses) {
+const double *MotionMemory::FindElsewhere(const MotionKey &key, const ItemsRead **uses, bool listsOnly) {
     if (Sweep *sweep = SweepOf(key, false)) {
         long at = sweep->At(key.time);
         if (at >= 0) {
@@ -214,7 +214,7 @@ const double *MotionMemory::Find(const MotionKey &key, const ItemsRead **uses) {
             return &sweep->values[at * sweep->stride];
         }
     }
-    if (!young_.kept && !old_.kept) return nullptr;
+    if (listsOnly || (!young_.kept && !old_.kept)) return nullptr;
     size_t stream = Stream(key);
     if (key.time > streamLatest_[stream]) return nullptr;
     long found = -1;
@@ -278,7 +278,7 @@ uint32_t MotionMemory::Intern(const ItemsRead &uses) {
     return found;
 }
 
-void MotionMemory::Keep(const MotionKey &key, const double *values, int count, const ItemsRead &uses) {
+void MotionMemory::Keep(const MotionKey &key, const double *values, int count, const ItemsRead &uses, bool listsOnly) {
     if (usesSets_.size() >= kMostUsesSets) Forget();  // a scene of endless combinations: start again
     count = std::min(count, kMostValues);
     uint32_t usesSet = Intern(uses);
@@ -300,7 +300,7 @@ void MotionMemory::Keep(const MotionKey &key, const double *values, int count, c
         }
         if (sweepAnswers_ >= mostSweepAnswers_) {
             TrimSweeps(&sweep);
-            Keep(key, values, count, uses);
+            Keep(key, values, count, uses, listsOnly);
             return;
         }
         sweep.times.insert(place, time);
@@ -311,6 +311,7 @@ void MotionMemory::Keep(const MotionKey &key, const double *values, int count, c
         ++sweepAnswers_;
         return;
     }
+    if (listsOnly) return;
     Answer answer{usesSet, {}};
     double &latest = streamLatest_[Stream(key)];
     bool past = key.time > latest;  // then not kept yet: no look needed

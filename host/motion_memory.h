@@ -67,9 +67,15 @@ public:
     // The values kept for the key, or null; `uses` is
     // set to what it read. A find may move the answer between generations, so
     // the pointers hold only until the next Find or Keep.
-    const double *Find(const MotionKey &key, const ItemsRead **uses);
+    // With `listsOnly`, only answers kept in time order are looked at.
+    const double *Find(const MotionKey &key, const ItemsRead **uses, bool listsOnly = false) {
+        if (const double *next = NextInSweep(key, uses)) return next;
+        return FindElsewhere(key, uses, listsOnly);
+    }
     // Keeps an answer (replacing one kept for the same key).
-    void Keep(const MotionKey &key, const double *values, int count, const ItemsRead &uses);
+    // With `listsOnly`, an answer out of its stream's time order is not kept:
+    // for streams that are worth keeping only as sweeps.
+    void Keep(const MotionKey &key, const double *values, int count, const ItemsRead &uses, bool listsOnly = false);
     // Forgets every answer: the scene or a plug-in's settings changed.
     void Forget();
 
@@ -99,6 +105,21 @@ private:
         long At(double time);        // the answer kept for the time, or -1
     };
     Sweep *SweepOf(const MotionKey &key, bool make);
+    // The usual find, of a sweep's next answer in one of the streams found
+    // last, in a few moves; or null.
+    const double *NextInSweep(const MotionKey &key, const ItemsRead **uses) {
+        for (Sweep *s : lastSweeps_)
+            if (s && s->stream.item == key.item && s->stream.upTo == key.upTo && s->stream.frame == key.frame) {
+                size_t next = s->cursor + 1;
+                if (next >= s->times.size() || s->times[next] != key.time) return nullptr;
+                s->cursor = next;
+                s->asked = sweepClock_;
+                *uses = &usesSets_[s->uses[next]];
+                return &s->values[next * s->stride];
+            }
+        return nullptr;
+    }
+    const double *FindElsewhere(const MotionKey &key, const ItemsRead **uses, bool listsOnly);
     void TrimSweeps(Sweep *keeping);
     void DropSweeps(bool (*drop)(const Sweep &, long), long since);
     static bool Stale(const Sweep &sweep, long before);
