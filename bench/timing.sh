@@ -7,3 +7,8 @@ seconds() {  # seconds COMMAND...: one run's wall time
     awk -v a="$start" -v b="$end" 'BEGIN { printf "%.3f\n", b - a }'
 }
 median() { sort -g | awk '{ v[NR] = $1 } END { print (NR % 2) ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'; }
+fastest() {  # fastest N COMMAND...: the least wall time of N runs (the least disturbed)
+    local n=$1 i
+    shift
+    for ((i = 0; i < n; ++i)); do seconds "$@"; done | sort -g | head -n 1
+}

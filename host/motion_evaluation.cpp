@@ -237,7 +237,10 @@ void MotionBefore(const Item &item, double time, size_t upTo, double out[9]) {
                 size_t next = line->cursor + 1;
                 if (next < line->times.size() && line->times[next] == t) {
                     ++m.questionsThisQuestion;  // as Keys counts and reads it
-                    Read(m, *top.item);
+                    if (!top.itemRead) {  // into the same reading at every question of the evaluation
+                        Read(m, *top.item);
+                        top.itemRead = true;
+                    }
                     line->cursor = next;
                     const int first = param == LWIP_ROTATION ? kHeading : param == LWIP_SCALING ? kScaleX : kPosX;
                     Answer(param, line->Three(next, first), v);
@@ -453,10 +456,7 @@ void EmbeddedHost::Param(const Item &item, int param, double time, double out[3]
     MotionEvaluation &m = *motion_;
     bool placed = param == LWIP_RIGHT || param == LWIP_UP || param == LWIP_FORWARD ||
                   (param >= LWIP_W_POSITION && param <= LWIP_W_FORWARD);
-    uint32_t context = placed && m.passDepth > 0 && m.evaluating.size() <= kMostLeanBits &&
-                               !PlacedByKeys(m, item, OwnEvaluation(m, item))
-                           ? Context(m)
-                           : 0;
+    uint32_t context = placed && m.passDepth > 0 && m.evaluating.size() <= kMostLeanBits ? Context(m) : 0;
     if (!context || context >= MotionKey::kMostContexts) {
         scene.Param(item, param, time, out);
         return;
@@ -469,6 +469,10 @@ void EmbeddedHost::Param(const Item &item, int param, double time, double out[3]
         std::memcpy(&leaned, kept + 3, sizeof leaned);
         for (; leaned; leaned &= leaned - 1) Lean(m, static_cast<size_t>(std::countr_zero(leaned)));
         Read(m, item, uses);
+        return;
+    }
+    if (PlacedByKeys(m, item, OwnEvaluation(m, item))) {  // the same whichever chain asks
+        scene.Param(item, param, time, out);
         return;
     }
     m.readings.push_back({m.evaluating.size(), false, {}});

@@ -24,6 +24,7 @@ struct Evaluation {
     struct KeyedTimeline *keys = nullptr;  // the item's, when the plug-in is its first and a pass is open
     bool keyedOnly = false;                // a handler of version 1 or 2: it reads the keys alone
     uint32_t context = kNoContext;         // the evaluations under way, this one innermost, by number
+    bool itemRead = false;                 // its plug-in has read its item's keys once
     static constexpr uint32_t kNoContext = ~0u;  // not numbered yet
 };
 

@@ -122,6 +122,47 @@ TEST(MotionMemory, InterleavedSweepsAreFoundInEitherDirection) {
     }
 }
 
+TEST(MotionMemory, AnswersOutOfTimeOrderAreKeptApartOrNotAtAll) {
+    // Ten rising times make a stream's list; a time before its last eight
+    // goes to the generations, or, for streams kept as sweeps only, nowhere.
+    MotionMemory memory;
+    ItemsRead uses;
+    uses.Add(kA);
+    double values[4] = {};
+    for (const bool listsOnly : {false, true}) {
+        const MotionKey first{kA, listsOnly ? 2u : 1u, -1, 0.0};
+        for (int i = 1; i <= 10; ++i) {
+            values[0] = i;
+            MotionKey key = first;
+            key.time = i * 0.1;
+            memory.Keep(key, values, 4, uses, listsOnly);
+        }
+        MotionKey early = first, late = first;
+        early.time = 0.15, late.time = 0.95;  // before the last eight, among them
+        values[0] = -1;
+        memory.Keep(early, values, 4, uses, listsOnly);
+        values[0] = -2;
+        memory.Keep(late, values, 4, uses, listsOnly);
+        const ItemsRead *read = nullptr;
+        const double *e = memory.Find(early, &read), *l = memory.Find(late, &read, true);
+        ASSERT_TRUE(l) << listsOnly;
+        EXPECT_EQ(l[0], -2);
+        EXPECT_EQ(e != nullptr, !listsOnly);
+        if (e) {
+            EXPECT_EQ(e[0], -1);
+            EXPECT_FALSE(memory.Find(early, &read, true));  // not in a list
+        }
+        for (int i = 1; i <= 10; ++i) {  // the list is still in order around them
+            MotionKey key = first;
+            key.time = i * 0.1;
+            const double *v = memory.Find(key, &read, true);
+            ASSERT_TRUE(v) << i;
+            EXPECT_EQ(v[0], i);
+        }
+    }
+    EXPECT_EQ(memory.Entries(), 2u * 11 + 1);
+}
+
 TEST(MotionMemory, AnswersNameTheItemsTheyRead) {
     MotionMemory memory;
     ItemsRead ab, ba, a;
