@@ -123,20 +123,6 @@ KeyedTimeline &TimelineOf(MotionEvaluation &m, const Item &item) {
     return *line;
 }
 
-}  // namespace
-
-long KeyedTimeline::Search(double time) {
-    size_t n = times.size();
-    for (size_t i = cursor; i < n && i < cursor + 4; ++i)  // a kept time or two between the steps
-        if (times[i] == time) return static_cast<long>(cursor = i);
-    if (!n || time > times.back()) return -1;
-    size_t i = static_cast<size_t>(std::lower_bound(times.begin(), times.end(), time) - times.begin());
-    if (i >= n || times[i] != time) return -1;
-    return static_cast<long>(cursor = i);
-}
-
-namespace {
-
 // The item's keyed motion at a time, from its timeline while a pass is open:
 // the index kept in it, or -1 with the channels from `first` to `last` worked
 // out into `out`. Times past the last one kept are added (while there is

@@ -53,9 +53,8 @@ struct KeyedTimeline {
     long Find(double time) {
         size_t n = times.size();
         if (cursor + 1 < n && times[cursor + 1] == time) return static_cast<long>(++cursor);  // the next step
-        return Search(time);
+        return TimeIndex(times, &cursor, time);
     }
-    long Search(double time);
     // The three channels from `first` (kPosX, kHeading or kScaleX) kept at an index.
     const double *Three(size_t at, int first) const { return threes[first / 3][at].data(); }
     void Motion(size_t at, double out[9]) const {

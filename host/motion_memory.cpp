@@ -55,16 +55,14 @@ size_t MotionMemory::StreamHash::operator()(const StreamKey &key) const {
     return static_cast<size_t>(Mix(std::hash<const void *>()(key.item), (uint64_t{key.upTo} << 32) ^ static_cast<uint32_t>(key.frame)));
 }
 
-long MotionMemory::Sweep::At(double time) {
+long TimeIndex(const std::vector<double> &times, size_t *cursor, double time) {
     size_t n = times.size();
-    // The usual question: the answer after the last, or one of the next few
-    // (a stream asked at every other time it holds).
-    for (size_t i = cursor, end = std::min(n, cursor + 4); i < end; ++i)
-        if (times[i] == time) return static_cast<long>(cursor = i);
+    for (size_t i = *cursor, end = std::min(n, *cursor + 4); i < end; ++i)
+        if (times[i] == time) return static_cast<long>(*cursor = i);
     if (!n || time > times.back() || time < times.front()) return -1;
     size_t i = static_cast<size_t>(std::lower_bound(times.begin(), times.end(), time) - times.begin());
     if (times[i] != time) return -1;
-    return static_cast<long>(cursor = i);
+    return static_cast<long>(*cursor = i);
 }
 
 MotionMemory::Sweep *MotionMemory::SweepOf(const MotionKey &key, bool make) {

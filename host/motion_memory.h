@@ -44,6 +44,11 @@ private:
     void AddNew(const Item *item);
 };
 
+// The index of `time` among rising `times`, or -1: looked for from the
+// cursor on (a sweep asks its times again in order, now and then with one
+// or two between), else searched for; once found, it is the cursor.
+long TimeIndex(const std::vector<double> &times, size_t *cursor, double time);
+
 struct MotionKey {
     const Item *item;
     // Plug-ins applied; kFinal for all of them, kPlacement for the world
@@ -102,7 +107,7 @@ private:
         std::vector<uint32_t> uses;  // into usesSets_
         size_t cursor = 0;           // the answer last found or kept
         long asked = 0;              // `sweepClock_` when it was last asked or kept into
-        long At(double time);        // the answer kept for the time, or -1
+        long At(double time) { return TimeIndex(times, &cursor, time); }  // the answer kept for the time, or -1
     };
     Sweep *SweepOf(const MotionKey &key, bool make);
     // The usual find, of a sweep's next answer in one of the streams found
